@@ -1,0 +1,52 @@
+#include "MainWindow.h"
+
+#include "AppCoordinator.h"
+#include "ContentView.h"
+#include "OnboardingView.h"
+
+#include <QApplication>
+#include <QMenuBar>
+#include <QStackedWidget>
+
+using namespace Qt::StringLiterals;
+
+MainWindow::MainWindow(AppCoordinator& coordinator, QWidget* parent)
+    : QMainWindow(parent)
+    , m_coordinator(coordinator)
+    , m_screens(new QStackedWidget(this))
+{
+    setWindowTitle(u"Sonorelle"_s);
+    resize(1200, 760);
+    setCentralWidget(m_screens);
+
+    QMenu* fileMenu = menuBar()->addMenu(u"&File"_s);
+    QAction* quit = fileMenu->addAction(u"Quit Sonorelle"_s, qApp, &QApplication::quit);
+    quit->setShortcut(QKeySequence::Quit);
+
+    connect(&m_coordinator, &AppCoordinator::stateChanged, this, &MainWindow::showCurrentScreen);
+    showCurrentScreen();
+}
+
+void MainWindow::showCurrentScreen()
+{
+    if (m_coordinator.showsMainContent()) {
+        if (m_contentView)
+            return;
+        m_contentView = new ContentView(*m_coordinator.library(), m_screens);
+        connect(m_contentView, &ContentView::appeared, this, &MainWindow::contentAppeared);
+        m_screens->addWidget(m_contentView);
+        m_screens->setCurrentWidget(m_contentView);
+        if (m_onboardingView) {
+            m_screens->removeWidget(m_onboardingView);
+            m_onboardingView->deleteLater();
+            m_onboardingView = nullptr;
+        }
+        return;
+    }
+    if (!m_onboardingView) {
+        m_onboardingView = new OnboardingView(chooseFolderWithDialog, m_screens);
+        connect(m_onboardingView, &OnboardingView::completed, &m_coordinator, &AppCoordinator::completeOnboarding);
+        m_screens->addWidget(m_onboardingView);
+    }
+    m_screens->setCurrentWidget(m_onboardingView);
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "SidebarItem.h"
+
+#include <QStringList>
+#include <QWidget>
+
+#include <optional>
+
+class QListWidget;
+class QListWidgetItem;
+
+// The first column: Music, Playlists, Podcasts, Devices, Maintenance, then one "CD Rip" row
+// per inserted disc.
+class SidebarView : public QWidget {
+    Q_OBJECT
+
+public:
+    explicit SidebarView(QWidget* parent = nullptr);
+
+    std::optional<SidebarItem> selection() const;
+    void setSelection(const std::optional<SidebarItem>& item);
+
+    // Rows in order, for tests and accessibility: the text of each.
+    QStringList rowTexts() const;
+
+signals:
+    void selectionChanged(const std::optional<SidebarItem>& item);
+
+private:
+    void addRow(const SidebarItem& item, const QString& text, const QString& iconName);
+    static SidebarItem itemOf(const QListWidgetItem* row);
+
+    QListWidget* m_list;
+};

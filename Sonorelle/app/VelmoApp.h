@@ -1,0 +1,23 @@
+#pragma once
+
+#include "AppCoordinator.h"
+#include "MainWindow.h"
+
+#include <QObject>
+
+// The application's long-lived objects, made once for the life of the process.
+class VelmoApp : public QObject {
+    Q_OBJECT
+
+public:
+    VelmoApp();
+
+    void show();
+
+    AppCoordinator& coordinator() { return m_coordinator; }
+    MainWindow& window() { return m_window; }
+
+private:
+    AppCoordinator m_coordinator;
+    MainWindow m_window;
+};

@@ -1,0 +1,116 @@
+#include "Library.h"
+
+#include "LibraryStores.h"
+#include "StoreWriter.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+#define ASSERT_MAIN_THREAD() Q_ASSERT(QThread::currentThread() == thread())
+
+Library::Library(const QUrl& rootURL, QObject* parent)
+    : QObject(parent)
+    , m_rootURL(rootURL)
+    , m_tracks(LibraryStores::readTracks().value)
+    , m_playlists(LibraryStores::readPlaylists().value)
+    , m_smartPlaylists(LibraryStores::readSmartPlaylists().value)
+    , m_deviceProfiles(LibraryStores::readDeviceProfiles().value)
+{
+    const PodcastStore::Contents podcastStore = LibraryStores::readPodcasts().value;
+    m_podcasts = podcastStore.podcasts;
+    m_episodes = podcastStore.episodes;
+
+    const auto writer = [](StoreKind kind, StoreWriter::Snapshot snapshot) {
+        return std::make_unique<StoreWriter>(StoreLocations::path(kind), std::move(snapshot));
+    };
+    m_tracksWriter = writer(StoreKind::library, [this] {
+        return [tracks = m_tracks] { return LibraryStores::encodeTracks(tracks); };
+    });
+    m_playlistsWriter = writer(StoreKind::playlists, [this] {
+        return [playlists = m_playlists] { return LibraryStores::encodePlaylists(playlists); };
+    });
+    m_smartPlaylistsWriter = writer(StoreKind::smartPlaylists, [this] {
+        return [smartPlaylists = m_smartPlaylists] { return LibraryStores::encodeSmartPlaylists(smartPlaylists); };
+    });
+    m_deviceProfilesWriter = writer(StoreKind::deviceProfiles, [this] {
+        return [profiles = m_deviceProfiles] { return LibraryStores::encodeDeviceProfiles(profiles); };
+    });
+    m_podcastsWriter = writer(StoreKind::podcasts, [this] {
+        return [podcasts = m_podcasts, episodes = m_episodes] { return PodcastStore::encode(podcasts, episodes); };
+    });
+
+    if (QCoreApplication* app = QCoreApplication::instance())
+        connect(app, &QCoreApplication::aboutToQuit, this, &Library::flush);
+}
+
+Library::~Library()
+{
+    flush();
+}
+
+void Library::flush()
+{
+    ASSERT_MAIN_THREAD();
+    for (StoreWriter* writer : {m_tracksWriter.get(), m_playlistsWriter.get(), m_smartPlaylistsWriter.get(),
+                                m_deviceProfilesWriter.get(), m_podcastsWriter.get()})
+        writer->flush();
+}
+
+void Library::tracksDidChange()
+{
+    emit tracksChanged();
+    m_tracksWriter->markChanged();
+}
+
+void Library::add(const Track& track)
+{
+    ASSERT_MAIN_THREAD();
+    m_tracks.append(track);
+    tracksDidChange();
+}
+
+Track Library::upsertRippedTrack(const Track& track)
+{
+    ASSERT_MAIN_THREAD();
+    const TrackSignature signature(track);
+    for (Track& existing : m_tracks) {
+        if (TrackSignature(existing).matches(signature)) {
+            existing = track.preservingIdentity(existing);
+            const Track stored = existing;
+            tracksDidChange();
+            return stored;
+        }
+    }
+    m_tracks.append(track);
+    tracksDidChange();
+    return track;
+}
+
+QList<Track> Library::tracksMatching(const QList<TrackSignature>& signatures) const
+{
+    ASSERT_MAIN_THREAD();
+    QHash<TrackSignature::Key, QList<double>> durationsByKey;
+    for (const TrackSignature& signature : signatures)
+        durationsByKey[signature.key()].append(signature.duration);
+
+    QList<Track> result;
+    for (const Track& track : m_tracks) {
+        const TrackSignature signature(track);
+        const auto durations = durationsByKey.constFind(signature.key());
+        if (durations == durationsByKey.cend())
+            continue;
+        const bool matches = std::any_of(durations->cbegin(), durations->cend(), [&](double duration) {
+            return TrackSignature::durationsMatch(signature.duration, duration);
+        });
+        if (matches)
+            result.append(track);
+    }
+    return result;
+}
+
+void Library::remove(const QUuid& id)
+{
+    ASSERT_MAIN_THREAD();
+    m_tracks.removeIf([&id](const Track& track) { return track.id == id; });
+    tracksDidChange();
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "StoreFile.h"
+#include "StoreLocations.h"
+#include "Track.h"
+#include "playlists/Playlist.h"
+#include "playlists/SmartPlaylist.h"
+#include "podcasts/PodcastStore.h"
+#include "sync/DeviceProfile.h"
+
+#include <QList>
+
+// How each of the five stores is read and written: the one place that pairs a file with
+// its record type.
+namespace LibraryStores {
+
+StoreRead<QList<Track>> readTracks();
+StoreRead<QList<Playlist>> readPlaylists();
+StoreRead<QList<SmartPlaylist>> readSmartPlaylists();
+StoreRead<QList<DeviceProfile>> readDeviceProfiles();
+StoreRead<PodcastStore::Contents> readPodcasts();
+
+QByteArray encodeTracks(const QList<Track>& tracks);
+QByteArray encodePlaylists(const QList<Playlist>& playlists);
+QByteArray encodeSmartPlaylists(const QList<SmartPlaylist>& smartPlaylists);
+QByteArray encodeDeviceProfiles(const QList<DeviceProfile>& profiles);
+
+struct Inspection {
+    StoreKind kind;
+    QString path;
+    StoreState state;
+    QString problem;
+    qsizetype records = 0; // podcasts and episodes together for podcasts.json
+};
+
+// Reads every store as the library would, without keeping anything.
+QList<Inspection> inspectAll();
+
+} // namespace LibraryStores

@@ -1,0 +1,58 @@
+#pragma once
+
+#include "RawValueEnum.h"
+#include "disc/RipStrategyKind.h"
+#include "sync/DeviceProfile.h"
+
+#include <QString>
+#include <QUrl>
+
+#include <optional>
+
+// The nine settings keys, their types and defaults, in one place. Nothing is registered at
+// start: a key not yet written, or holding a value of the wrong type, reads as its default.
+namespace Settings {
+
+template <typename T>
+struct Key {
+    const char* name;
+    T defaultValue;
+};
+
+inline constexpr Key<bool> isOnboarded{"isOnboarded", false};
+inline constexpr Key<bool> copyImportedFiles{"copyImportedFiles", false};
+inline constexpr Key<RipStrategyKind> ripStrategy{"ripStrategy", RipStrategyKind::direct};
+inline constexpr Key<OutputFormat> defaultOutputFormat{"defaultOutputFormat", OutputFormat::keepSource};
+inline constexpr Key<qint64> defaultBitrate{"defaultBitrate", 320};
+inline constexpr Key<FolderStructure> defaultFolderStructure{"defaultFolderStructure", FolderStructure::artistAlbumTrack};
+inline constexpr Key<bool> defaultSyncPlaylists{"defaultSyncPlaylists", true};
+inline constexpr Key<bool> defaultSyncPodcasts{"defaultSyncPodcasts", true};
+// The ninth key has no default: its absence means that no library has been chosen.
+inline constexpr const char* libraryRootPathKey = "libraryRootPath";
+
+bool value(const Key<bool>& key);
+qint64 value(const Key<qint64>& key);
+void setValue(const Key<bool>& key, bool value);
+void setValue(const Key<qint64>& key, qint64 value);
+
+QString rawString(const char* key);
+void setRawString(const char* key, const QString& value);
+
+template <typename E>
+E value(const Key<E>& key)
+{
+    return enumFromRawValue<E>(rawString(key.name)).value_or(key.defaultValue);
+}
+
+template <typename E>
+void setValue(const Key<E>& key, E value)
+{
+    setRawString(key.name, rawValue(value));
+}
+
+std::optional<QString> libraryRootPath();
+void setLibraryRootPath(const QString& path);
+// The root as a file URL, or none when no library has been chosen.
+std::optional<QUrl> libraryRootURL();
+
+} // namespace Settings

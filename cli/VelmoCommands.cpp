@@ -1,0 +1,12 @@
+#include "VelmoCommands.h"
+
+#include "LibraryCommands.h"
+
+using namespace Qt::StringLiterals;
+
+CommandLine velmoCommands()
+{
+    CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s);
+    addLibraryCommands(commandLine);
+    return commandLine;
+}

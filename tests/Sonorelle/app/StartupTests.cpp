@@ -1,0 +1,175 @@
+#include "app/AppCoordinator.h"
+#include "app/ContentView.h"
+#include "app/MainWindow.h"
+#include "app/OnboardingView.h"
+#include "app/SidebarView.h"
+#include "library/LibraryStores.h"
+#include "library/Settings.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+#include "widgets/PlaceholderView.h"
+
+#include <QComboBox>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class StartupTest : public ::testing::Test {
+protected:
+    void SetUp() override { TestEnvironment::clearSettings(); }
+    void TearDown() override { TestEnvironment::clearSettings(); }
+
+    TemporaryStores stores;
+
+    QString root() const { return stores.folder() + u"/My Music"_s; }
+
+    template <typename T>
+    static T* child(QWidget* parent, const QString& text)
+    {
+        for (T* widget : parent->findChildren<T*>()) {
+            if constexpr (std::is_same_v<T, QLabel> || std::is_same_v<T, QPushButton>) {
+                if (widget->text() == text)
+                    return widget;
+            }
+        }
+        return nullptr;
+    }
+};
+
+} // namespace
+
+TEST_F(StartupTest, AFirstRunShowsOnboardingWithTheDefaultPathAndMovingChosen)
+{
+    AppCoordinator coordinator;
+    EXPECT_FALSE(coordinator.showsMainContent());
+    MainWindow window(coordinator);
+    OnboardingView* onboarding = window.onboardingView();
+    ASSERT_NE(onboarding, nullptr);
+    EXPECT_EQ(window.windowTitle(), u"Sonorelle"_s);
+    EXPECT_EQ(onboarding->libraryPath(), TestEnvironment::home() + u"/Music/Sonorelle"_s);
+    EXPECT_FALSE(onboarding->copyFiles());
+    EXPECT_NE(child<QLabel>(onboarding, u"Welcome to Sonorelle"_s), nullptr);
+    EXPECT_NE(child<QLabel>(onboarding, u"Choose where to keep your music library.\nSonorelle will manage files in this folder."_s), nullptr);
+    EXPECT_NE(child<QPushButton>(onboarding, u"Browse…"_s), nullptr);
+    const QComboBox* handling = onboarding->findChild<QComboBox*>();
+    ASSERT_NE(handling, nullptr);
+    EXPECT_EQ(handling->itemText(0), u"Move imported files"_s);
+    EXPECT_EQ(handling->itemText(1), u"Copy imported files"_s);
+}
+
+TEST_F(StartupTest, BrowseAsksForAFolderAndTakesTheChoice)
+{
+    FolderPickerRequest asked;
+    OnboardingView view([&](QWidget*, const FolderPickerRequest& request) -> std::optional<QString> {
+        asked = request;
+        return u"/srv/music"_s;
+    });
+    QTest::mouseClick(child<QPushButton>(&view, u"Browse…"_s), Qt::LeftButton);
+    EXPECT_EQ(asked.message, u"Choose a folder for your Sonorelle library"_s);
+    EXPECT_EQ(asked.prompt, u"Choose"_s);
+    EXPECT_TRUE(asked.canCreateFolders);
+    EXPECT_EQ(view.libraryPath(), u"/srv/music"_s);
+
+    OnboardingView cancelled([](QWidget*, const FolderPickerRequest&) { return std::optional<QString>(); });
+    const QString before = cancelled.libraryPath();
+    QTest::mouseClick(child<QPushButton>(&cancelled, u"Browse…"_s), Qt::LeftButton);
+    EXPECT_EQ(cancelled.libraryPath(), before);
+}
+
+TEST_F(StartupTest, GetStartedCompletesOnboardingAndOpensTheMainWindow)
+{
+    // A library.json from an earlier installation is shown at once.
+    writeFile(StoreLocations::path(StoreKind::library), LibraryStores::encodeTracks({makeTrack(u"Kept"_s)}));
+    AppCoordinator coordinator;
+    MainWindow window(coordinator);
+    window.show();
+    OnboardingView* onboarding = window.onboardingView();
+    onboarding->findChild<QLineEdit*>(u"libraryPath"_s)->setText(root());
+    onboarding->findChild<QComboBox*>()->setCurrentIndex(1);
+    QTest::mouseClick(child<QPushButton>(onboarding, u"Get Started"_s), Qt::LeftButton);
+
+    EXPECT_TRUE(Settings::value(Settings::isOnboarded));
+    EXPECT_TRUE(Settings::value(Settings::copyImportedFiles));
+    EXPECT_EQ(Settings::libraryRootPath(), root());
+    EXPECT_TRUE(QDir(root()).exists());
+    ASSERT_NE(coordinator.library(), nullptr);
+    EXPECT_EQ(coordinator.library()->tracks().size(), 1);
+    EXPECT_NE(window.contentView(), nullptr);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(window.onboardingView(), nullptr) << "onboarding cannot be completed twice";
+}
+
+TEST_F(StartupTest, ARelativePathIsRefusedInWords)
+{
+    OnboardingView view;
+    QSignalSpy completed(&view, &OnboardingView::completed);
+    view.findChild<QLineEdit*>(u"libraryPath"_s)->setText(u"Music"_s);
+    QTest::mouseClick(child<QPushButton>(&view, u"Get Started"_s), Qt::LeftButton);
+    EXPECT_EQ(completed.count(), 0);
+    view.findChild<QLineEdit*>(u"libraryPath"_s)->setText(u"~/Tunes"_s);
+    QTest::mouseClick(child<QPushButton>(&view, u"Get Started"_s), Qt::LeftButton);
+    ASSERT_EQ(completed.count(), 1);
+    EXPECT_EQ(completed.constFirst().constFirst().toUrl(), QUrl::fromLocalFile(TestEnvironment::home() + u"/Tunes"_s));
+}
+
+TEST_F(StartupTest, ARelaunchWithBothSettingsGoesStraightToTheMainWindow)
+{
+    Settings::setValue(Settings::isOnboarded, true);
+    Settings::setLibraryRootPath(root());
+    AppCoordinator coordinator;
+    ASSERT_TRUE(coordinator.showsMainContent());
+    EXPECT_EQ(coordinator.library()->rootURL(), QUrl::fromLocalFile(root()));
+    MainWindow window(coordinator);
+    EXPECT_EQ(window.onboardingView(), nullptr);
+    ASSERT_NE(window.contentView(), nullptr);
+}
+
+TEST_F(StartupTest, OnboardedWithoutAPathShowsOnboardingAgain)
+{
+    Settings::setValue(Settings::isOnboarded, true);
+    AppCoordinator coordinator;
+    EXPECT_TRUE(coordinator.isOnboarded());
+    EXPECT_EQ(coordinator.library(), nullptr);
+    MainWindow window(coordinator);
+    EXPECT_NE(window.onboardingView(), nullptr);
+}
+
+TEST_F(StartupTest, ARootThatCannotBeCreatedStillStartsTheLibrary)
+{
+    writeFile(stores.folder() + u"/occupied"_s, "a file, not a folder");
+    AppCoordinator coordinator;
+    coordinator.completeOnboarding(QUrl::fromLocalFile(stores.folder() + u"/occupied/Music"_s), false);
+    EXPECT_TRUE(coordinator.showsMainContent());
+    EXPECT_FALSE(QDir(stores.folder() + u"/occupied/Music"_s).exists());
+}
+
+TEST_F(StartupTest, TheMainWindowShellListsTheFiveRowsAndStartsOnMusic)
+{
+    Library library(QUrl::fromLocalFile(root()));
+    ContentView content(library);
+    EXPECT_EQ(content.sidebar()->rowTexts(),
+              (QStringList{u"Music"_s, u"Playlists"_s, u"Podcasts"_s, u"Devices"_s, u"Maintenance"_s}));
+    ASSERT_TRUE(content.sidebarSelection().has_value());
+    EXPECT_EQ(content.sidebarSelection()->kind, SidebarItem::Kind::music);
+
+    content.sidebar()->setSelection(std::nullopt);
+    EXPECT_FALSE(content.sidebarSelection().has_value());
+    auto* placeholder = qobject_cast<PlaceholderView*>(content.contentColumn());
+    ASSERT_NE(placeholder, nullptr);
+    EXPECT_EQ(placeholder->title(), u"Select an item"_s);
+
+    QSignalSpy appeared(&content, &ContentView::appeared);
+    content.show();
+    content.hide();
+    content.show();
+    EXPECT_EQ(appeared.count(), 1);
+}

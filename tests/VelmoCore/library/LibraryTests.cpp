@@ -1,0 +1,222 @@
+#include "library/Library.h"
+#include "library/LibraryStores.h"
+#include "support/JsonHelpers.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSignalSpy>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class LibraryTest : public ::testing::Test {
+protected:
+    TemporaryStores stores;
+
+    QString storePath(StoreKind kind) const { return StoreLocations::path(kind); }
+    std::unique_ptr<Library> open() const
+    {
+        return std::make_unique<Library>(QUrl::fromLocalFile(stores.folder() + u"/Music"_s));
+    }
+    QList<Track> storedTracks() const { return LibraryStores::readTracks().value; }
+};
+
+} // namespace
+
+TEST_F(LibraryTest, FirstLaunchHasEmptyListsAndWritesNothing)
+{
+    {
+        const auto library = open();
+        EXPECT_TRUE(library->tracks().isEmpty());
+        EXPECT_TRUE(library->playlists().isEmpty());
+        EXPECT_TRUE(library->podcasts().isEmpty());
+        EXPECT_TRUE(library->downloadProgress().isEmpty());
+    }
+    for (StoreKind kind : allStoreKinds)
+        EXPECT_FALSE(QFileInfo::exists(storePath(kind))) << qPrintable(storePath(kind));
+    EXPECT_FALSE(QFileInfo::exists(stores.folder() + u"/Music"_s)) << "the root is not created by loading";
+}
+
+TEST_F(LibraryTest, StoresLieInTwoFoldersByDesign)
+{
+    StoreLocations::setOverride(StoreKind::library, std::nullopt);
+    StoreLocations::setOverride(StoreKind::podcasts, std::nullopt);
+    EXPECT_EQ(StoreLocations::path(StoreKind::library), TestEnvironment::dataHome() + u"/Sonorelle/library.json"_s);
+    EXPECT_EQ(StoreLocations::path(StoreKind::podcasts), TestEnvironment::dataHome() + u"/Velmo/podcasts.json"_s);
+    EXPECT_EQ(StoreLocations::relativePath(StoreKind::smartPlaylists), u"Velmo/smartplaylists.json"_s);
+    EXPECT_EQ(StoreLocations::relativePath(StoreKind::deviceProfiles), u"Velmo/device_profiles.json"_s);
+}
+
+TEST_F(LibraryTest, AddedTracksSurviveARestart)
+{
+    const Track first = makeFullTrack();
+    const Track second = makeTrack(u"Second"_s);
+    {
+        const auto library = open();
+        QSignalSpy changed(library.get(), &Library::tracksChanged);
+        library->add(first);
+        library->add(second);
+        EXPECT_EQ(changed.count(), 2);
+    }
+    const auto reopened = open();
+    ASSERT_EQ(reopened->tracks().size(), 2);
+    EXPECT_EQ(reopened->tracks().at(0), first);
+    EXPECT_EQ(reopened->tracks().at(1), second);
+}
+
+TEST_F(LibraryTest, ArtworkIsNeverStored)
+{
+    Track track = makeTrack(u"With art"_s);
+    track.artworkData = QByteArray(1000, 'x');
+    {
+        const auto library = open();
+        library->add(track);
+        EXPECT_EQ(library->tracks().constFirst().artworkData, track.artworkData);
+    }
+    EXPECT_FALSE(readFile(storePath(StoreKind::library)).contains("xxxx"));
+    EXPECT_EQ(storedTracks().constFirst().artworkData, std::nullopt);
+}
+
+TEST_F(LibraryTest, CorruptStoresReadAsEmptyAndStayUntilTheNextChange)
+{
+    const Track kept = makeTrack(u"Kept"_s);
+    writeFile(storePath(StoreKind::library), LibraryStores::encodeTracks({kept}));
+    writeFile(storePath(StoreKind::playlists), "[{\"id\": broken");
+    const QJsonArray oneBadRecord{toQt(Playlist{QUuid::createUuid(), u"Good"_s, {}, {}, {}}),
+                                  QJsonObject{{u"id"_s, u"not a playlist"_s}}};
+    writeFile(storePath(StoreKind::smartPlaylists), "{\"wrong\": \"shape\"}");
+    writeFile(storePath(StoreKind::deviceProfiles), jsonText(oneBadRecord));
+    QDir().mkpath(storePath(StoreKind::podcasts));
+
+    const QByteArray brokenPlaylists = readFile(storePath(StoreKind::playlists));
+    {
+        const auto library = open();
+        EXPECT_EQ(library->tracks().size(), 1) << "a sound library.json loads beside corrupt stores";
+        EXPECT_TRUE(library->playlists().isEmpty());
+        EXPECT_TRUE(library->smartPlaylists().isEmpty());
+        EXPECT_TRUE(library->deviceProfiles().isEmpty()) << "one bad record loses the whole list";
+        EXPECT_TRUE(library->podcasts().isEmpty());
+        library->add(makeTrack(u"New"_s));
+    }
+    EXPECT_EQ(readFile(storePath(StoreKind::playlists)), brokenPlaylists) << "only a change overwrites a store";
+    EXPECT_TRUE(QFileInfo(storePath(StoreKind::podcasts)).isDir());
+    EXPECT_EQ(storedTracks().size(), 2);
+}
+
+TEST_F(LibraryTest, AnObjectInPlaceOfTheArrayIsReplacedByTheFirstAdd)
+{
+    writeFile(storePath(StoreKind::library), "{\"tracks\": []}");
+    const auto library = open();
+    EXPECT_TRUE(library->tracks().isEmpty());
+    library->add(makeTrack(u"Only"_s));
+    library->flush();
+    ASSERT_EQ(storedTracks().size(), 1);
+    EXPECT_EQ(storedTracks().constFirst().title, u"Only"_s);
+}
+
+TEST_F(LibraryTest, InspectionNamesTheProblem)
+{
+    writeFile(storePath(StoreKind::library), "[{\"id\": broken");
+    const QJsonArray badRecord{toQt(makeTrack(u"a"_s)), QJsonObject{{u"title"_s, u"b"_s}}};
+    writeFile(storePath(StoreKind::playlists), jsonText(badRecord));
+    writeFile(storePath(StoreKind::smartPlaylists), "[]");
+
+    const auto inspections = LibraryStores::inspectAll();
+    ASSERT_EQ(inspections.size(), 5);
+    EXPECT_EQ(inspections.at(0).state, StoreState::corrupt);
+    EXPECT_TRUE(inspections.at(0).problem.contains(u"at byte 8"_s)) << qPrintable(inspections.at(0).problem);
+    EXPECT_EQ(inspections.at(1).state, StoreState::corrupt);
+    EXPECT_TRUE(inspections.at(1).problem.startsWith(u"record 1: key \"name\" not found"_s))
+        << qPrintable(inspections.at(1).problem);
+    EXPECT_EQ(inspections.at(2).state, StoreState::sound);
+    EXPECT_EQ(inspections.at(3).state, StoreState::missing);
+}
+
+TEST_F(LibraryTest, RemoveDropsEveryEntryWithTheIdAndKeepsTheFile)
+{
+    const auto library = open();
+    const Track a = makeTrack(u"A"_s);
+    Track duplicate = makeTrack(u"A again"_s);
+    duplicate.id = a.id;
+    library->add(a);
+    library->add(makeTrack(u"B"_s));
+    library->add(duplicate);
+    library->remove(a.id);
+    ASSERT_EQ(library->tracks().size(), 1);
+    EXPECT_EQ(library->tracks().constFirst().title, u"B"_s);
+}
+
+TEST_F(LibraryTest, RemovingAnUnknownIdChangesNothingButStillSaves)
+{
+    // Indented by hand: the library writes compact JSON, so a rewrite shows.
+    const QByteArray indented = jsonText(QJsonArray{toQt(makeTrack(u"A"_s))});
+    writeFile(storePath(StoreKind::library), indented);
+    const auto library = open();
+    library->remove(QUuid::createUuid());
+    library->flush();
+    EXPECT_EQ(library->tracks().size(), 1);
+    EXPECT_NE(readFile(storePath(StoreKind::library)), indented);
+    EXPECT_EQ(storedTracks(), library->tracks());
+}
+
+TEST_F(LibraryTest, ReRippingADiscKeepsIdentity)
+{
+    const auto library = open();
+    QList<Track> firstRip;
+    for (int n = 1; n <= 3; ++n) {
+        Track track = makeTrack(u"Song %1"_s.arg(n), u"Band"_s, u"Record"_s, 180.0 + n);
+        track.customTags = {{u"RATING"_s, QString::number(n)}};
+        firstRip.append(library->upsertRippedTrack(track));
+    }
+    ASSERT_EQ(library->tracks().size(), 3);
+
+    for (int n = 1; n <= 3; ++n) {
+        Track again = makeTrack(u"song %1 "_s.arg(n), u"BAND"_s, u"Record"_s, 181.5 + n);
+        again.url = QUrl::fromLocalFile(u"/new/place/%1.flac"_s.arg(n));
+        again.dateAdded = Date::now();
+        const Track stored = library->upsertRippedTrack(again);
+        EXPECT_EQ(stored.id, firstRip.at(n - 1).id);
+        EXPECT_EQ(stored.dateAdded, firstRip.at(n - 1).dateAdded);
+        EXPECT_EQ(stored.customTags, firstRip.at(n - 1).customTags);
+        EXPECT_EQ(stored.url, again.url);
+        EXPECT_EQ(stored.title, again.title);
+    }
+    EXPECT_EQ(library->tracks().size(), 3) << "no new entries";
+    EXPECT_EQ(library->tracks().at(1).url, QUrl::fromLocalFile(u"/new/place/2.flac"_s));
+}
+
+TEST_F(LibraryTest, UpsertOfAnotherLengthAppends)
+{
+    const auto library = open();
+    library->upsertRippedTrack(makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 180.0));
+    const Track longer = makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 182.5);
+    EXPECT_EQ(library->upsertRippedTrack(longer).id, longer.id);
+    EXPECT_EQ(library->tracks().size(), 2);
+}
+
+TEST_F(LibraryTest, TracksMatchingKeepsLibraryOrderAndListsATrackOnce)
+{
+    const auto library = open();
+    const Track a = makeTrack(u"A"_s, u"X"_s, u"Y"_s, 100);
+    const Track b = makeTrack(u"B"_s, u"X"_s, u"Y"_s, 0);
+    const Track c = makeTrack(u"C"_s, u"X"_s, u"Y"_s, 300);
+    for (const Track& t : {a, b, c})
+        library->add(t);
+    const QList<TrackSignature> wanted{
+        TrackSignature(u"x"_s, u"y"_s, u"c"_s, 301.9), TrackSignature(u"X"_s, u"Y"_s, u"A"_s, 102.0),
+        TrackSignature(u"X"_s, u"Y"_s, u"A"_s, 101.0), TrackSignature(u"X"_s, u"Y"_s, u"B"_s, 555.0),
+        TrackSignature(u"X"_s, u"Y"_s, u"C"_s, 297.9)};
+    const QList<Track> matched = library->tracksMatching(wanted);
+    ASSERT_EQ(matched.size(), 3);
+    EXPECT_EQ(matched.at(0).id, a.id);
+    EXPECT_EQ(matched.at(1).id, b.id) << "duration 0 matches any length";
+    EXPECT_EQ(matched.at(2).id, c.id);
+    EXPECT_TRUE(library->tracksMatching({TrackSignature(u"X"_s, u"Y"_s, u"A"_s, 102.1)}).isEmpty());
+}

@@ -1,0 +1,138 @@
+#include "library/StoreFile.h"
+#include "library/StoreWriter.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A store whose content is one counter, and which counts how often it was encoded.
+class CounterStore {
+public:
+    explicit CounterStore(const QString& path)
+        : writer(path, [this] {
+            ++snapshots;
+            return [value = value] { return QByteArray::number(value); };
+        })
+    {
+    }
+
+    int value = 0;
+    int snapshots = 0;
+    StoreWriter writer;
+};
+
+} // namespace
+
+TEST(StoreWriter, ManyChangesInQuickSuccessionBecomeOneWrite)
+{
+    QTemporaryDir folder;
+    CounterStore store(folder.filePath(u"nested/store.json"_s));
+    QSignalSpy written(&store.writer, &StoreWriter::written);
+    for (int i = 1; i <= 100; ++i) {
+        store.value = i;
+        store.writer.markChanged();
+    }
+    EXPECT_FALSE(QFile::exists(store.writer.path())) << "nothing is written synchronously";
+    ASSERT_TRUE(written.wait(2000));
+    QTest::qWait(400);
+    EXPECT_EQ(written.count(), 1);
+    EXPECT_EQ(store.snapshots, 1);
+    EXPECT_EQ(readFile(store.writer.path()), "100") << "the folder is created and the last state written";
+    EXPECT_FALSE(store.writer.hasUnsavedChanges());
+}
+
+TEST(StoreWriter, ChangesAfterAWriteAreWrittenAgain)
+{
+    QTemporaryDir folder;
+    CounterStore store(folder.filePath(u"store.json"_s));
+    QSignalSpy written(&store.writer, &StoreWriter::written);
+    store.value = 1;
+    store.writer.markChanged();
+    ASSERT_TRUE(written.wait(2000));
+    store.value = 2;
+    store.writer.markChanged();
+    ASSERT_TRUE(written.wait(2000));
+    EXPECT_EQ(readFile(store.writer.path()), "2");
+    EXPECT_EQ(written.count(), 2);
+}
+
+TEST(StoreWriter, FlushWritesAtOnceAndCancelsTheScheduledWrite)
+{
+    QTemporaryDir folder;
+    CounterStore store(folder.filePath(u"store.json"_s));
+    QSignalSpy written(&store.writer, &StoreWriter::written);
+    store.value = 7;
+    store.writer.markChanged();
+    store.writer.flush();
+    EXPECT_EQ(readFile(store.writer.path()), "7");
+    EXPECT_EQ(written.count(), 1);
+    QTest::qWait(400);
+    EXPECT_EQ(written.count(), 1) << "no second write for the same change";
+    store.writer.flush();
+    EXPECT_EQ(written.count(), 1) << "a flush with nothing unsaved writes nothing";
+}
+
+TEST(StoreWriter, FlushWaitsForAWriteInProgressAndWritesWhatCameAfter)
+{
+    QTemporaryDir folder;
+    CounterStore store(folder.filePath(u"store.json"_s));
+    store.value = 1;
+    store.writer.markChanged();
+    QTest::qWait(300); // the first write has started or finished
+    store.value = 2;
+    store.writer.markChanged();
+    store.writer.flush();
+    EXPECT_EQ(readFile(store.writer.path()), "2");
+    EXPECT_FALSE(store.writer.hasUnsavedChanges());
+}
+
+TEST(StoreWriter, DestructionFlushes)
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(u"store.json"_s);
+    {
+        CounterStore store(path);
+        store.value = 3;
+        store.writer.markChanged();
+    }
+    EXPECT_EQ(readFile(path), "3");
+}
+
+TEST(StoreWriter, AFailedWriteIsReportedAndLeavesNoPartialFile)
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(u"store.json"_s);
+    QDir().mkpath(path); // a folder where the file should be
+    CounterStore store(path);
+    QSignalSpy written(&store.writer, &StoreWriter::written);
+    store.value = 5;
+    store.writer.markChanged();
+    ASSERT_TRUE(written.wait(2000));
+    const auto error = written.constFirst().constFirst().value<std::optional<QString>>();
+    EXPECT_TRUE(error.has_value());
+    EXPECT_TRUE(QFileInfo(path).isDir());
+}
+
+TEST(StoreFile, ReadTellsMissingSoundAndCorruptApart)
+{
+    QTemporaryDir folder;
+    const QString path = folder.filePath(u"s.json"_s);
+    EXPECT_EQ(StoreFile::readDocument(path).state, StoreState::missing);
+    writeFile(path, "[1, 2");
+    const auto corrupt = StoreFile::readDocument(path);
+    EXPECT_EQ(corrupt.state, StoreState::corrupt);
+    EXPECT_TRUE(corrupt.problem.startsWith(u"is not valid JSON"_s)) << qPrintable(corrupt.problem);
+    writeFile(path, "[1, 2]");
+    EXPECT_EQ(StoreFile::readDocument(path).state, StoreState::sound);
+    EXPECT_FALSE(StoreFile::writeAtomically(path, "[3]").has_value());
+    EXPECT_EQ(readFile(path), "[3]");
+    QDir().mkpath(folder.filePath(u"dir.json"_s));
+    EXPECT_EQ(StoreFile::readDocument(folder.filePath(u"dir.json"_s)).problem, u"is a folder, not a file"_s);
+}

@@ -1,0 +1,210 @@
+#include "library/AudioFormat.h"
+#include "library/JsonCoding.h"
+#include "library/Track.h"
+#include "library/TrackSignature.h"
+#include "support/JsonHelpers.h"
+#include "support/TrackFactory.h"
+
+#include <QJsonDocument>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QUrl file(const QString& path) { return QUrl::fromLocalFile(path); }
+
+} // namespace
+
+TEST(AudioFormat, AcceptsTheSixExtensionsInAnyCase)
+{
+    EXPECT_TRUE(isAudioFile(file(u"/m/a.flac"_s)));
+    EXPECT_TRUE(isAudioFile(file(u"/m/a.M4A"_s)));
+    EXPECT_TRUE(isAudioFile(file(u"/m/a.Mp3"_s)));
+    EXPECT_EQ(audioFormatFromURL(file(u"/m/a.M4A"_s)), AudioFormat::aac);
+    EXPECT_EQ(audioFormatFromURL(file(u"/m/a.aac"_s)), AudioFormat::aac);
+    EXPECT_EQ(audioFormatFromURL(file(u"/m/a.WAV"_s)), AudioFormat::wav);
+}
+
+TEST(AudioFormat, AlacAndAiffAreNoAudioFiles)
+{
+    EXPECT_FALSE(isAudioFile(file(u"/m/a.aiff"_s)));
+    EXPECT_FALSE(isAudioFile(file(u"/m/a.alac"_s)));
+    EXPECT_EQ(audioFormatFromURL(file(u"/m/a.alac"_s)), std::nullopt);
+    // A leading dot starts no extension, and a folder's dot is not the file's.
+    EXPECT_FALSE(isAudioFile(file(u"/m/.mp3"_s)));
+    EXPECT_FALSE(isAudioFile(file(u"/m/x.mp3/readme"_s)));
+    EXPECT_EQ(acceptedAudioExtensions().size(), 6);
+}
+
+TEST(AudioFormat, RawValuesAreExactAndCaseSensitive)
+{
+    EXPECT_EQ(enumFromRawValue<AudioFormat>(u"alac"), AudioFormat::alac);
+    EXPECT_EQ(enumFromRawValue<AudioFormat>(u"FLAC"), std::nullopt);
+    EXPECT_EQ(enumFromRawValue<AudioFormat>(u"m4a"), std::nullopt);
+    EXPECT_EQ(rawValue(AudioFormat::ogg), u"ogg"_s);
+    const auto cases = allCases<AudioFormat>();
+    ASSERT_EQ(cases.size(), 6u);
+    EXPECT_EQ(cases.front(), AudioFormat::flac);
+    EXPECT_EQ(cases.back(), AudioFormat::wav);
+}
+
+TEST(TrackFromFile, FallsBackToTheFileNameOnlyWhenTheTitleIsEmpty)
+{
+    TrackMetadata metadata;
+    metadata.artist = u"Nina Simone"_s;
+    metadata.artworkData = QByteArray("\x89PNG", 4);
+    const Track untitled = Track::fromFile(file(u"/m/Sinnerman.live.mp3"_s), metadata);
+    EXPECT_EQ(untitled.title, u"Sinnerman.live"_s);
+    EXPECT_EQ(untitled.artist, u"Nina Simone"_s);
+    EXPECT_EQ(untitled.artworkData, metadata.artworkData);
+    EXPECT_FALSE(untitled.id.isNull());
+
+    metadata.title = u"Sinnerman"_s;
+    const Track titled = Track::fromFile(file(u"/m/other.mp3"_s), metadata);
+    EXPECT_EQ(titled.title, u"Sinnerman"_s);
+    EXPECT_NE(titled.id, untitled.id);
+}
+
+TEST(TrackIdentity, PreservingIdentityKeepsIdDateAndCustomTagsOfTheOldRecord)
+{
+    Track old = makeFullTrack();
+    Track fresh = makeTrack(u"Blue in Green (remastered)"_s);
+    fresh.url = file(u"/elsewhere/x.flac"_s);
+    fresh.dateAdded = Date{old.dateAdded.secondsSinceReferenceDate + 1000};
+    fresh.customTags = {{u"MOOD"_s, u"file says otherwise"_s}};
+    fresh.artworkData = QByteArray("new art");
+
+    const Track merged = fresh.preservingIdentity(old);
+    EXPECT_EQ(merged.id, old.id);
+    EXPECT_EQ(merged.dateAdded, old.dateAdded);
+    EXPECT_EQ(merged.customTags, old.customTags);
+    EXPECT_EQ(merged.url, fresh.url);
+    EXPECT_EQ(merged.title, fresh.title);
+    EXPECT_EQ(merged.artworkData, fresh.artworkData);
+}
+
+TEST(TrackJson, RoundTripEqualsTheOriginalExceptArtwork)
+{
+    Track track = makeFullTrack();
+    track.artworkData = QByteArray("picture bytes");
+    const QByteArray json = Json::encode(track);
+    EXPECT_FALSE(json.contains("artworkData"));
+    EXPECT_FALSE(json.contains('\n'));
+
+    const Track decoded = Json::decode<Track>(json);
+    EXPECT_NE(decoded, track);
+    track.artworkData = std::nullopt;
+    EXPECT_EQ(decoded, track);
+}
+
+TEST(TrackJson, WritesTheStoreForm)
+{
+    Track track = makeTrack(u"Song"_s);
+    track.id = QUuid::fromString(u"0ac22a2a-8c4d-4d6e-9b3b-8a1e6e7c2f10"_s);
+    track.url = file(u"/Music/Ärzte & Co/A B.flac"_s);
+    track.dateAdded = Date{123.5};
+    const QJsonObject o = toQt(track);
+    EXPECT_EQ(o.value("id"_L1).toString(), u"0AC22A2A-8C4D-4D6E-9B3B-8A1E6E7C2F10"_s);
+    EXPECT_EQ(o.value("url"_L1).toString(), u"file:///Music/%C3%84rzte%20&%20Co/A%20B.flac"_s);
+    EXPECT_EQ(o.value("dateAdded"_L1).toDouble(), 123.5);
+    EXPECT_EQ(o.value("format"_L1).toString(), u"flac"_s);
+    EXPECT_TRUE(o.value("customTags"_L1).isObject());
+    EXPECT_EQ(o.keys().size(), 11) << "absent optionals leave their keys out";
+    for (const char* key : {"year", "trackNumber", "discNumber", "bitrate", "sampleRate", "externalID",
+                            "releaseMBID", "releaseGroupMBID", "bpm"})
+        EXPECT_FALSE(o.contains(QLatin1StringView(key))) << key;
+}
+
+TEST(TrackJson, ReadsStoresFromEarlierVersions)
+{
+    QJsonObject o = toQt(makeFullTrack());
+    o.remove("customTags"_L1);
+    o.insert("year"_L1, QJsonValue::Null);
+    const Track track = fromQt<Track>(o);
+    EXPECT_TRUE(track.customTags.isEmpty());
+    EXPECT_EQ(track.year, std::nullopt);
+    // Lower-case UUIDs, as other writers produce them, read the same.
+    o.insert("id"_L1, u"0ac22a2a-8c4d-4d6e-9b3b-8a1e6e7c2f10"_s);
+    EXPECT_EQ(fromQt<Track>(o).id, QUuid::fromString(u"0AC22A2A-8C4D-4D6E-9B3B-8A1E6E7C2F10"_s));
+}
+
+TEST(TrackJson, RejectsMissingRequiredKeysAndBadValues)
+{
+    const QJsonObject good = toQt(makeFullTrack());
+    for (const char* key : {"id", "url", "title", "artist", "albumArtist", "album", "genre", "duration",
+                            "format", "dateAdded"}) {
+        QJsonObject o = good;
+        o.remove(QLatin1StringView(key));
+        EXPECT_THROW(fromQt<Track>(o), DecodingError) << key;
+    }
+    const auto withValue = [&](const char* key, const QJsonValue& value) {
+        QJsonObject o = good;
+        o.insert(QLatin1StringView(key), value);
+        return o;
+    };
+    EXPECT_THROW(fromQt<Track>(withValue("format", u"aiff"_s)), DecodingError);
+    EXPECT_THROW(fromQt<Track>(withValue("id", u"not-a-uuid"_s)), DecodingError);
+    EXPECT_THROW(fromQt<Track>(withValue("year", 1959.5)), DecodingError);
+    EXPECT_THROW(fromQt<Track>(withValue("year", u"1959"_s)), DecodingError);
+    EXPECT_THROW(fromQt<Track>(withValue("title", 5)), DecodingError);
+    EXPECT_THROW(fromQt<Track>(withValue("customTags", QJsonObject{{u"k"_s, 1}})), DecodingError);
+    EXPECT_THROW(fromQt<Track>(withValue("genre", QJsonValue::Null)), DecodingError);
+    try {
+        fromQt<Track>(withValue("duration", u"long"_s));
+        FAIL() << "expected a decoding error";
+    } catch (const DecodingError& error) {
+        EXPECT_EQ(error.message(), u"\"duration\" is not a number"_s);
+    }
+}
+
+TEST(TrackEquality, CoversEveryFieldIncludingArtworkAndCustomTags)
+{
+    const Track base = makeFullTrack();
+    Track other = base;
+    EXPECT_EQ(base, other);
+    other.customTags.insert(u"x"_s, u"y"_s);
+    EXPECT_NE(base, other);
+    other = base;
+    other.artworkData = QByteArray();
+    EXPECT_NE(base, other) << "empty artwork is not the same as none";
+    other = base;
+    other.dateAdded = base.dateAdded.addingSeconds(0.001);
+    EXPECT_NE(base, other);
+}
+
+TEST(TrackSignature, NormalisesOnlyOuterWhiteSpaceAndCase)
+{
+    const TrackSignature a(u"  The Beatles\n"_s, u"Abbey Road"_s, u"Something"_s, 182.0);
+    const TrackSignature b(u"the beatles"_s, u"ABBEY ROAD\t"_s, u"\u00a0something"_s, 182.0);
+    EXPECT_EQ(a.key(), b.key());
+    EXPECT_EQ(qHash(a.key()), qHash(b.key()));
+    EXPECT_NE(TrackSignature(u"Beyonce"_s, u""_s, u"Halo"_s, 0).key(),
+              TrackSignature(u"Beyoncé"_s, u""_s, u"Halo"_s, 0).key());
+    EXPECT_NE(TrackSignature(u"The Band"_s, u""_s, u"x"_s, 0).key(),
+              TrackSignature(u"Band"_s, u""_s, u"x"_s, 0).key());
+    EXPECT_NE(TrackSignature(u"A  B"_s, u""_s, u"x"_s, 0).key(), TrackSignature(u"A B"_s, u""_s, u"x"_s, 0).key());
+}
+
+TEST(TrackSignature, DurationsMatchWithinTwoSecondsOrWhenEitherIsUnknown)
+{
+    const auto sig = [](double duration) { return TrackSignature(u"a"_s, u"b"_s, u"c"_s, duration); };
+    EXPECT_TRUE(sig(180.0).matches(sig(182.0), 2.0));
+    EXPECT_FALSE(sig(180.0).matches(sig(182.1), 2.0));
+    EXPECT_TRUE(sig(0).matches(sig(999), 2.0));
+    EXPECT_TRUE(sig(999).matches(sig(0), 2.0));
+    EXPECT_TRUE(sig(180.0).conflicts(sig(182.1), 2.0));
+    EXPECT_FALSE(sig(180.0).conflicts(sig(181), 2.0));
+    EXPECT_FALSE(sig(180.0).conflicts(TrackSignature(u"a"_s, u"b"_s, u"other"_s, 500), 2.0))
+        << "different text is no conflict";
+}
+
+TEST(TrackSignature, UntaggedFilesMatchOnTitleAlone)
+{
+    Track first = makeTrack(u"Track 01"_s, QString(), QString(), 0);
+    Track second = makeTrack(u"track 01 "_s, QString(), QString(), 61);
+    EXPECT_TRUE(TrackSignature(first).matches(TrackSignature(second)));
+    second.albumArtist = u"Someone"_s;
+    EXPECT_TRUE(TrackSignature(first).matches(TrackSignature(second))) << "albumArtist takes no part";
+}
