@@ -78,7 +78,7 @@ int loadStoreAndReportPeakMemory(const QString& libraryJson)
         StoreLocations::setOverride(kind, emptyStores.filePath(StoreLocations::relativePath(kind)));
     StoreLocations::setOverride(StoreKind::library, libraryJson);
     const Library library(QUrl::fromLocalFile(emptyStores.path()));
-    printf("%zd %.1f\n", library.tracks().size(), peakMemoryMiB());
+    printf("%lld %.1f\n", static_cast<long long>(library.tracks().size()), peakMemoryMiB());
     return 0;
 }
 
