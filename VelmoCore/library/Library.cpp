@@ -4,9 +4,6 @@
 #include "StoreWriter.h"
 
 #include <QCoreApplication>
-#include <QThread>
-
-#define ASSERT_MAIN_THREAD() Q_ASSERT(QThread::currentThread() == thread())
 
 Library::Library(const QUrl& rootURL, QObject* parent)
     : QObject(parent)
@@ -50,7 +47,7 @@ Library::~Library()
 
 void Library::flush()
 {
-    ASSERT_MAIN_THREAD();
+    assertMainThread();
     for (StoreWriter* writer : {m_tracksWriter.get(), m_playlistsWriter.get(), m_smartPlaylistsWriter.get(),
                                 m_deviceProfilesWriter.get(), m_podcastsWriter.get()})
         writer->flush();
@@ -62,16 +59,47 @@ void Library::tracksDidChange()
     m_tracksWriter->markChanged();
 }
 
+void Library::playlistsDidChange()
+{
+    emit playlistsChanged();
+    m_playlistsWriter->markChanged();
+}
+
+void Library::smartPlaylistsDidChange()
+{
+    emit smartPlaylistsChanged();
+    m_smartPlaylistsWriter->markChanged();
+}
+
+void Library::deviceProfilesDidChange()
+{
+    emit deviceProfilesChanged();
+    m_deviceProfilesWriter->markChanged();
+}
+
+// Podcasts and episodes share podcasts.json.
+void Library::podcastsDidChange()
+{
+    emit podcastsChanged();
+    m_podcastsWriter->markChanged();
+}
+
+void Library::episodesDidChange()
+{
+    emit episodesChanged();
+    m_podcastsWriter->markChanged();
+}
+
 void Library::add(const Track& track)
 {
-    ASSERT_MAIN_THREAD();
+    assertMainThread();
     m_tracks.append(track);
     tracksDidChange();
 }
 
 Track Library::upsertRippedTrack(const Track& track)
 {
-    ASSERT_MAIN_THREAD();
+    assertMainThread();
     const TrackSignature signature(track);
     for (Track& existing : m_tracks) {
         if (TrackSignature(existing).matches(signature)) {
@@ -88,7 +116,7 @@ Track Library::upsertRippedTrack(const Track& track)
 
 QList<Track> Library::tracksMatching(const QList<TrackSignature>& signatures) const
 {
-    ASSERT_MAIN_THREAD();
+    assertMainThread();
     QHash<TrackSignature::Key, QList<double>> durationsByKey;
     for (const TrackSignature& signature : signatures)
         durationsByKey[signature.key()].append(signature.duration);
@@ -110,7 +138,7 @@ QList<Track> Library::tracksMatching(const QList<TrackSignature>& signatures) co
 
 void Library::remove(const QUuid& id)
 {
-    ASSERT_MAIN_THREAD();
+    assertMainThread();
     m_tracks.removeIf([&id](const Track& track) { return track.id == id; });
     tracksDidChange();
 }

@@ -11,6 +11,7 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
+#include <QThread>
 #include <QUrl>
 #include <QUuid>
 
@@ -53,6 +54,9 @@ public:
     // Writes every unsaved store now. Also runs when the application quits.
     void flush();
 
+    // The operations of each subsystem follow, each group implemented beside its subsystem
+    // (playlists/LibraryPlaylists.cpp, podcasts/LibraryPodcasts.cpp, ...).
+
 signals:
     void tracksChanged();
     void playlistsChanged();
@@ -63,7 +67,16 @@ signals:
     void downloadProgressChanged();
 
 private:
+    // Every operation runs on the thread that owns the library.
+    void assertMainThread() const { Q_ASSERT(QThread::currentThread() == thread()); }
+
+    // Each mutation ends with one of these: the change is announced and its store saved.
     void tracksDidChange();
+    void playlistsDidChange();
+    void smartPlaylistsDidChange();
+    void deviceProfilesDidChange();
+    void podcastsDidChange();
+    void episodesDidChange();
 
     QUrl m_rootURL;
     QList<Track> m_tracks;

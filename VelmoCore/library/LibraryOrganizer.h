@@ -1,0 +1,42 @@
+#pragma once
+
+#include "Track.h"
+
+#include <QString>
+#include <QUrl>
+
+#include <stdexcept>
+
+// The one rule of the library's layout, root/Artist/Album/NN Title.ext, and the one
+// name-cleaning rule; folder import, the rip pipeline, "Organize Files" and the podcast
+// folders all go through here.
+namespace LibraryOrganizer {
+
+class OrganizerError : public std::runtime_error {
+public:
+    enum class Kind { sourceNotFound, destinationExists, fileSystem };
+
+    OrganizerError(Kind kind, const QString& path, const QString& detail = {});
+
+    Kind kind() const { return m_kind; }
+    const QString& path() const { return m_path; }
+    QString message() const;
+
+private:
+    Kind m_kind;
+    QString m_path;
+    QString m_detail;
+};
+
+// Replaces / \ : * ? " < > | with "-" and strips dots and blanks from both ends. Nothing
+// more: a name of dots alone comes out empty.
+QString sanitizePathComponent(const QString& text);
+
+// Where the track's file belongs under `root`. Pure: touches nothing on disk.
+QUrl canonicalURL(const Track& track, const QUrl& root);
+
+// Moves the file to its canonical place and returns the track with its new url; a track
+// already there is returned unchanged. Blocking; throws OrganizerError.
+Track move(const Track& track, const QUrl& root, bool overwrite);
+
+} // namespace LibraryOrganizer

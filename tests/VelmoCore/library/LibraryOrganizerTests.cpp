@@ -1,0 +1,118 @@
+#include "library/LibraryOrganizer.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using LibraryOrganizer::OrganizerError;
+
+namespace {
+
+const QUrl root = QUrl::fromLocalFile(u"/music"_s);
+
+QString canonicalPath(const Track& track)
+{
+    return LibraryOrganizer::canonicalURL(track, root).toLocalFile();
+}
+
+Track trackAt(const QString& path, const QString& title, const QString& artist, const QString& album)
+{
+    Track track = makeTrack(title, artist, album);
+    track.url = QUrl::fromLocalFile(path);
+    return track;
+}
+
+} // namespace
+
+TEST(SanitizePathComponent, ReplacesTheNineCharactersAndTrimsDotsAndBlanks)
+{
+    EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(u"A/B"_s), u"A-B"_s);
+    EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(u"C: D"_s), u"C- D"_s);
+    EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(u"a\\b:c*d?e\"f<g>h|i"_s), u"a-b-c-d-e-f-g-h-i"_s);
+    EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(u"...And Justice for All"_s), u"And Justice for All"_s);
+    EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(u"Title. "_s), u"Title"_s);
+    EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(u" . .. "_s), QString());
+    EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(u"Sigur Rós – ( )"_s), u"Sigur Rós – ( )"_s);
+}
+
+TEST(CanonicalURL, ArtistAlbumAndNumberedTitle)
+{
+    Track track = trackAt(u"/in/x.FLAC"_s, u"Title."_s, u"A/B"_s, u"C: D"_s);
+    EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/Title.FLAC"_s) << "the extension keeps its case";
+
+    track.trackNumber = 3;
+    EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/03 Title.FLAC"_s);
+    track.discNumber = 1;
+    EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/03 Title.FLAC"_s) << "disc 1 has no prefix";
+    track.discNumber = 2;
+    track.trackNumber = 12;
+    EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/2-12 Title.FLAC"_s);
+    track.trackNumber = 100;
+    EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/2-100 Title.FLAC"_s);
+    track.trackNumber = std::nullopt;
+    EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/Title.FLAC"_s) << "a disc without a track has no prefix";
+}
+
+TEST(CanonicalURL, FallsBackForEmptyFields)
+{
+    Track track = trackAt(u"/in/My Song.mp3"_s, QString(), QString(), QString());
+    track.albumArtist = u"Various"_s;
+    EXPECT_EQ(canonicalPath(track), u"/music/Unknown Artist/Unknown Album/My Song.mp3"_s);
+    track.artist = u"Performer"_s;
+    EXPECT_EQ(canonicalPath(track), u"/music/Performer/Unknown Album/My Song.mp3"_s)
+        << "the performer, not the album artist";
+}
+
+TEST(OrganizerMove, MovesIntoPlaceCreatingFolders)
+{
+    QTemporaryDir folder;
+    const QString source = folder.filePath(u"incoming/track.mp3"_s);
+    writeFile(source, "audio");
+    Track track = trackAt(source, u"Song"_s, u"Artist"_s, u"Album"_s);
+    track.trackNumber = 1;
+    const QUrl libraryRoot = QUrl::fromLocalFile(folder.filePath(u"Library"_s));
+
+    const Track moved = LibraryOrganizer::move(track, libraryRoot, false);
+    EXPECT_EQ(moved.url.toLocalFile(), folder.filePath(u"Library/Artist/Album/01 Song.mp3"_s));
+    EXPECT_EQ(readFile(moved.url.toLocalFile()), "audio");
+    EXPECT_FALSE(QFileInfo::exists(source));
+    EXPECT_TRUE(QDir(folder.filePath(u"incoming"_s)).exists()) << "emptied folders stay";
+    EXPECT_EQ(moved.id, track.id);
+
+    EXPECT_EQ(LibraryOrganizer::move(moved, libraryRoot, false), moved) << "already in place: unchanged";
+}
+
+TEST(OrganizerMove, RefusesMissingSourcesAndTakenDestinations)
+{
+    QTemporaryDir folder;
+    const QUrl libraryRoot = QUrl::fromLocalFile(folder.path());
+    const Track missing = trackAt(folder.filePath(u"gone.mp3"_s), u"Song"_s, u"A"_s, u"B"_s);
+    try {
+        LibraryOrganizer::move(missing, libraryRoot, false);
+        FAIL();
+    } catch (const OrganizerError& error) {
+        EXPECT_EQ(error.kind(), OrganizerError::Kind::sourceNotFound);
+    }
+
+    const QString source = folder.filePath(u"new.mp3"_s);
+    writeFile(source, "new");
+    writeFile(folder.filePath(u"A/B/Song.mp3"_s), "old");
+    const Track track = trackAt(source, u"Song"_s, u"A"_s, u"B"_s);
+    try {
+        LibraryOrganizer::move(track, libraryRoot, false);
+        FAIL();
+    } catch (const OrganizerError& error) {
+        EXPECT_EQ(error.kind(), OrganizerError::Kind::destinationExists);
+        EXPECT_TRUE(error.message().contains(u"already exists"_s));
+    }
+    EXPECT_EQ(readFile(source), "new");
+    EXPECT_EQ(readFile(folder.filePath(u"A/B/Song.mp3"_s)), "old");
+
+    LibraryOrganizer::move(track, libraryRoot, true);
+    EXPECT_EQ(readFile(folder.filePath(u"A/B/Song.mp3"_s)), "new");
+}
