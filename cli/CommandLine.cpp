@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "library/BlockingWait.h"
+
 #include "library/Library.h"
 #include "library/LibraryLock.h"
 #include "library/Settings.h"
@@ -112,7 +114,13 @@ int CommandLine::run(const QStringList& arguments, QTextStream& out, QTextStream
         printCommandHelp(out, *match);
         return exitSuccess;
     }
-    return QCoro::waitFor(execute(*match, rest, out, err));
+    try {
+        return BlockingWait::wait(execute(*match, rest, out, err));
+    } catch (const std::exception& error) {
+        // Every error of the core carries the sentence the user reads.
+        err << m_program << u": "_s << QString::fromUtf8(error.what()) << Qt::endl;
+        return exitFailure;
+    }
 }
 
 QCoro::Task<int> CommandLine::execute(const Command& command, const QStringList& arguments, QTextStream& out,

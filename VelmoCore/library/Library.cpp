@@ -1,9 +1,14 @@
 #include "Library.h"
 
+#include "Background.h"
+#include "LibraryOrganizer.h"
 #include "LibraryStores.h"
 #include "StoreWriter.h"
+#include "TagWriter.h"
 
 #include <QCoreApplication>
+
+#include <algorithm>
 
 Library::Library(const QUrl& rootURL, QObject* parent)
     : QObject(parent)
@@ -94,6 +99,7 @@ void Library::add(const Track& track)
 {
     assertMainThread();
     m_tracks.append(track);
+    m_artworkCache.warm(track.artworkData, track.id);
     tracksDidChange();
 }
 
@@ -105,12 +111,12 @@ Track Library::upsertRippedTrack(const Track& track)
         if (TrackSignature(existing).matches(signature)) {
             existing = track.preservingIdentity(existing);
             const Track stored = existing;
+            m_artworkCache.warm(stored.artworkData, stored.id);
             tracksDidChange();
             return stored;
         }
     }
-    m_tracks.append(track);
-    tracksDidChange();
+    add(track);
     return track;
 }
 
@@ -140,5 +146,38 @@ void Library::remove(const QUuid& id)
 {
     assertMainThread();
     m_tracks.removeIf([&id](const Track& track) { return track.id == id; });
+    tracksDidChange();
+}
+
+QCoro::Task<> Library::update(Track track)
+{
+    assertMainThread();
+    const auto isTrack = [&track](const Track& t) { return t.id == track.id; };
+    if (std::none_of(m_tracks.cbegin(), m_tracks.cend(), isTrack))
+        co_return;
+    const auto writeTags = [track] { TagWriter::write(track); };
+    co_await Background::run(writeTags);
+    // Found again after the write: the list may have changed while the file was written.
+    const auto entry = std::find_if(m_tracks.begin(), m_tracks.end(), isTrack);
+    if (entry == m_tracks.end())
+        co_return;
+    *entry = track;
+    m_artworkCache.warm(track.artworkData, track.id);
+    tracksDidChange();
+}
+
+QCoro::Task<> Library::organizeLibrary()
+{
+    assertMainThread();
+    QList<Track> organized = m_tracks;
+    for (Track& track : organized) {
+        const auto move = [track, root = m_rootURL] { return LibraryOrganizer::move(track, root, false); };
+        try {
+            track = co_await Background::run(move);
+        } catch (const LibraryOrganizer::OrganizerError&) {
+            // A collision or a missing file leaves this track where it is.
+        }
+    }
+    m_tracks = organized;
     tracksDidChange();
 }

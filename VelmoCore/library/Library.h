@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ArtworkCache.h"
 #include "Track.h"
 #include "TrackSignature.h"
 #include "playlists/Playlist.h"
@@ -14,6 +15,8 @@
 #include <QThread>
 #include <QUrl>
 #include <QUuid>
+
+#include <QCoro/QCoroTask>
 
 #include <memory>
 
@@ -32,6 +35,7 @@ public:
     ~Library() override;
 
     const QUrl& rootURL() const { return m_rootURL; }
+    ArtworkCache& artworkCache() { return m_artworkCache; }
 
     const QList<Track>& tracks() const { return m_tracks; }
     const QList<Playlist>& playlists() const { return m_playlists; }
@@ -50,6 +54,14 @@ public:
     QList<Track> tracksMatching(const QList<TrackSignature>& signatures) const;
     // Only the entry goes: the file stays, and playlists keep the id until pruned.
     void remove(const QUuid& id);
+
+    // File first: the tags are written, and only if the file took them does the entry
+    // change. Throws TagWriter::WriteError. A track no longer in the library is left alone.
+    QCoro::Task<> update(Track track);
+
+    // Moves every file to its canonical place, one at a time off the main thread. A file
+    // that cannot move (its place is taken, it is gone) stays where it is, silently.
+    QCoro::Task<> organizeLibrary();
 
     // Writes every unsaved store now. Also runs when the application quits.
     void flush();
@@ -79,6 +91,7 @@ private:
     void episodesDidChange();
 
     QUrl m_rootURL;
+    ArtworkCache m_artworkCache;
     QList<Track> m_tracks;
     QList<Playlist> m_playlists;
     QList<SmartPlaylist> m_smartPlaylists;

@@ -10,22 +10,30 @@ using namespace Qt::StringLiterals;
 
 namespace LibraryOrganizer {
 
+namespace {
+
+QString sentence(OrganizerError::Kind kind, const QString& path, const QString& detail)
+{
+    switch (kind) {
+    case OrganizerError::Kind::sourceNotFound: return u"The file “%1” could not be found."_s.arg(path);
+    case OrganizerError::Kind::destinationExists: return u"A file already exists at “%1”."_s.arg(path);
+    case OrganizerError::Kind::fileSystem: return u"The file could not be moved to “%1”: %2"_s.arg(path, detail);
+    }
+    Q_UNREACHABLE();
+}
+
+} // namespace
+
 OrganizerError::OrganizerError(Kind kind, const QString& path, const QString& detail)
-    : std::runtime_error(path.toStdString())
+    : std::runtime_error(sentence(kind, path, detail).toStdString())
     , m_kind(kind)
     , m_path(path)
-    , m_detail(detail)
 {
 }
 
 QString OrganizerError::message() const
 {
-    switch (m_kind) {
-    case Kind::sourceNotFound: return u"The file “%1” could not be found."_s.arg(m_path);
-    case Kind::destinationExists: return u"A file already exists at “%1”."_s.arg(m_path);
-    case Kind::fileSystem: return u"The file could not be moved to “%1”: %2"_s.arg(m_path, m_detail);
-    }
-    Q_UNREACHABLE();
+    return QString::fromUtf8(what());
 }
 
 QString sanitizePathComponent(const QString& text)

@@ -25,7 +25,6 @@ public:
 private:
     Kind m_kind;
     QString m_path;
-    QString m_detail;
 };
 
 // Replaces / \ : * ? " < > | with "-" and strips dots and blanks from both ends. Nothing

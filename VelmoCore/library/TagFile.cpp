@@ -1,0 +1,78 @@
+#include "TagFile.h"
+
+#include <QFile>
+
+#include <taglib/mp4file.h>
+#include <taglib/mp4tag.h>
+#include <taglib/opusfile.h>
+
+namespace {
+
+const TagLib::String freeFormPrefix = "----:com.apple.iTunes:";
+
+// The names TagLib's MP4 mapping does not know are all ours.
+bool isOurs(const TagLib::String& name)
+{
+    return name.upper().startsWith("VELMO_");
+}
+
+TagLib::MP4::Tag* mp4Tag(const TagLib::FileRef& ref)
+{
+    auto* mp4 = dynamic_cast<TagLib::MP4::File*>(ref.file());
+    return mp4 ? mp4->tag() : nullptr;
+}
+
+} // namespace
+
+TagFile::TagFile(const QString& path, bool readAudioProperties)
+    : m_ref(QFile::encodeName(path).constData(), readAudioProperties, TagLib::AudioProperties::Average)
+{
+    const auto opened = [this] { return !m_ref.isNull() && m_ref.file()->isValid() && m_ref.tag(); };
+    if (!opened() && path.endsWith(QStringLiteral(".ogg"), Qt::CaseInsensitive))
+        m_ref = TagLib::FileRef(new TagLib::Ogg::Opus::File(QFile::encodeName(path).constData(), readAudioProperties));
+    if (!opened())
+        return;
+    const TagLib::AudioProperties* audio = m_ref.audioProperties();
+    const bool hasAudio = audio && (audio->sampleRate() > 0 || audio->lengthInMilliseconds() > 0);
+    m_valid = hasAudio || !m_ref.tag()->isEmpty() || !properties().isEmpty();
+}
+
+TagLib::PropertyMap TagFile::properties() const
+{
+    TagLib::PropertyMap properties = m_ref.file()->properties();
+    if (const TagLib::MP4::Tag* mp4 = mp4Tag(m_ref)) {
+        for (const auto& [atom, item] : mp4->itemMap()) {
+            if (atom.startsWith(freeFormPrefix) && isOurs(atom.substr(freeFormPrefix.size())))
+                properties.replace(atom.substr(freeFormPrefix.size()), item.toStringList());
+        }
+    }
+    return properties;
+}
+
+void TagFile::setProperties(const TagLib::PropertyMap& properties)
+{
+    TagLib::MP4::Tag* mp4 = mp4Tag(m_ref);
+    if (!mp4) {
+        m_ref.file()->setProperties(properties);
+        return;
+    }
+    TagLib::PropertyMap known;
+    for (const auto& [name, values] : properties) {
+        if (!isOurs(name))
+            known.insert(name, values);
+    }
+    m_ref.file()->setProperties(known);
+
+    TagLib::StringList stale;
+    for (const auto& [atom, item] : mp4->itemMap()) {
+        if (atom.startsWith(freeFormPrefix) && isOurs(atom.substr(freeFormPrefix.size()))
+            && !properties.contains(atom.substr(freeFormPrefix.size())))
+            stale.append(atom);
+    }
+    for (const TagLib::String& atom : stale)
+        mp4->removeItem(atom);
+    for (const auto& [name, values] : properties) {
+        if (isOurs(name))
+            mp4->setItem(freeFormPrefix + name.upper(), values);
+    }
+}

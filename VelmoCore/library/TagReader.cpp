@@ -1,0 +1,63 @@
+#include "TagReader.h"
+
+#include "TagFile.h"
+#include "TagPictures.h"
+#include "TagProperties.h"
+
+#include <taglib/audioproperties.h>
+#include <taglib/tag.h>
+
+namespace TagReader {
+
+std::optional<TrackMetadata> read(const QUrl& url)
+{
+    const auto format = audioFormatFromURL(url);
+    if (!format)
+        return std::nullopt;
+    TagFile file(url.toLocalFile(), true);
+    if (!file.isValid())
+        return std::nullopt;
+
+    using namespace TagProperties;
+    const TagLib::Tag& tag = file.tag();
+    const TagLib::PropertyMap properties = file.properties();
+    const auto property = [&properties](const char* name) { return first(properties, name); };
+
+    TrackMetadata metadata;
+    metadata.format = *format;
+    metadata.title = toQString(tag.title());
+    metadata.artist = toQString(tag.artist());
+    metadata.album = toQString(tag.album());
+    metadata.genre = toQString(tag.genre());
+    metadata.albumArtist = property(albumArtist).value_or(metadata.artist);
+    if (const auto disc = property(discNumber))
+        metadata.discNumber = parseStrictInteger(*disc);
+    metadata.externalID = property(musicBrainzTrackID);
+    if (!metadata.externalID)
+        metadata.externalID = property(velmoTrackID);
+    metadata.releaseMBID = property(musicBrainzAlbumID);
+    metadata.releaseGroupMBID = property(musicBrainzReleaseGroupID);
+    if (const auto beats = property(bpm))
+        metadata.bpm = parseRoundedNumber(*beats);
+
+    for (const QString& key : splitKeys(property(customKeys).value_or(QString()))) {
+        if (const auto value = first(properties, customPropertyName(key)))
+            metadata.customTags.insert(key, *value);
+    }
+
+    if (const TagLib::AudioProperties* audio = file.audioProperties()) {
+        metadata.duration = audio->lengthInSeconds();
+        if (audio->bitrate() > 0)
+            metadata.bitrate = audio->bitrate();
+        if (audio->sampleRate() > 0)
+            metadata.sampleRate = audio->sampleRate();
+    }
+    metadata.artworkData = TagPictures::front(file.file());
+    if (tag.year() != 0)
+        metadata.year = tag.year();
+    if (tag.track() != 0)
+        metadata.trackNumber = tag.track();
+    return metadata;
+}
+
+} // namespace TagReader

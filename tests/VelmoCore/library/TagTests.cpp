@@ -1,0 +1,323 @@
+#include "library/JsonCoding.h"
+#include "library/TagFile.h"
+#include "library/TagReader.h"
+#include "library/TagWriter.h"
+#include "support/AudioFixtures.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+
+#include <QCryptographicHash>
+#include <QDirIterator>
+#include <QFile>
+#include <QTemporaryDir>
+
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+using TagWriter::WriteError;
+
+namespace {
+
+// What is really in the file, property by property.
+TagLib::PropertyMap propertiesOf(const QString& path)
+{
+    const TagFile file(path, false);
+    return file.isValid() ? file.properties() : TagLib::PropertyMap();
+}
+
+std::string firstValue(const QString& path, const char* name)
+{
+    const TagLib::StringList values = propertiesOf(path)[name];
+    return values.isEmpty() ? std::string() : values.front().to8Bit(true);
+}
+
+bool hasProperty(const QString& path, const char* name)
+{
+    return propertiesOf(path).contains(name);
+}
+
+void setProperty(const QString& path, const char* name, const QString& value)
+{
+    TagFile file(path, false);
+    TagLib::PropertyMap properties = file.properties();
+    properties.replace(name, TagLib::StringList(TagLib::String(value.toUtf8().constData(), TagLib::String::UTF8)));
+    file.setProperties(properties);
+    ASSERT_TRUE(file.save());
+}
+
+QByteArray sha1(const QString& path)
+{
+    return QCryptographicHash::hash(readFile(path), QCryptographicHash::Sha1);
+}
+
+class TagFileTest : public ::testing::TestWithParam<QString> {
+protected:
+    QTemporaryDir folder;
+
+    // A fresh copy of the clean sample of the parameter's container.
+    QString sample()
+    {
+        const QString extension = GetParam();
+        // Opus streams travel in ".ogg" files: ".opus" is no accepted extension.
+        const QString path = folder.filePath(u"sample."_s + (extension == u"opus" ? u"ogg"_s : extension));
+        if (extension == u"wav")
+            return AudioFixtures::writeSilentWav(path, 1.5);
+        return AudioFixtures::copySample(AudioFixtures::cleanSample(extension), path);
+    }
+
+    static Track fullTrack(const QString& path)
+    {
+        Track track = makeFullTrack();
+        track.url = QUrl::fromLocalFile(path);
+        track.title = u"Ünïcödé Title, with “quotes”"_s;
+        track.customTags = {{u"MOOD"_s, u"late night"_s},
+                            {u"Überschrift"_s, u"ja"_s},
+                            {u"a=b%c"_s, u"odd key"_s},
+                            {u"empty"_s, u"x"_s}};
+        return track;
+    }
+};
+
+} // namespace
+
+TEST_P(TagFileTest, EveryFieldSurvivesARoundTrip)
+{
+    const QString path = sample();
+    const Track track = fullTrack(path);
+    TagWriter::write(track);
+
+    const auto read = TagReader::read(QUrl::fromLocalFile(path));
+    ASSERT_TRUE(read.has_value());
+    EXPECT_EQ(read->title, track.title);
+    EXPECT_EQ(read->artist, track.artist);
+    EXPECT_EQ(read->albumArtist, track.albumArtist);
+    EXPECT_EQ(read->album, track.album);
+    EXPECT_EQ(read->genre, track.genre);
+    EXPECT_EQ(read->year, track.year);
+    EXPECT_EQ(read->trackNumber, track.trackNumber);
+    EXPECT_EQ(read->discNumber, track.discNumber);
+    EXPECT_EQ(read->externalID, track.externalID) << "the MusicBrainz id comes first";
+    EXPECT_EQ(read->releaseMBID, track.releaseMBID);
+    EXPECT_EQ(read->releaseGroupMBID, track.releaseGroupMBID);
+    EXPECT_EQ(read->bpm, track.bpm);
+    EXPECT_EQ(read->customTags, track.customTags);
+    EXPECT_GT(read->duration, 0);
+    EXPECT_EQ(firstValue(path, "VELMO_TRACK_ID"), Json::uuidString(track.id).toStdString());
+}
+
+TEST_P(TagFileTest, OurOwnIdIsNeverWrittenAsAMusicBrainzId)
+{
+    const QString path = sample();
+    Track track = makeTrack(u"Song"_s);
+    track.url = QUrl::fromLocalFile(path);
+    track.externalID = Json::uuidString(track.id);
+    TagWriter::write(track);
+    EXPECT_FALSE(hasProperty(path, "MUSICBRAINZ_TRACKID"));
+    EXPECT_EQ(TagReader::read(track.url)->externalID, Json::uuidString(track.id));
+}
+
+TEST_P(TagFileTest, CustomTagsThatWentAreRemovedAndTheKeyListRewritten)
+{
+    const QString path = sample();
+    Track track = fullTrack(path);
+    TagWriter::write(track);
+    track.customTags.remove(u"Überschrift"_s);
+    track.customTags.remove(u"empty"_s);
+    TagWriter::write(track);
+
+    EXPECT_EQ(TagReader::read(track.url)->customTags, track.customTags);
+    const TagLib::PropertyMap properties = propertiesOf(path);
+    EXPECT_EQ(firstValue(path, "VELMO_CUSTOM_KEYS"), "MOOD,a=b%c");
+    EXPECT_FALSE(properties.contains("VELMO_CUSTOM_EMPTY"));
+    EXPECT_FALSE(properties.contains("VELMO_CUSTOM_%C3%9CBERSCHRIFT"));
+
+    track.customTags.clear();
+    TagWriter::write(track);
+    EXPECT_FALSE(hasProperty(path, "VELMO_CUSTOM_KEYS"));
+    EXPECT_FALSE(hasProperty(path, "VELMO_CUSTOM_MOOD"));
+}
+
+TEST_P(TagFileTest, AbsentFieldsRemoveTheirPropertiesButNeverTheMusicBrainzIds)
+{
+    const QString path = sample();
+    Track track = fullTrack(path);
+    TagWriter::write(track);
+    track.discNumber = std::nullopt;
+    track.bpm = std::nullopt;
+    track.releaseMBID = std::nullopt;
+    track.releaseGroupMBID = std::nullopt;
+    track.externalID = std::nullopt;
+    track.albumArtist.clear();
+    track.year = std::nullopt;
+    TagWriter::write(track);
+
+    const auto read = TagReader::read(track.url);
+    EXPECT_EQ(read->discNumber, std::nullopt);
+    EXPECT_EQ(read->bpm, std::nullopt);
+    EXPECT_EQ(read->year, std::nullopt);
+    EXPECT_EQ(read->albumArtist, track.artist) << "no album artist reads as the artist";
+    EXPECT_EQ(read->releaseMBID, u"release-mbid"_s);
+    EXPECT_EQ(read->releaseGroupMBID, u"release-group-mbid"_s);
+    EXPECT_EQ(read->externalID, u"0ac22a2a-8c4d-4d6e-9b3b-8a1e6e7c2f10"_s);
+}
+
+TEST_P(TagFileTest, WritingTheSameTagsAgainLeavesTheFileAsItWas)
+{
+    const QString path = sample();
+    const Track track = fullTrack(path);
+    TagWriter::write(track);
+    const QByteArray before = sha1(path);
+    TagWriter::write(track);
+    EXPECT_EQ(sha1(path), before);
+}
+
+TEST_P(TagFileTest, ArtworkReplacesEveryPictureAndReadsBack)
+{
+    const QString path = sample();
+    const QUrl url = QUrl::fromLocalFile(path);
+    TagWriter::writeArtwork(url, AudioFixtures::pngBytes(), u"image/png"_s);
+    EXPECT_EQ(TagReader::read(url)->artworkData, AudioFixtures::pngBytes());
+
+    const QByteArray jpeg = QByteArray("\xFF\xD8\xFF\xE0", 4) + QByteArray(200, 'j');
+    TagWriter::writeArtwork(url, jpeg, u"image/jpeg"_s);
+    EXPECT_EQ(TagReader::read(url)->artworkData, jpeg);
+
+    TagWriter::writeArtwork(url, QByteArray(), u"image/png"_s);
+    EXPECT_EQ(TagReader::read(url)->artworkData, jpeg) << "empty bytes delete nothing";
+
+    // Tags and pictures are written separately and must not undo each other.
+    TagWriter::write(fullTrack(path));
+    EXPECT_EQ(TagReader::read(url)->artworkData, jpeg);
+}
+
+INSTANTIATE_TEST_SUITE_P(Containers, TagFileTest,
+                         ::testing::Values(u"flac"_s, u"mp3"_s, u"m4a"_s, u"ogg"_s, u"opus"_s, u"wav"_s),
+                         [](const ::testing::TestParamInfo<QString>& param) { return param.param.toStdString(); });
+
+TEST(TagReader, ParsesDiscNumbersStrictlyAndRoundsBpm)
+{
+    QTemporaryDir folder;
+    const QString path = AudioFixtures::copySample(u"taglib/sinewave.flac"_s, folder.filePath(u"a.flac"_s));
+    const QUrl url = QUrl::fromLocalFile(path);
+    const std::vector<std::pair<QString, std::optional<qint64>>> discs{
+        {u"2"_s, 2}, {u"2/3"_s, std::nullopt}, {u"+2"_s, 2}, {u"-1"_s, -1}, {u" 2"_s, std::nullopt}, {u"two"_s, std::nullopt}};
+    for (const auto& [text, expected] : discs) {
+        setProperty(path, "DISCNUMBER", text);
+        EXPECT_EQ(TagReader::read(url)->discNumber, expected) << qPrintable(text);
+    }
+    const std::vector<std::pair<QString, std::optional<qint64>>> tempos{
+        {u"120.6"_s, 121}, {u"120.5"_s, 121}, {u"98"_s, 98}, {u"fast"_s, std::nullopt}, {u"nan"_s, std::nullopt}, {u"1e400"_s, std::nullopt}};
+    for (const auto& [text, expected] : tempos) {
+        setProperty(path, "BPM", text);
+        EXPECT_EQ(TagReader::read(url)->bpm, expected) << qPrintable(text);
+    }
+}
+
+TEST(TagReader, FallsBackToOurOwnIdAndReadsWhatOtherProgramsWrote)
+{
+    QTemporaryDir folder;
+    const QString path = AudioFixtures::copySample(u"taglib/sinewave.flac"_s, folder.filePath(u"a.flac"_s));
+    setProperty(path, "VELMO_TRACK_ID", u"8A2B7C1D-0000-4000-8000-000000000001"_s);
+    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(path))->externalID, u"8A2B7C1D-0000-4000-8000-000000000001"_s);
+
+    const auto itunes = TagReader::read(QUrl::fromLocalFile(AudioFixtures::samplePath(u"taglib/itunes10.mp3"_s)));
+    ASSERT_TRUE(itunes.has_value());
+    EXPECT_EQ(itunes->albumArtist, u"Album Artist"_s);
+    EXPECT_EQ(itunes->discNumber, std::nullopt) << "1/2 is no whole number";
+    EXPECT_EQ(itunes->bpm, 180);
+    EXPECT_EQ(itunes->trackNumber, 1);
+    EXPECT_TRUE(itunes->artworkData.has_value());
+
+    const auto flac = TagReader::read(QUrl::fromLocalFile(AudioFixtures::samplePath(u"taglib/silence-44-s.flac"_s)));
+    ASSERT_TRUE(flac.has_value());
+    EXPECT_EQ(flac->artworkData->size(), 150);
+    EXPECT_EQ(flac->format, AudioFormat::flac);
+}
+
+TEST(TagReader, LeavesFilesWithOtherExtensionsUnopened)
+{
+    QTemporaryDir folder;
+    const QString aiff = AudioFixtures::copySample(u"taglib/empty.aiff"_s, folder.filePath(u"a.aiff"_s));
+    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(aiff)), std::nullopt);
+    writeFile(folder.filePath(u"not audio.mp3"_s), "this is plain text, not an MPEG stream at all");
+    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(folder.filePath(u"not audio.mp3"_s))), std::nullopt);
+    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(folder.filePath(u"missing.flac"_s))), std::nullopt);
+}
+
+TEST(TagReader, NeverCrashesOnDamagedOrFuzzedFiles)
+{
+    QTemporaryDir folder;
+    int read = 0;
+    QDirIterator files(AudioFixtures::samplePath(QString()), QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString source = files.next();
+        // Each sample under each accepted extension: the reader must not trust the name.
+        for (const QString& extension : {u"flac"_s, u"mp3"_s, u"m4a"_s, u"ogg"_s, u"wav"_s}) {
+            const QString copy = folder.filePath(u"probe."_s + extension);
+            QFile::remove(copy);
+            QFile::copy(source, copy);
+            if (TagReader::read(QUrl::fromLocalFile(copy)))
+                ++read;
+        }
+    }
+    EXPECT_GT(read, 50);
+}
+
+TEST(TagWriter, ReportsEachFailureInWords)
+{
+    QTemporaryDir folder;
+    Track track = makeTrack(u"Song"_s);
+    track.url = QUrl::fromLocalFile(folder.filePath(u"gone.flac"_s));
+    try {
+        TagWriter::write(track);
+        FAIL();
+    } catch (const WriteError& error) {
+        EXPECT_EQ(error.kind(), WriteError::Kind::fileNotFound);
+        EXPECT_TRUE(error.message().contains(u"could not be found"_s));
+    }
+    EXPECT_THROW(TagWriter::writeArtwork(track.url, AudioFixtures::pngBytes(), u"image/png"_s), WriteError);
+
+    writeFile(folder.filePath(u"text.flac"_s), "plain text");
+    track.url = QUrl::fromLocalFile(folder.filePath(u"text.flac"_s));
+    try {
+        TagWriter::write(track);
+        FAIL();
+    } catch (const WriteError& error) {
+        EXPECT_EQ(error.kind(), WriteError::Kind::invalidFile);
+    }
+    EXPECT_EQ(readFile(folder.filePath(u"text.flac"_s)), "plain text");
+}
+
+TEST(TagWriter, AFileThatCannotBeWrittenFailsToSave)
+{
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "file permissions do not bind the super-user";
+    QTemporaryDir folder;
+    const QString path = AudioFixtures::copySample(u"taglib/sinewave.flac"_s, folder.filePath(u"locked.flac"_s));
+    QFile::setPermissions(path, QFile::ReadOwner);
+    Track track = makeTrack(u"Song"_s);
+    track.url = QUrl::fromLocalFile(path);
+    try {
+        TagWriter::write(track);
+        FAIL();
+    } catch (const WriteError& error) {
+        EXPECT_EQ(error.kind(), WriteError::Kind::saveFailed);
+    }
+}
+
+TEST(TagWriter, KeepsWhatElseTheFileHolds)
+{
+    QTemporaryDir folder;
+    const QString path = AudioFixtures::copySample(u"taglib/itunes10.mp3"_s, folder.filePath(u"i.mp3"_s));
+    const auto before = TagReader::read(QUrl::fromLocalFile(path));
+    Track track = Track::fromFile(QUrl::fromLocalFile(path), *before);
+    track.title = u"Renamed"_s;
+    TagWriter::write(track);
+    EXPECT_EQ(firstValue(path, "COMPOSER"), "Composer");
+    EXPECT_EQ(firstValue(path, "LYRICS"), "Lyrics");
+    EXPECT_EQ(TagReader::read(track.url)->artworkData, before->artworkData);
+    EXPECT_EQ(TagReader::read(track.url)->title, u"Renamed"_s);
+}
