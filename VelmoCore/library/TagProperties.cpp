@@ -1,8 +1,5 @@
 #include "TagProperties.h"
 
-#include <cmath>
-#include <limits>
-
 namespace TagProperties {
 
 TagLib::String customPropertyName(const QString& key)
@@ -32,36 +29,6 @@ std::optional<QString> first(const TagLib::PropertyMap& properties, const TagLib
     if (value.isEmpty())
         return std::nullopt;
     return value;
-}
-
-std::optional<qint64> parseStrictInteger(const QString& text)
-{
-    QStringView digits(text);
-    if (digits.startsWith(u'+') || digits.startsWith(u'-'))
-        digits = digits.mid(1);
-    if (digits.isEmpty())
-        return std::nullopt;
-    for (QChar c : digits) {
-        if (c < u'0' || c > u'9')
-            return std::nullopt;
-    }
-    bool ok = false;
-    const qint64 value = text.toLongLong(&ok);
-    return ok ? std::optional<qint64>(value) : std::nullopt;
-}
-
-std::optional<qint64> parseRoundedNumber(const QString& text)
-{
-    // Only digits, one point, a sign and an exponent: no blanks, "nan" or "inf".
-    for (QChar c : text) {
-        if (!(c.isDigit() || c == u'.' || c == u'-' || c == u'+' || c == u'e' || c == u'E'))
-            return std::nullopt;
-    }
-    bool ok = false;
-    const double value = text.toDouble(&ok);
-    if (!ok || !std::isfinite(value) || std::abs(value) > 9.0e18)
-        return std::nullopt;
-    return static_cast<qint64>(std::round(value));
 }
 
 QString toQString(const TagLib::String& string)

@@ -35,11 +35,6 @@ QStringList splitKeys(const QString& list);
 // The first value of a property; none when missing or empty.
 std::optional<QString> first(const TagLib::PropertyMap& properties, const TagLib::String& name);
 
-// An optionally signed decimal integer and nothing else: "2" and "+2", not "2/3" or " 2".
-std::optional<qint64> parseStrictInteger(const QString& text);
-// A decimal floating-point number and nothing else, rounded half away from zero.
-std::optional<qint64> parseRoundedNumber(const QString& text);
-
 QString toQString(const TagLib::String& string);
 TagLib::String toTagLib(const QString& string);
 QByteArray toQByteArray(const TagLib::ByteVector& vector);

@@ -1,5 +1,6 @@
 #include "TagReader.h"
 
+#include "NumberParsing.h"
 #include "TagFile.h"
 #include "TagPictures.h"
 #include "TagProperties.h"
@@ -31,14 +32,14 @@ std::optional<TrackMetadata> read(const QUrl& url)
     metadata.genre = toQString(tag.genre());
     metadata.albumArtist = property(albumArtist).value_or(metadata.artist);
     if (const auto disc = property(discNumber))
-        metadata.discNumber = parseStrictInteger(*disc);
+        metadata.discNumber = NumberParsing::strictInteger(*disc);
     metadata.externalID = property(musicBrainzTrackID);
     if (!metadata.externalID)
         metadata.externalID = property(velmoTrackID);
     metadata.releaseMBID = property(musicBrainzAlbumID);
     metadata.releaseGroupMBID = property(musicBrainzReleaseGroupID);
     if (const auto beats = property(bpm))
-        metadata.bpm = parseRoundedNumber(*beats);
+        metadata.bpm = NumberParsing::roundedNumber(*beats);
 
     for (const QString& key : splitKeys(property(customKeys).value_or(QString()))) {
         if (const auto value = first(properties, customPropertyName(key)))

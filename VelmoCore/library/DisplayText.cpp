@@ -1,0 +1,46 @@
+#include "DisplayText.h"
+
+#include "Track.h"
+
+#include <QSet>
+
+#include <cmath>
+
+namespace DisplayText {
+
+QString formatDuration(double seconds)
+{
+    const qint64 whole = std::isfinite(seconds) && seconds > 0 ? static_cast<qint64>(seconds) : 0;
+    if (whole < 3600)
+        return QString::asprintf("%lld:%02lld", whole / 60, whole % 60);
+    return QString::asprintf("%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
+QString formatText(AudioFormat format)
+{
+    return rawValue(format).toUpper();
+}
+
+bool hasSeveralDiscs(const QList<Track>& tracks)
+{
+    QSet<qint64> discs;
+    for (const Track& track : tracks) {
+        if (track.discNumber) {
+            discs.insert(*track.discNumber);
+            if (discs.size() > 1)
+                return true;
+        }
+    }
+    return false;
+}
+
+QString trackNumberText(const Track& track, bool severalDiscs)
+{
+    if (!track.trackNumber)
+        return QStringLiteral("–");
+    if (severalDiscs && track.discNumber)
+        return QString::number(*track.discNumber) + u'-' + QString::number(*track.trackNumber);
+    return QString::number(*track.trackNumber);
+}
+
+} // namespace DisplayText

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "AudioFormat.h"
+
+#include <QList>
+#include <QString>
+
+struct Track;
+
+// The texts every list of the program shows a track with, in one place for the screens
+// and the command line.
+namespace DisplayText {
+
+// Whole seconds: "3:07", and from an hour "1:02:03".
+QString formatDuration(double seconds);
+
+// The raw name in capitals: "FLAC".
+QString formatText(AudioFormat format);
+
+// Whether the tracks of a list carry more than one distinct disc number.
+bool hasSeveralDiscs(const QList<Track>& tracks);
+
+// "–" without a number; "2-5" when the list has several discs and the track a disc
+// number; else the plain number.
+QString trackNumberText(const Track& track, bool severalDiscs);
+
+} // namespace DisplayText
