@@ -227,8 +227,10 @@ QCoro::Task<int> exportPlaylist(Invocation& invocation)
     if (const auto* playlist = std::get_if<Playlist>(&*found)) {
         const qsizetype dangling = playlist->trackIDs.size() - tracks.size();
         if (dangling > 0) {
-            invocation.out() << dangling << (dangling == 1 ? u" entry was"_s : u" entries were"_s)
-                             << u" left out: the tracks are no longer in the library.\n"_s;
+            invocation.out() << dangling
+                             << (dangling == 1 ? u" entry was left out: its track is"_s
+                                               : u" entries were left out: their tracks are"_s)
+                             << u" no longer in the library.\n"_s;
         }
     }
     co_return int(exitSuccess);
@@ -261,7 +263,7 @@ void addPlaylistCommands(CommandLine& commandLine)
         .arguments = u"NAME FILE"_s,
         .summary = u"Write a playlist or smart playlist as an M3U8 file; FILE may be a folder, which receives "
                    "NAME.m3u8. Paths are relative to the file's folder unless --absolute."_s,
-        .options = {QCommandLineOption(u"absolute"_s, u"Write absolute paths"_s)},
+        .options = {QCommandLineOption(u"absolute"_s, u"Write absolute paths instead of paths relative to the file's folder"_s)},
         .minimumArguments = 2,
         .maximumArguments = 2,
         .access = Command::Access::library,

@@ -23,29 +23,43 @@ void insertIfNotEmpty(QSet<QString>& set, const QString& value)
         set.insert(value);
 }
 
-} // namespace
+// A handful of values is faster to compare than to hash.
+bool contains(const QSet<QString>& set, const QString& value)
+{
+    if (set.size() > 8)
+        return set.contains(value);
+    return std::any_of(set.cbegin(), set.cend(), [&value](const QString& member) { return member == value; });
+}
 
 bool matches(const SmartPlaylist& smartPlaylist, const Track& track)
 {
-    // Cheapest test first: resolving runs over the whole library.
+    // Cheapest test first.
     if (!smartPlaylist.filterDecades.isEmpty()
         && (!track.year || !smartPlaylist.filterDecades.contains(decade(*track.year))))
         return false;
-    if (!smartPlaylist.filterGenres.isEmpty() && !smartPlaylist.filterGenres.contains(track.genre))
+    if (!smartPlaylist.filterGenres.isEmpty() && !contains(smartPlaylist.filterGenres, track.genre))
         return false;
-    if (!smartPlaylist.filterArtists.isEmpty() && !smartPlaylist.filterArtists.contains(track.artist)
-        && !smartPlaylist.filterArtists.contains(track.albumArtist))
+    // Artist and album artist are mostly the same; one lookup then suffices.
+    if (!smartPlaylist.filterArtists.isEmpty() && !contains(smartPlaylist.filterArtists, track.artist)
+        && (track.albumArtist == track.artist || !contains(smartPlaylist.filterArtists, track.albumArtist)))
         return false;
     return true;
 }
 
+} // namespace
+
 QList<Track> resolve(const SmartPlaylist& smartPlaylist, const QList<Track>& tracks)
 {
-    QList<Track> result;
-    for (const Track& track : tracks) {
-        if (matches(smartPlaylist, track))
-            result.append(track);
+    // Positions first, so that the result is allocated once at its size.
+    QList<qsizetype> positions;
+    for (qsizetype i = 0; i < tracks.size(); ++i) {
+        if (matches(smartPlaylist, tracks.at(i)))
+            positions.append(i);
     }
+    QList<Track> result;
+    result.reserve(positions.size());
+    for (qsizetype i : positions)
+        result.append(tracks.at(i));
     return result;
 }
 

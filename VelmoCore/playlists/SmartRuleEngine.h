@@ -13,7 +13,6 @@ namespace SmartRuleEngine {
 
 // The matching tracks, in the order given.
 QList<Track> resolve(const SmartPlaylist& smartPlaylist, const QList<Track>& tracks);
-bool matches(const SmartPlaylist& smartPlaylist, const Track& track);
 
 // The first year of the decade, truncating towards zero: 1999 gives 1990, -5 gives 0.
 constexpr qint64 decade(qint64 year) { return (year / 10) * 10; }
