@@ -23,13 +23,39 @@ const T* findByID(const QList<T>& list, const QUuid& id)
     return it == list.cend() ? nullptr : &*it;
 }
 
+// A playlist or smart playlist made now, with nothing in it yet.
+template <typename T>
+T fresh(const QString& name)
+{
+    const Date now = Date::now();
+    return {.id = QUuid::createUuid(), .name = name, .dateCreated = now, .dateModified = now};
+}
+
+// Replaces the first entry of the value's id, stamped with the present moment. False when
+// there is none.
+template <typename T>
+bool replaceByID(QList<T>& list, const T& value)
+{
+    T* stored = findByID(list, value.id);
+    if (!stored)
+        return false;
+    *stored = value;
+    stored->dateModified = Date::now();
+    return true;
+}
+
+template <typename T>
+void removeByID(QList<T>& list, const QUuid& id)
+{
+    list.removeIf([&id](const T& item) { return item.id == id; });
+}
+
 } // namespace
 
 Playlist Library::createPlaylist(const QString& name)
 {
     assertMainThread();
-    const Date now = Date::now();
-    const Playlist playlist{.id = QUuid::createUuid(), .name = name, .dateCreated = now, .dateModified = now};
+    const auto playlist = fresh<Playlist>(name);
     m_playlists.append(playlist);
     playlistsDidChange();
     return playlist;
@@ -38,19 +64,15 @@ Playlist Library::createPlaylist(const QString& name)
 void Library::deletePlaylist(const QUuid& id)
 {
     assertMainThread();
-    m_playlists.removeIf([&id](const Playlist& playlist) { return playlist.id == id; });
+    removeByID(m_playlists, id);
     playlistsDidChange();
 }
 
 void Library::updatePlaylist(const Playlist& playlist)
 {
     assertMainThread();
-    Playlist* stored = findByID(m_playlists, playlist.id);
-    if (!stored)
-        return;
-    *stored = playlist;
-    stored->dateModified = Date::now();
-    playlistsDidChange();
+    if (replaceByID(m_playlists, playlist))
+        playlistsDidChange();
 }
 
 void Library::addTrack(const QUuid& trackID, const QUuid& to)
@@ -147,8 +169,7 @@ void Library::addSmartPlaylist(const SmartPlaylist& smartPlaylist)
 SmartPlaylist Library::createSmartPlaylist(const QString& name)
 {
     assertMainThread();
-    const Date now = Date::now();
-    const SmartPlaylist smartPlaylist{.id = QUuid::createUuid(), .name = name, .dateCreated = now, .dateModified = now};
+    const auto smartPlaylist = fresh<SmartPlaylist>(name);
     m_smartPlaylists.append(smartPlaylist);
     smartPlaylistsDidChange();
     return smartPlaylist;
@@ -157,19 +178,15 @@ SmartPlaylist Library::createSmartPlaylist(const QString& name)
 void Library::deleteSmartPlaylist(const QUuid& id)
 {
     assertMainThread();
-    m_smartPlaylists.removeIf([&id](const SmartPlaylist& smartPlaylist) { return smartPlaylist.id == id; });
+    removeByID(m_smartPlaylists, id);
     smartPlaylistsDidChange();
 }
 
 void Library::updateSmartPlaylist(const SmartPlaylist& smartPlaylist)
 {
     assertMainThread();
-    SmartPlaylist* stored = findByID(m_smartPlaylists, smartPlaylist.id);
-    if (!stored)
-        return;
-    *stored = smartPlaylist;
-    stored->dateModified = Date::now();
-    smartPlaylistsDidChange();
+    if (replaceByID(m_smartPlaylists, smartPlaylist))
+        smartPlaylistsDidChange();
 }
 
 QList<Track> Library::resolve(const SmartPlaylist& smartPlaylist) const
