@@ -7,6 +7,7 @@
 #include "library/Library.h"
 #include "playlists/PlaylistExporter.h"
 #include "playlists/TrackListSummary.h"
+#include "playlists/TrackLookup.h"
 
 #include <QFileInfo>
 
@@ -34,11 +35,6 @@ QString nameOf(const AnyPlaylist& playlist)
     return std::visit([](const auto& p) { return p.name; }, playlist);
 }
 
-QString idText(const QUuid& id)
-{
-    return Json::uuidString(id);
-}
-
 // Names need not be unique, so NAME is matched exactly against the names first and, if none
 // has it, taken as an id. Two playlists of one name are told apart by their ids.
 std::optional<AnyPlaylist> findPlaylist(Invocation& invocation, const QString& nameOrID)
@@ -58,7 +54,7 @@ std::optional<AnyPlaylist> findPlaylist(Invocation& invocation, const QString& n
     if (named.size() > 1) {
         QStringList candidates;
         for (const AnyPlaylist& playlist : named)
-            candidates.append(u"  "_s + kindName(playlist) + u' ' + idText(idOf(playlist)));
+            candidates.append(u"  "_s + kindName(playlist) + u' ' + Json::uuidString(idOf(playlist)));
         invocation.fail(u"%1 playlists are named \"%2\":\n%3\nGive the id of the one you mean in place of the name."_s
                             .arg(named.size())
                             .arg(nameOrID, candidates.join(u'\n')));
@@ -86,7 +82,7 @@ QList<Track> tracksOf(const Library& library, const AnyPlaylist& playlist)
     return std::visit([&library](const auto& p) { return library.resolve(p); }, playlist);
 }
 
-void printJson(Invocation& invocation, QByteArray json)
+void printJson(Invocation& invocation, const QByteArray& json)
 {
     invocation.out() << QString::fromUtf8(json) << u'\n';
 }
@@ -118,20 +114,21 @@ QCoro::Task<int> list(Invocation& invocation)
         width = std::max(width, smartPlaylist.name.size());
     width = std::min<qsizetype>(width, 40);
 
-    const auto row = [&](const AnyPlaylist& playlist) {
-        const QString count = TrackListSummary::countText(tracksOf(library, playlist).size());
-        out << u"  "_s << nameOf(playlist).leftJustified(width) << u"  "_s << count.leftJustified(12) << u"  "_s
-            << idText(idOf(playlist)) << u'\n';
+    const auto row = [&](const QString& name, qsizetype count, const QUuid& id) {
+        out << u"  "_s << name.leftJustified(width) << u"  "_s << TrackListSummary::countText(count).leftJustified(12)
+            << u"  "_s << Json::uuidString(id) << u'\n';
     };
+    // One lookup for all playlists rather than one per playlist.
+    const TrackLookup lookup(library.tracks());
     out << u"Playlists\n"_s;
     for (const Playlist& playlist : library.playlists())
-        row(playlist);
+        row(playlist.name, lookup.resolve(playlist.trackIDs).size(), playlist.id);
     if (library.playlists().isEmpty())
         out << u"  (none)\n"_s;
     if (!library.smartPlaylists().isEmpty()) {
         out << u"Smart Playlists\n"_s;
         for (const SmartPlaylist& smartPlaylist : library.smartPlaylists())
-            row(smartPlaylist);
+            row(smartPlaylist.name, library.resolve(smartPlaylist).size(), smartPlaylist.id);
     }
     co_return int(exitSuccess);
 }
@@ -166,7 +163,7 @@ QCoro::Task<int> show(Invocation& invocation)
     }
 
     QTextStream& out = invocation.out();
-    out << nameOf(*found) << u" ("_s << kindName(*found) << u' ' << idText(idOf(*found)) << u")\n"_s;
+    out << nameOf(*found) << u" ("_s << kindName(*found) << u' ' << Json::uuidString(idOf(*found)) << u")\n"_s;
     if (const auto* smart = std::get_if<SmartPlaylist>(&*found)) {
         QStringList decades;
         QList<qint64> sortedDecades(smart->filterDecades.cbegin(), smart->filterDecades.cend());
