@@ -12,6 +12,7 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QThread>
 #include <QUrl>
 #include <QUuid>
@@ -68,6 +69,47 @@ public:
 
     // The operations of each subsystem follow, each group implemented beside its subsystem
     // (playlists/LibraryPlaylists.cpp, podcasts/LibraryPodcasts.cpp, ...).
+
+    // Playlists (playlists/LibraryPlaylists.cpp). A change to a playlist's entries or name
+    // sets its dateModified; looking, exporting and an addTrack of an id already there do
+    // not. An unknown playlist id changes nothing.
+
+    // No check of the name: names need not be unique and are not cleaned.
+    Playlist createPlaylist(const QString& name);
+    // Removes every playlist with that id.
+    void deletePlaylist(const QUuid& id);
+    // Replaces the playlist of the same id whole; how a playlist is renamed.
+    void updatePlaylist(const Playlist& playlist);
+    // Appends the track unless the playlist holds it already.
+    void addTrack(const QUuid& trackID, const QUuid& to);
+    // By position, not by id; a position outside the list does nothing.
+    void removeTrack(qsizetype at, const QUuid& from);
+    // Takes the entries at the positions `from` out and puts them back as one block, in
+    // their order, at min(to, remaining count). `to` counts in the list after removal and
+    // is deliberately not corrected for removed entries before it: moving the first of
+    // A B C D to 2 gives B C A D, as a drag hands it over. Positions outside the list are
+    // ignored.
+    void moveTrack(const QUuid& in, const QSet<qsizetype>& from, qsizetype to);
+    // Drops from every playlist the ids that name no track. Saves only if something went.
+    void prunePlaylistReferences();
+    // The playlist's tracks in its order; ids with no track are skipped, so this may be
+    // shorter than trackIDs.
+    QList<Track> resolve(const Playlist& playlist) const;
+    // Writes the playlist's M3U file; an unknown id writes nothing. Throws
+    // PlaylistExporter::ExportError.
+    void exportPlaylist(const QUuid& id, const QUrl& to, bool relativePaths) const;
+
+    // Smart playlists (playlists/LibraryPlaylists.cpp).
+    void addSmartPlaylist(const SmartPlaylist& smartPlaylist);
+    SmartPlaylist createSmartPlaylist(const QString& name);
+    void deleteSmartPlaylist(const QUuid& id);
+    // Replaces the entry of the same id, with dateModified now.
+    void updateSmartPlaylist(const SmartPlaylist& smartPlaylist);
+    // The matches over all tracks, in library order.
+    QList<Track> resolve(const SmartPlaylist& smartPlaylist) const;
+    // Exports the matches as a playlist of the same id, name and dates. Throws
+    // PlaylistExporter::ExportError; an unknown id writes nothing.
+    void exportSmartPlaylist(const QUuid& id, const QUrl& to, bool relativePaths) const;
 
 signals:
     void tracksChanged();

@@ -1,5 +1,6 @@
 #include "SmartPlaylist.h"
 
+#include "library/CodePointOrder.h"
 #include "library/JsonCoding.h"
 
 #include <algorithm>
@@ -13,7 +14,10 @@ template <typename T>
 void writeSorted(JsonWriter& w, QLatin1StringView key, const QSet<T>& set)
 {
     QList<T> values(set.cbegin(), set.cend());
-    std::sort(values.begin(), values.end());
+    if constexpr (std::is_same_v<T, QString>)
+        CodePointOrder::sort(values);
+    else
+        std::sort(values.begin(), values.end());
     w.key(key);
     w.beginArray();
     for (const T& value : values)

@@ -1,8 +1,7 @@
-#include "VelmoCommands.h"
+#include "VelmoTest.h"
 #include "library/LibraryLock.h"
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
-#include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
 
 #include <QDir>
@@ -15,53 +14,23 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-struct Result {
-    int status;
-    QString out;
-    QString err;
-};
-
-class VelmoTest : public ::testing::Test {
-protected:
-    void SetUp() override { TestEnvironment::clearSettings(); }
-    void TearDown() override { TestEnvironment::clearSettings(); }
-
-    Result velmo(const QStringList& arguments)
-    {
-        QString out;
-        QString err;
-        QTextStream outStream(&out);
-        QTextStream errStream(&err);
-        const int status = velmoCommands().run(arguments, outStream, errStream);
-        return {status, out, err};
-    }
-
-    QString root() const { return stores.folder() + u"/Music"_s; }
-
-    TemporaryStores stores;
-};
-
-} // namespace
-
 TEST_F(VelmoTest, InitCompletesFirstRunSetUp)
 {
-    const Result result = velmo({u"library"_s, u"init"_s, root(), u"--copy"_s});
+    const VelmoResult result = velmo({u"library"_s, u"init"_s, root(), u"--copy"_s});
     EXPECT_EQ(result.status, 0) << qPrintable(result.err);
     EXPECT_TRUE(Settings::value(Settings::isOnboarded));
     EXPECT_TRUE(Settings::value(Settings::copyImportedFiles));
     EXPECT_EQ(Settings::libraryRootPath(), root());
     EXPECT_TRUE(QDir(root()).exists());
 
-    const Result again = velmo({u"library"_s, u"init"_s, stores.folder() + u"/Other"_s});
+    const VelmoResult again = velmo({u"library"_s, u"init"_s, stores.folder() + u"/Other"_s});
     EXPECT_EQ(again.status, 1);
     EXPECT_TRUE(again.err.contains(u"already set up at "_s + root())) << qPrintable(again.err);
 }
 
 TEST_F(VelmoTest, CommandsThatNeedALibraryNameInit)
 {
-    const Result result = velmo({u"library"_s, u"stats"_s});
+    const VelmoResult result = velmo({u"library"_s, u"stats"_s});
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(result.err.contains(u"velmo library init"_s)) << qPrintable(result.err);
 }
@@ -74,7 +43,7 @@ TEST_F(VelmoTest, StatsCountsEveryList)
     writeFile(StoreLocations::path(StoreKind::playlists),
               LibraryStores::encodePlaylists({Playlist{QUuid::createUuid(), u"p"_s, {}, {}, {}}}));
 
-    const Result json = velmo({u"library"_s, u"stats"_s, u"--json"_s});
+    const VelmoResult json = velmo({u"library"_s, u"stats"_s, u"--json"_s});
     ASSERT_EQ(json.status, 0) << qPrintable(json.err);
     const QJsonObject counts = QJsonDocument::fromJson(json.out.toUtf8()).object();
     EXPECT_EQ(counts.value("tracks"_L1).toInt(), 3);
@@ -84,7 +53,7 @@ TEST_F(VelmoTest, StatsCountsEveryList)
     EXPECT_EQ(counts.value("podcasts"_L1).toInt(), 0);
     EXPECT_EQ(counts.value("episodes"_L1).toInt(), 0);
 
-    const Result text = velmo({u"library"_s, u"stats"_s});
+    const VelmoResult text = velmo({u"library"_s, u"stats"_s});
     EXPECT_TRUE(text.out.contains(u"Tracks:"_s)) << qPrintable(text.out);
 }
 
@@ -92,7 +61,7 @@ TEST_F(VelmoTest, CheckSaysWhatIsWrongWithEachStore)
 {
     writeFile(StoreLocations::path(StoreKind::library), "[{\"id\": oops}]");
     writeFile(StoreLocations::path(StoreKind::playlists), "[]");
-    const Result result = velmo({u"library"_s, u"check"_s, u"--json"_s});
+    const VelmoResult result = velmo({u"library"_s, u"check"_s, u"--json"_s});
     EXPECT_EQ(result.status, 1) << "a corrupt store fails the check";
     const QJsonArray report = QJsonDocument::fromJson(result.out.toUtf8()).array();
     ASSERT_EQ(report.size(), 5);
@@ -111,7 +80,7 @@ TEST_F(VelmoTest, ChangingCommandsAreRefusedWhileTheLibraryIsInUse)
 {
     LibraryLock application;
     ASSERT_EQ(application.acquire(), std::nullopt);
-    const Result result = velmo({u"library"_s, u"init"_s, root()});
+    const VelmoResult result = velmo({u"library"_s, u"init"_s, root()});
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(result.err.contains(u"in use"_s)) << qPrintable(result.err);
     EXPECT_FALSE(Settings::value(Settings::isOnboarded)) << "nothing was changed";
@@ -125,20 +94,20 @@ TEST_F(VelmoTest, UsageErrorsExitWithTwo)
     EXPECT_EQ(velmo({u"library"_s}).status, 2);
     EXPECT_EQ(velmo({u"library"_s, u"init"_s}).status, 2) << "PATH is required";
     EXPECT_EQ(velmo({u"library"_s, u"stats"_s, u"extra"_s}).status, 2);
-    const Result unknownOption = velmo({u"library"_s, u"stats"_s, u"--colour"_s});
+    const VelmoResult unknownOption = velmo({u"library"_s, u"stats"_s, u"--colour"_s});
     EXPECT_EQ(unknownOption.status, 2);
     EXPECT_TRUE(unknownOption.err.contains(u"Usage: velmo library stats [--json]"_s)) << qPrintable(unknownOption.err);
 }
 
 TEST_F(VelmoTest, HelpIsEverywhere)
 {
-    const Result top = velmo({u"--help"_s});
+    const VelmoResult top = velmo({u"--help"_s});
     EXPECT_EQ(top.status, 0);
     EXPECT_TRUE(top.out.contains(u"velmo library init PATH [--copy]"_s)) << qPrintable(top.out);
-    const Result group = velmo({u"library"_s, u"--help"_s});
+    const VelmoResult group = velmo({u"library"_s, u"--help"_s});
     EXPECT_EQ(group.status, 0);
     EXPECT_TRUE(group.out.contains(u"library check"_s));
-    const Result leaf = velmo({u"library"_s, u"init"_s, u"--help"_s});
+    const VelmoResult leaf = velmo({u"library"_s, u"init"_s, u"--help"_s});
     EXPECT_EQ(leaf.status, 0);
     EXPECT_TRUE(leaf.out.startsWith(u"Usage: velmo library init PATH [--copy]"_s)) << qPrintable(leaf.out);
     EXPECT_FALSE(Settings::value(Settings::isOnboarded)) << "help runs nothing";

@@ -1,3 +1,4 @@
+#include "library/CodePointOrder.h"
 #include "support/JsonHelpers.h"
 #include "playlists/Playlist.h"
 #include "playlists/SmartPlaylist.h"
@@ -57,6 +58,22 @@ TEST(SmartPlaylistJson, SetsAreWrittenSortedSoOneSetGivesOneText)
     SmartPlaylist rebuilt = smart;
     rebuilt.filterArtists = {u"Émile"_s, u"alpha"_s, u"beta"_s, u"Alpha"_s};
     EXPECT_EQ(Json::encode(rebuilt), Json::encode(smart));
+}
+
+TEST(SmartPlaylistJson, StringsSortByCodePointsNotByUtf16Units)
+{
+    // U+1F3B7 is above U+FF21 as a code point, but its first UTF-16 unit (0xD83C) is below.
+    const QString saxophone = QString::fromUcs4(U"\U0001F3B7");
+    const QString fullwidthA = u"\uFF21"_s;
+    const SmartPlaylist smart{.id = QUuid::createUuid(), .filterGenres = {saxophone, fullwidthA, u"z"_s}};
+    EXPECT_EQ(toQt(smart).value("filterGenres"_L1).toArray(), (QJsonArray{u"z"_s, fullwidthA, saxophone}));
+
+    EXPECT_TRUE(CodePointOrder::less(fullwidthA, saxophone));
+    EXPECT_FALSE(CodePointOrder::less(saxophone, fullwidthA));
+    EXPECT_TRUE(CodePointOrder::less(u"ab"_s, u"abc"_s));
+    EXPECT_FALSE(CodePointOrder::less(u"abc"_s, u"abc"_s));
+    EXPECT_TRUE(CodePointOrder::less(u"\uD7FF"_s, fullwidthA)) << "below the surrogates nothing moves";
+    EXPECT_TRUE(CodePointOrder::less(QString::fromUcs4(U"\U00010000"), saxophone));
 }
 
 TEST(SmartPlaylistJson, RejectsAMissingSetOrAFractionalDecade)

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "VelmoCommands.h"
+#include "support/TestEnvironment.h"
+
+#include <QString>
+#include <QStringList>
+#include <QTextStream>
+
+#include <gtest/gtest.h>
+
+struct VelmoResult {
+    int status;
+    QString out;
+    QString err;
+};
+
+// Runs velmo in this process, with its own stores and settings for each test.
+class VelmoTest : public ::testing::Test {
+protected:
+    void SetUp() override { TestEnvironment::clearSettings(); }
+    void TearDown() override { TestEnvironment::clearSettings(); }
+
+    VelmoResult velmo(const QStringList& arguments)
+    {
+        QString out;
+        QString err;
+        QTextStream outStream(&out);
+        QTextStream errStream(&err);
+        const int status = velmoCommands().run(arguments, outStream, errStream);
+        return {status, out, err};
+    }
+
+    QString root() const { return stores.folder() + QStringLiteral("/Music"); }
+
+    TemporaryStores stores;
+};
