@@ -2,7 +2,7 @@
 
 #include "CommandLine.h"
 #include "library/CodePointOrder.h"
-#include "library/DurationText.h"
+#include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "playlists/PlaylistExporter.h"
@@ -183,7 +183,7 @@ QCoro::Task<int> show(Invocation& invocation)
         const Track& track = tracks.at(i);
         const QString label = track.artist.isEmpty() ? track.title : track.artist + u" - "_s + track.title;
         out << QString::number(i + 1).rightJustified(digits + 2) << u". "_s << label << u"  "_s
-            << formatDuration(track.duration) << u'\n';
+            << DisplayText::formatDuration(track.duration) << u'\n';
     }
     if (const auto* playlist = std::get_if<Playlist>(&*found)) {
         const qsizetype dangling = playlist->trackIDs.size() - tracks.size();

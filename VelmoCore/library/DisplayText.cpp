@@ -4,13 +4,16 @@
 
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 
 namespace DisplayText {
 
 QString formatDuration(double seconds)
 {
-    const qint64 whole = std::isfinite(seconds) && seconds > 0 ? static_cast<qint64>(seconds) : 0;
+    // Beyond this no list of tracks lasts; it also keeps the conversion below defined.
+    constexpr double limit = 1e15;
+    const qint64 whole = std::isfinite(seconds) && seconds > 0 ? qint64(std::min(seconds, limit)) : 0;
     if (whole < 3600)
         return QString::asprintf("%lld:%02lld", whole / 60, whole % 60);
     return QString::asprintf("%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);

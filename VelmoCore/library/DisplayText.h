@@ -11,7 +11,8 @@ struct Track;
 // and the command line.
 namespace DisplayText {
 
-// Whole seconds: "3:07", and from an hour "1:02:03".
+// Whole seconds, truncated: "3:07", and from an hour "1:02:03". Nothing sensible is
+// negative or not finite; such a value reads as "0:00".
 QString formatDuration(double seconds);
 
 // The raw name in capitals: "FLAC".

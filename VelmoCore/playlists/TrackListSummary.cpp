@@ -1,6 +1,6 @@
 #include "TrackListSummary.h"
 
-#include "library/DurationText.h"
+#include "library/DisplayText.h"
 
 #include <cmath>
 
@@ -24,5 +24,5 @@ QString TrackListSummary::countText(qsizetype count)
 
 QString TrackListSummary::text() const
 {
-    return countText(count) + u" · "_s + formatDuration(totalDuration);
+    return countText(count) + u" · "_s + DisplayText::formatDuration(totalDuration);
 }
