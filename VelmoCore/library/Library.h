@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ArtworkCache.h"
+#include "ReconcileReport.h"
 #include "Track.h"
 #include "TrackSignature.h"
 #include "playlists/Playlist.h"
@@ -63,6 +64,16 @@ public:
     // Moves every file to its canonical place, one at a time off the main thread. A file
     // that cannot move (its place is taken, it is gone) stays where it is, silently.
     QCoro::Task<> organizeLibrary();
+
+    // Scan and reconcile (library/LibraryScan.cpp).
+
+    // A fresh Track for each readable audio file below the folder, in the order of the walk;
+    // an empty list for a folder that does not exist. Blocking.
+    static QList<Track> scanFolder(const QUrl& folder);
+    // Scans the library folder and merges what it finds into the catalogue, keeping every
+    // entry's identity through moves and renames. Missing files leave the catalogue only
+    // with `applyRemovals`, and only when no playlist uses them.
+    QCoro::Task<ReconcileReport> reconcile(bool applyRemovals);
 
     // Writes every unsaved store now. Also runs when the application quits.
     void flush();

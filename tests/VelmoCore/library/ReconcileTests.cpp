@@ -1,0 +1,210 @@
+#include "library/BlockingWait.h"
+#include "library/Library.h"
+#include "library/Reconciler.h"
+#include "library/TagWriter.h"
+#include "support/AudioFixtures.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Track at(Track track, const QString& path)
+{
+    track.url = QUrl::fromLocalFile(path);
+    return track;
+}
+
+// A scanned record of the same file: fresh id and date, as a scan makes them.
+Track rescanned(const Track& track, const QString& path)
+{
+    Track fresh = at(track, path);
+    fresh.id = QUuid::createUuid();
+    fresh.dateAdded = Date::now();
+    fresh.customTags.clear();
+    return fresh;
+}
+
+QList<QUuid> ids(const QList<Track>& tracks)
+{
+    QList<QUuid> result;
+    for (const Track& t : tracks)
+        result.append(t.id);
+    return result;
+}
+
+} // namespace
+
+TEST(Reconciler, ARenamedFileKeepsItsIdentityAndIsMoved)
+{
+    Track kept = at(makeTrack(u"Song"_s), u"/m/a.flac"_s);
+    kept.externalID = u"ext-1"_s;
+    kept.customTags = {{u"MOOD"_s, u"calm"_s}};
+    const auto result = Reconciler::merge({kept}, {rescanned(kept, u"/m/renamed.flac"_s)}, {}, false);
+    ASSERT_EQ(result.tracks.size(), 1);
+    const Track& merged = result.tracks.constFirst();
+    EXPECT_EQ(merged.id, kept.id);
+    EXPECT_EQ(merged.dateAdded, kept.dateAdded);
+    EXPECT_EQ(merged.customTags, kept.customTags);
+    EXPECT_EQ(merged.path(), u"/m/renamed.flac"_s);
+    EXPECT_EQ(ids(result.report.moved), QList<QUuid>{kept.id});
+    EXPECT_TRUE(result.report.added.isEmpty());
+}
+
+TEST(Reconciler, ACopiedFileBecomesANewEntryForTheSecondCopy)
+{
+    Track kept = at(makeTrack(u"Song"_s), u"/m/a.flac"_s);
+    kept.externalID = u"ext-1"_s;
+    const Track first = rescanned(kept, u"/m/a.flac"_s);
+    const Track second = rescanned(kept, u"/m/copy.flac"_s);
+    const auto result = Reconciler::merge({kept}, {first, second}, {}, false);
+    ASSERT_EQ(result.tracks.size(), 2);
+    EXPECT_EQ(result.tracks.at(0).id, kept.id);
+    EXPECT_EQ(ids(result.report.added), QList<QUuid>{second.id}) << "the text match cannot take a claimed entry";
+    EXPECT_TRUE(result.report.moved.isEmpty());
+}
+
+TEST(Reconciler, RetaggedFilesAreUpdatedButABitrateChangeIsInNoList)
+{
+    const Track kept = at(makeTrack(u"Song"_s), u"/m/a.flac"_s);
+    Track retagged = rescanned(kept, u"/m/a.flac"_s);
+    retagged.genre = u"Jazz"_s;
+    Track reencoded = rescanned(kept, u"/m/a.flac"_s);
+    reencoded.bitrate = 999;
+    reencoded.duration += 0.4;
+
+    const auto edited = Reconciler::merge({kept}, {retagged}, {}, false);
+    EXPECT_EQ(ids(edited.report.updated), QList<QUuid>{kept.id});
+    EXPECT_EQ(edited.tracks.constFirst().genre, u"Jazz"_s);
+
+    const auto quiet = Reconciler::merge({kept}, {reencoded}, {}, false);
+    EXPECT_FALSE(quiet.report.hasChanges());
+    EXPECT_EQ(quiet.tracks.constFirst().bitrate, 999) << "the record still takes the new value";
+}
+
+TEST(Reconciler, UntaggedFilesMatchBySignatureInOrder)
+{
+    const Track one = at(makeTrack(u"Intro"_s, u"Band"_s, u"Live"_s, 61), u"/m/old/1.mp3"_s);
+    const Track two = at(makeTrack(u"Intro"_s, u"Band"_s, u"Live"_s, 61), u"/m/old/2.mp3"_s);
+    const Track zero = at(makeTrack(u"Outro"_s, u"Band"_s, u"Live"_s, 0), u"/m/old/3.mp3"_s);
+    const Track movedOne = rescanned(one, u"/m/new/a.mp3"_s);
+    const Track movedTwo = rescanned(two, u"/m/new/b.mp3"_s);
+    Track movedZero = rescanned(zero, u"/m/new/c.mp3"_s);
+    movedZero.duration = 245;
+    const auto result = Reconciler::merge({one, two, zero}, {movedOne, movedTwo, movedZero}, {}, false);
+    EXPECT_EQ(ids(result.report.moved), (QList<QUuid>{one.id, two.id, zero.id}));
+    EXPECT_EQ(result.tracks.at(0).path(), u"/m/new/a.mp3"_s);
+    EXPECT_EQ(result.tracks.at(1).path(), u"/m/new/b.mp3"_s);
+    EXPECT_EQ(result.tracks.at(2).duration, 245) << "a duration of 0 matches on text alone";
+}
+
+TEST(Reconciler, MissingFilesLeaveOnlyWhenAskedAndNotWhileAPlaylistUsesThem)
+{
+    const Track unreferenced = at(makeTrack(u"Gone"_s), u"/m/gone.flac"_s);
+    const Track referenced = at(makeTrack(u"Used"_s), u"/m/used.flac"_s);
+    const Track present = at(makeTrack(u"Here"_s), u"/m/here.flac"_s);
+    const QList<Track> existing{unreferenced, referenced, present};
+    const QList<Track> scan{rescanned(present, u"/m/here.flac"_s)};
+    const QSet<QUuid> playlists{referenced.id};
+
+    const auto reported = Reconciler::merge(existing, scan, playlists, false);
+    EXPECT_EQ(ids(reported.tracks), (QList<QUuid>{present.id, unreferenced.id, referenced.id}))
+        << "the missing entries follow the found ones";
+    EXPECT_EQ(ids(reported.report.removedCandidates), (QList<QUuid>{unreferenced.id, referenced.id}));
+    EXPECT_EQ(ids(reported.report.removedReferenced), QList<QUuid>{referenced.id});
+    EXPECT_FALSE(reported.report.removalsApplied);
+
+    const auto applied = Reconciler::merge(existing, scan, playlists, true);
+    EXPECT_EQ(ids(applied.tracks), (QList<QUuid>{present.id, referenced.id}));
+    EXPECT_EQ(applied.report.removedCandidates.size(), 2);
+    EXPECT_TRUE(applied.report.removalsApplied);
+}
+
+TEST(Reconciler, AnEmptyScanReportsEveryEntryMissing)
+{
+    const QList<Track> existing{makeTrack(u"a"_s), makeTrack(u"b"_s)};
+    const auto result = Reconciler::merge(existing, {}, {}, false);
+    EXPECT_EQ(result.report.removedCandidates.size(), 2);
+    EXPECT_TRUE(result.report.added.isEmpty());
+    EXPECT_TRUE(result.report.hasChanges());
+}
+
+namespace {
+
+class ScanTest : public ::testing::Test {
+protected:
+    TemporaryStores stores;
+    QString root = stores.folder() + u"/Music"_s;
+
+    QString copy(const QString& relativePath, const QString& sample = u"taglib/sinewave.flac"_s)
+    {
+        return AudioFixtures::copySample(sample, root + u'/' + relativePath);
+    }
+};
+
+} // namespace
+
+TEST_F(ScanTest, ReadsAudioFilesAndPassesOverTheRest)
+{
+    copy(u"B/b.flac"_s);
+    copy(u"A/a.flac"_s);
+    copy(u".hidden/h.flac"_s);
+    copy(u"A/.h.flac"_s);
+    copy(u"A/c.aiff"_s);
+    writeFile(root + u"/A/broken.mp3"_s, "not audio at all");
+    AudioFixtures::writeSilentWav(root + u"/A/quiet.WAV"_s, 1);
+
+    const QList<Track> tracks = Library::scanFolder(QUrl::fromLocalFile(root));
+    QStringList names;
+    for (const Track& t : tracks)
+        names.append(t.path().mid(root.size() + 1));
+    EXPECT_EQ(names, (QStringList{u"A/a.flac"_s, u"A/quiet.WAV"_s, u"B/b.flac"_s}));
+    EXPECT_EQ(tracks.at(1).title, u"quiet"_s) << "a file without a title is named after itself";
+    EXPECT_EQ(tracks.at(1).format, AudioFormat::wav);
+    EXPECT_TRUE(Library::scanFolder(QUrl::fromLocalFile(root + u"/absent"_s)).isEmpty());
+}
+
+TEST_F(ScanTest, OnePictureIsHeldOnceForTheWholeAlbum)
+{
+    for (int n = 0; n < 70; ++n)
+        copy(u"Album/%1.flac"_s.arg(n, 2, 10, QChar(u'0')), u"taglib/silence-44-s.flac"_s);
+    const QList<Track> tracks = Library::scanFolder(QUrl::fromLocalFile(root));
+    ASSERT_EQ(tracks.size(), 70);
+    for (const Track& t : tracks) {
+        ASSERT_TRUE(t.artworkData.has_value());
+        EXPECT_EQ(t.artworkData->constData(), tracks.constFirst().artworkData->constData());
+    }
+}
+
+TEST_F(ScanTest, ReconcileKeepsIdentityThroughARenameOutsideTheProgram)
+{
+    Library library(QUrl::fromLocalFile(root));
+    const QString path = copy(u"Artist/Album/01 Song.flac"_s);
+    Track track = Library::scanFolder(QUrl::fromLocalFile(root)).constFirst();
+    track.externalID = track.id.toString(QUuid::WithoutBraces).toUpper();
+    track.customTags = {{u"MOOD"_s, u"calm"_s}};
+    TagWriter::write(track);
+    library.add(track);
+    library.add(makeTrack(u"Missing"_s));
+
+    QFile::rename(path, root + u"/Artist/Album/renamed.flac"_s);
+    const ReconcileReport report = BlockingWait::wait(library.reconcile(false));
+    EXPECT_EQ(report.moved.size(), 1);
+    EXPECT_EQ(report.removedCandidates.size(), 1);
+    ASSERT_EQ(library.tracks().size(), 2);
+    const Track& found = library.tracks().constFirst();
+    EXPECT_EQ(found.id, track.id);
+    EXPECT_EQ(found.customTags, track.customTags);
+    EXPECT_EQ(found.path(), root + u"/Artist/Album/renamed.flac"_s);
+
+    const ReconcileReport applied = BlockingWait::wait(library.reconcile(true));
+    EXPECT_TRUE(applied.removalsApplied);
+    EXPECT_EQ(library.tracks().size(), 1);
+    EXPECT_FALSE(BlockingWait::wait(library.reconcile(false)).hasChanges());
+}
