@@ -1,0 +1,195 @@
+#include "library/BlockingWait.h"
+#include "library/JsonCoding.h"
+#include "library/Library.h"
+#include "library/Settings.h"
+#include "library/TagReader.h"
+#include "music/ImportController.h"
+#include "music/ImportReviewSheet.h"
+#include "support/AudioFixtures.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QStandardItemModel>
+#include <QTreeView>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+TEST(ImportClassification, TheFirstTrackWithTheSameTextDecides)
+{
+    const Track scanned = makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 200);
+    EXPECT_EQ(ImportController::classify(scanned, {}), ImportStatus::new_);
+    EXPECT_EQ(ImportController::classify(scanned, {makeTrack(u" song"_s, u"BAND"_s, u"Record"_s, 201.5)}),
+              ImportStatus::alreadyInLibrary);
+    EXPECT_EQ(ImportController::classify(scanned, {makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 203)}),
+              ImportStatus::possibleDuplicate);
+    EXPECT_EQ(ImportController::classify(scanned, {makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 197),
+                                                   makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 200)}),
+              ImportStatus::possibleDuplicate)
+        << "only the first match counts";
+}
+
+TEST(ImportGrouping, ByAlbumArtistAndAlbumInTextOrderThenDiscAndTrack)
+{
+    Track b2 = makeTrack(u"b2"_s, u"Performer"_s, u"B"_s);
+    b2.albumArtist = u"Alpha"_s;
+    b2.discNumber = 2;
+    b2.trackNumber = 1;
+    Track b1 = b2;
+    b1.discNumber = std::nullopt;
+    b1.trackNumber = 9;
+    Track unknown = makeTrack(u"u"_s, u"Zed"_s, QString());
+    unknown.albumArtist = u"Alpha"_s;
+    Track other = makeTrack(u"o"_s, u"Beta"_s, u"A"_s);
+    other.albumArtist.clear();
+    const QList<ImportCandidate> candidates{{b2}, {unknown}, {other}, {b1}};
+    const auto groups = ImportController::group(candidates);
+    ASSERT_EQ(groups.size(), 3);
+    EXPECT_EQ(groups.at(0).key, u"Alpha — B"_s);
+    EXPECT_EQ(groups.at(0).candidates, (QList<qsizetype>{3, 0}));
+    EXPECT_EQ(groups.at(1).key, u"Alpha — Unknown Album"_s);
+    EXPECT_EQ(groups.at(2).key, u"Beta — A"_s);
+}
+
+namespace {
+
+class ImportTest : public ::testing::Test {
+protected:
+    void SetUp() override { TestEnvironment::clearSettings(); }
+    void TearDown() override { TestEnvironment::clearSettings(); }
+
+    TemporaryStores stores;
+    QString root = stores.folder() + u"/Library"_s;
+    QString source = stores.folder() + u"/Incoming"_s;
+    Library library{QUrl::fromLocalFile(root)};
+
+    QString sample(const QString& name)
+    {
+        return AudioFixtures::copySample(u"taglib/sinewave.flac"_s, source + u'/' + name);
+    }
+
+    std::unique_ptr<ImportController> scanned()
+    {
+        auto controller = std::make_unique<ImportController>();
+        BlockingWait::wait(controller->scan(library, QUrl::fromLocalFile(source)));
+        return controller;
+    }
+};
+
+} // namespace
+
+TEST_F(ImportTest, AnImportedFileIsPlacedStampedAndAdded)
+{
+    sample(u"My Song.flac"_s);
+    ImportController controller;
+    EXPECT_FALSE(controller.copyFiles()) << "moving is the default";
+    BlockingWait::wait(controller.scan(library, QUrl::fromLocalFile(source)));
+    ASSERT_EQ(controller.candidates().size(), 1);
+    EXPECT_TRUE(controller.candidates().constFirst().isSelected);
+
+    BlockingWait::wait(controller.importSelected());
+    EXPECT_TRUE(controller.importComplete());
+    EXPECT_FALSE(controller.isPresented());
+    EXPECT_EQ(controller.importedCount(), 1);
+    ASSERT_EQ(library.tracks().size(), 1);
+    const Track& added = library.tracks().constFirst();
+    EXPECT_EQ(added.path(), root + u"/Unknown Artist/Unknown Album/My Song.flac"_s);
+    EXPECT_FALSE(QFileInfo::exists(source + u"/My Song.flac"_s)) << "moved, not copied";
+    EXPECT_EQ(added.externalID, Json::uuidString(added.id));
+    EXPECT_EQ(TagReader::read(added.url)->externalID, Json::uuidString(added.id));
+}
+
+TEST_F(ImportTest, CopyingLeavesTheSourceAndWavFilesAreNeverWritten)
+{
+    Settings::setValue(Settings::copyImportedFiles, true);
+    AudioFixtures::writeSilentWav(source + u"/take.wav"_s, 1);
+    const QByteArray before = readFile(source + u"/take.wav"_s);
+    const auto controller = scanned();
+    EXPECT_TRUE(controller->copyFiles());
+    BlockingWait::wait(controller->importSelected());
+    ASSERT_EQ(library.tracks().size(), 1);
+    EXPECT_TRUE(QFileInfo::exists(source + u"/take.wav"_s));
+    EXPECT_EQ(readFile(library.tracks().constFirst().path()), before);
+    EXPECT_EQ(library.tracks().constFirst().externalID, std::nullopt);
+}
+
+TEST_F(ImportTest, TheLibrarysOwnFilesAreAlreadyThereAndSelectAllLeavesThemAlone)
+{
+    sample(u"a.flac"_s);
+    BlockingWait::wait(scanned()->importSelected());
+    sample(u"again/a.flac"_s);
+
+    ImportController controller;
+    BlockingWait::wait(controller.scan(library, QUrl::fromLocalFile(stores.folder())));
+    ASSERT_EQ(controller.candidates().size(), 2);
+    for (const ImportCandidate& candidate : controller.candidates())
+        EXPECT_EQ(candidate.status, ImportStatus::alreadyInLibrary) << "the same title, from the same file name";
+    EXPECT_EQ(controller.selectedCount(), 0);
+    controller.selectAll(true);
+    EXPECT_EQ(controller.selectedCount(), 0) << "only a hand ticks a file already in the library";
+    controller.setSelected(0, true);
+    EXPECT_EQ(controller.selectedCount(), 1);
+}
+
+TEST_F(ImportTest, ATakenPlaceCountsAsImportedAndNamesTheFileThere)
+{
+    sample(u"a.flac"_s);
+    BlockingWait::wait(scanned()->importSelected());
+    sample(u"a.flac"_s);
+    const auto second = scanned();
+    second->setSelected(0, true);
+    BlockingWait::wait(second->importSelected());
+    ASSERT_EQ(library.tracks().size(), 2);
+    EXPECT_EQ(library.tracks().at(0).url, library.tracks().at(1).url);
+    EXPECT_NE(library.tracks().at(0).id, library.tracks().at(1).id);
+    EXPECT_TRUE(QFileInfo::exists(source + u"/a.flac"_s)) << "the source stays where it is";
+}
+
+TEST_F(ImportTest, NothingImportedSaysWhyAndKeepsTheSheet)
+{
+    sample(u"a.flac"_s);
+    const auto controller = scanned();
+    writeFile(root, "a file where the library folder should be");
+    BlockingWait::wait(controller->importSelected());
+    EXPECT_TRUE(controller->isPresented());
+    ASSERT_TRUE(controller->importError().has_value());
+    EXPECT_EQ(*controller->importError(),
+              u"No tracks could be imported. The files may already exist at the destination, or the app may lack "
+              u"permission to write to "_s + root + u"."_s);
+    EXPECT_TRUE(library.tracks().isEmpty());
+}
+
+TEST_F(ImportTest, TheSheetCountsTicksAndNamesItsButton)
+{
+    sample(u"a.flac"_s);
+    sample(u"b.flac"_s);
+    AudioFixtures::copySample(u"taglib/sinewave.flac"_s, root + u"/a.flac"_s);
+    library.add(Library::scanFolder(QUrl::fromLocalFile(root)).constFirst());
+    writeFile(source + u"/notes.txt"_s, "not music");
+
+    ImportController controller;
+    ImportReviewSheet sheet(controller);
+    BlockingWait::wait(controller.scan(library, QUrl::fromLocalFile(source)));
+    ASSERT_EQ(controller.candidates().size(), 2);
+    EXPECT_EQ(sheet.importButtonText(), u"Import 1 track"_s) << "only the new one starts ticked";
+    controller.setSelected(0, true);
+    EXPECT_EQ(sheet.importButtonText(), u"Import 2 tracks"_s);
+    controller.selectAll(false);
+    EXPECT_EQ(sheet.importButtonText(), u"Import 1 track"_s) << "deselect all leaves a hand-ticked duplicate";
+    controller.setSelected(0, false);
+    EXPECT_EQ(sheet.importButtonText(), u"Import"_s);
+    controller.setSelected(0, true);
+    controller.setSelected(1, true);
+
+    auto* model = qobject_cast<QStandardItemModel*>(sheet.candidateView()->model());
+    ASSERT_EQ(model->rowCount(), 1);
+    EXPECT_EQ(model->item(0)->text(), u" — Unknown Album"_s) << "an empty artist stays empty in the key";
+    EXPECT_EQ(model->item(0)->child(0, 1)->text(), u"Already in library"_s);
+    model->item(0)->child(0)->setCheckState(Qt::Unchecked);
+    EXPECT_EQ(controller.selectedCount(), 1) << "a tick in the list reaches the controller";
+}
