@@ -1,0 +1,54 @@
+#pragma once
+
+#include "library/ReconcileReport.h"
+#include "widgets/Confirmation.h"
+
+#include <QCoro/QCoroTask>
+#include <QWidget>
+
+#include <optional>
+
+class Library;
+class QLabel;
+class QPushButton;
+class QVBoxLayout;
+
+// The Maintenance screen: scan and reconcile, organise files, prune playlists, with the
+// report of the last scan and the confirmation before missing tracks are removed.
+class LibraryMaintenanceView : public QWidget {
+    Q_OBJECT
+
+public:
+    LibraryMaintenanceView(Library& library, Confirmation confirm = confirmWithDialog, QWidget* parent = nullptr);
+
+    QCoro::Task<> scanAndReconcile();
+    QCoro::Task<> organizeFiles();
+    void prunePlaylistGaps();
+    QCoro::Task<> removeMissingTracks();
+
+    const std::optional<ReconcileReport>& report() const { return m_report; }
+    bool isRunning() const { return m_isRunning; }
+    QString status() const;
+    // The lines of the report as shown.
+    QStringList reportLines() const;
+
+private:
+    QPushButton* addAction(const QString& title, const QString& description, const QString& button);
+    void setRunning(bool running);
+    void setStatus(const QString& status);
+    void showReport();
+
+    Library& m_library;
+    Confirmation m_confirm;
+    std::optional<ReconcileReport> m_report;
+    bool m_isRunning = false;
+
+    QVBoxLayout* m_sections;
+    QPushButton* m_scan;
+    QPushButton* m_organize;
+    QPushButton* m_prune;
+    QPushButton* m_remove;
+    QWidget* m_reportBox;
+    QVBoxLayout* m_reportLines;
+    QLabel* m_status;
+};
