@@ -2,11 +2,15 @@
 
 #include "SidebarView.h"
 #include "library/Library.h"
+#include "maintenance/LibraryMaintenanceView.h"
+#include "music/AlbumDetailView.h"
+#include "music/MusicView.h"
+#include "music/TrackDetailView.h"
 #include "widgets/PlaceholderView.h"
 
+#include <QHBoxLayout>
 #include <QSplitter>
 #include <QStackedWidget>
-#include <QHBoxLayout>
 
 using namespace Qt::StringLiterals;
 
@@ -16,7 +20,12 @@ ContentView::ContentView(Library& library, QWidget* parent)
     , m_sidebar(new SidebarView(this))
     , m_content(new QStackedWidget(this))
     , m_detail(new QStackedWidget(this))
+    , m_music(new MusicView(library))
+    , m_maintenance(new LibraryMaintenanceView(library))
 {
+    m_content->addWidget(m_music);
+    m_content->addWidget(m_maintenance);
+
     auto* splitter = new QSplitter(Qt::Horizontal, this);
     splitter->addWidget(m_sidebar);
     splitter->addWidget(m_content);
@@ -24,7 +33,7 @@ ContentView::ContentView(Library& library, QWidget* parent)
     splitter->setStretchFactor(0, 0);
     splitter->setStretchFactor(1, 3);
     splitter->setStretchFactor(2, 2);
-    splitter->setSizes({200, 620, 380});
+    splitter->setSizes({190, 640, 370});
     splitter->setChildrenCollapsible(false);
 
     auto* layout = new QHBoxLayout(this);
@@ -32,46 +41,108 @@ ContentView::ContentView(Library& library, QWidget* parent)
     layout->addWidget(splitter);
 
     connect(m_sidebar, &SidebarView::selectionChanged, this, &ContentView::setSidebarSelection);
+    connect(m_music, &MusicView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
+    connect(m_music, &MusicView::selectedAlbumChanged, this, &ContentView::setSelectedAlbum);
     setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
 }
 
 void ContentView::setSidebarSelection(const std::optional<SidebarItem>& item)
 {
-    if (m_sidebarSelection == item && m_content->count() > 0)
-        return;
+    const bool changed = m_sidebarSelection != item;
     m_sidebarSelection = item;
     m_sidebar->setSelection(item);
-    updateColumns();
+    if (changed || m_content->currentWidget() == nullptr) {
+        m_selectedTrack.reset();
+        m_selectedAlbum.reset();
+    }
+    showContent();
+    showDetail();
 }
 
-void ContentView::updateColumns()
+void ContentView::setSelectedTrack(const std::optional<Track>& track)
 {
-    showContent(new PlaceholderView(u"Select an item"_s));
-    showDetail(new PlaceholderView(u"Select an item"_s));
+    m_selectedTrack = track;
+    showDetail();
 }
 
-namespace {
-
-void replaceColumn(QStackedWidget* column, QWidget* widget)
+void ContentView::setSelectedAlbum(const std::optional<AlbumGroup>& album)
 {
-    while (column->count() > 0) {
-        QWidget* old = column->widget(0);
-        column->removeWidget(old);
+    m_selectedAlbum = album;
+    showDetail();
+}
+
+QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
+{
+    if (!item)
+        return new PlaceholderView(u"Select an item"_s);
+    switch (item->kind) {
+    case SidebarItem::Kind::music: return m_music;
+    case SidebarItem::Kind::library: return m_maintenance;
+    case SidebarItem::Kind::playlists:
+        return new PlaceholderView(u"view-media-playlist"_s, u"Playlists"_s,
+                                   u"Playlists can't be shown in this version of Sonorelle yet. You can list and export "
+                                   u"them with “velmo playlist”."_s);
+    case SidebarItem::Kind::podcasts:
+        return new PlaceholderView(u"audio-input-microphone"_s, u"Podcasts"_s,
+                                   u"Podcast subscriptions aren't available in this version of Sonorelle yet."_s);
+    case SidebarItem::Kind::devices:
+        return new PlaceholderView(u"drive-removable-media"_s, u"Devices"_s,
+                                   u"Syncing to devices isn't available in this version of Sonorelle yet."_s);
+    case SidebarItem::Kind::cdRip:
+        return new PlaceholderView(u"media-optical-audio"_s, u"CD Rip"_s,
+                                   u"Ripping discs isn't available in this version of Sonorelle yet."_s);
+    }
+    Q_UNREACHABLE();
+}
+
+void ContentView::showContent()
+{
+    QWidget* screen = screenFor(m_sidebarSelection);
+    if (m_placeholder && m_placeholder != screen) {
+        m_content->removeWidget(m_placeholder);
+        m_placeholder->deleteLater();
+        m_placeholder = nullptr;
+    }
+    if (screen != m_music && screen != m_maintenance) {
+        m_placeholder = screen;
+        m_content->addWidget(screen);
+    }
+    m_content->setCurrentWidget(screen);
+}
+
+void ContentView::showDetail()
+{
+    using Kind = SidebarItem::Kind;
+    const std::optional<Kind> kind = m_sidebarSelection ? std::optional(m_sidebarSelection->kind) : std::nullopt;
+    QWidget* detail = nullptr;
+    if (kind == Kind::devices) {
+        detail = new PlaceholderView(u"drive-removable-media"_s, u"No Device Selected"_s,
+                                     u"Choose a device from the list."_s);
+    } else if (kind == Kind::podcasts) {
+        detail = new PlaceholderView(u"audio-input-microphone"_s, u"No Episode Selected"_s,
+                                     u"Choose an episode from the list."_s);
+    } else if (m_selectedTrack) {
+        auto* trackDetail = new TrackDetailView(m_library, *m_selectedTrack);
+        connect(trackDetail, &TrackDetailView::saved, this, [this](const Track& saved) { m_selectedTrack = saved; });
+        detail = trackDetail;
+    } else if (kind == Kind::music && m_selectedAlbum) {
+        auto* albumDetail = new AlbumDetailView(m_library, *m_selectedAlbum);
+        connect(albumDetail, &AlbumDetailView::trackActivated, this,
+                [this](const Track& track) { setSelectedTrack(track); });
+        detail = albumDetail;
+    } else if (kind == Kind::music) {
+        detail = new PlaceholderView(u"Select a track or album"_s);
+    } else if (kind == Kind::library) {
+        detail = new QWidget;
+    } else {
+        detail = new PlaceholderView(u"Select a track"_s);
+    }
+    while (m_detail->count() > 0) {
+        QWidget* old = m_detail->widget(0);
+        m_detail->removeWidget(old);
         old->deleteLater();
     }
-    column->addWidget(widget);
-}
-
-} // namespace
-
-void ContentView::showContent(QWidget* widget)
-{
-    replaceColumn(m_content, widget);
-}
-
-void ContentView::showDetail(QWidget* widget)
-{
-    replaceColumn(m_detail, widget);
+    m_detail->addWidget(detail);
 }
 
 QWidget* ContentView::contentColumn() const

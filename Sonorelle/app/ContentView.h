@@ -1,18 +1,21 @@
 #pragma once
 
 #include "SidebarItem.h"
+#include "library/Track.h"
+#include "music/AlbumGroup.h"
 
 #include <QWidget>
 
 #include <optional>
 
 class Library;
-class QSplitter;
+class LibraryMaintenanceView;
+class MusicView;
 class QStackedWidget;
 class SidebarView;
 
-// The main window's three columns: sidebar, content and detail. It owns the selections
-// that connect the columns and decides what each column shows.
+// The main window's three columns: sidebar, content and detail. It owns the selections that
+// connect the columns and decides what each column shows.
 class ContentView : public QWidget {
     Q_OBJECT
 
@@ -21,8 +24,13 @@ public:
 
     const std::optional<SidebarItem>& sidebarSelection() const { return m_sidebarSelection; }
     void setSidebarSelection(const std::optional<SidebarItem>& item);
+    const std::optional<Track>& selectedTrack() const { return m_selectedTrack; }
+    void setSelectedTrack(const std::optional<Track>& track);
+    const std::optional<AlbumGroup>& selectedAlbum() const { return m_selectedAlbum; }
+    void setSelectedAlbum(const std::optional<AlbumGroup>& album);
 
     SidebarView* sidebar() const { return m_sidebar; }
+    MusicView* musicView() const { return m_music; }
     // What the content and detail columns show now.
     QWidget* contentColumn() const;
     QWidget* detailColumn() const;
@@ -35,14 +43,19 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
-    void showContent(QWidget* widget);
-    void showDetail(QWidget* widget);
-    void updateColumns();
+    QWidget* screenFor(const std::optional<SidebarItem>& item);
+    void showContent();
+    void showDetail();
 
     Library& m_library;
     std::optional<SidebarItem> m_sidebarSelection;
+    std::optional<Track> m_selectedTrack;
+    std::optional<AlbumGroup> m_selectedAlbum;
     SidebarView* m_sidebar;
     QStackedWidget* m_content;
     QStackedWidget* m_detail;
+    MusicView* m_music;
+    LibraryMaintenanceView* m_maintenance;
+    QWidget* m_placeholder = nullptr;
     bool m_hasAppeared = false;
 };
