@@ -153,7 +153,13 @@ QCoro::Task<int> CommandLine::execute(const Command& command, const QStringList&
         library = std::make_unique<Library>(*root);
     }
     Invocation invocation(parser, out, err, library.get());
-    const int status = co_await command.run(invocation);
+    int status = exitFailure;
+    // An exception must not leave this task: QCoro::waitFor would then never return.
+    try {
+        status = co_await command.run(invocation);
+    } catch (const std::exception& error) {
+        err << m_program << u": "_s << QString::fromUtf8(error.what()) << Qt::endl;
+    }
     out.flush();
     err.flush();
     co_return status;

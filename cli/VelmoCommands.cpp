@@ -1,6 +1,7 @@
 #include "VelmoCommands.h"
 
 #include "LibraryCommands.h"
+#include "PodcastCommands.h"
 
 using namespace Qt::StringLiterals;
 
@@ -8,5 +9,6 @@ CommandLine velmoCommands()
 {
     CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s);
     addLibraryCommands(commandLine);
+    addPodcastCommands(commandLine);
     return commandLine;
 }

@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 EpisodeDownloader::DownloadError::DownloadError(Kind kind, const QString& detail, const QString& path)
     : std::runtime_error(detail.toStdString())
     , m_kind(kind)
-    , m_detail(detail)
+    , m_detail(PodcastHttp::clause(detail))
     , m_path(path)
 {
 }

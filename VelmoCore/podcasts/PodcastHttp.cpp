@@ -47,6 +47,14 @@ std::optional<QString> transportFailure(const QNetworkReply& reply)
     return reply.errorString();
 }
 
+QString clause(const QString& cause)
+{
+    QString text = cause.trimmed();
+    while (text.endsWith(u'.'))
+        text.chop(1);
+    return text;
+}
+
 QCoro::Task<Body> get(QUrl url, QString userAgent, qint64 maximumBytes)
 {
     Body body;

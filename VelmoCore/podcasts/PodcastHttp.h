@@ -26,6 +26,9 @@ QNetworkRequest request(const QUrl& url, const QString& userAgent = {});
 // off midway. An HTTP error status is not a failure here: the page is handed on as the body.
 std::optional<QString> transportFailure(const QNetworkReply& reply);
 
+// A cause as a clause of a sentence of ours: Qt's texts end with a full stop of their own.
+QString clause(const QString& cause);
+
 struct Body {
     QByteArray data;
     std::optional<QString> failure; // transportFailure, or the refusal of a non-web address

@@ -82,7 +82,7 @@ QUrl searchAddress(const QUrl& base, const QString& term)
 SearchError::SearchError(Kind kind, const QString& detail)
     : std::runtime_error(detail.toStdString())
     , m_kind(kind)
-    , m_detail(detail)
+    , m_detail(PodcastHttp::clause(detail))
 {
 }
 

@@ -19,7 +19,7 @@ namespace RSSParser {
 ParseError::ParseError(Kind kind, const QString& detail)
     : std::runtime_error(detail.toStdString())
     , m_kind(kind)
-    , m_detail(detail)
+    , m_detail(PodcastHttp::clause(detail))
 {
 }
 
