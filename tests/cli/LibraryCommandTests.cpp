@@ -1,4 +1,4 @@
-#include "VelmoCommands.h"
+#include "VelmoRun.h"
 #include "library/LibraryLock.h"
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
@@ -17,26 +17,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Result {
-    int status;
-    QString out;
-    QString err;
-};
+using Result = VelmoResult;
 
 class VelmoTest : public ::testing::Test {
 protected:
     void SetUp() override { TestEnvironment::clearSettings(); }
     void TearDown() override { TestEnvironment::clearSettings(); }
 
-    Result velmo(const QStringList& arguments)
-    {
-        QString out;
-        QString err;
-        QTextStream outStream(&out);
-        QTextStream errStream(&err);
-        const int status = velmoCommands().run(arguments, outStream, errStream);
-        return {status, out, err};
-    }
+    Result velmo(const QStringList& arguments) { return runVelmo(arguments); }
 
     QString root() const { return stores.folder() + u"/Music"_s; }
 

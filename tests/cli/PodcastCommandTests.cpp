@@ -1,4 +1,4 @@
-#include "VelmoCommands.h"
+#include "VelmoRun.h"
 #include "library/JsonCoding.h"
 #include "library/Settings.h"
 #include "podcasts/Episode.h"
@@ -21,11 +21,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-struct Result {
-    int status;
-    QString out;
-    QString err;
-};
+using Result = VelmoResult;
 
 class VelmoPodcasts : public ::testing::Test {
 protected:
@@ -50,15 +46,7 @@ protected:
         QFile::remove(TestEnvironment::configHome() + u"/Sonorelle/services.conf"_s);
     }
 
-    Result velmo(const QStringList& arguments)
-    {
-        QString out;
-        QString err;
-        QTextStream outStream(&out);
-        QTextStream errStream(&err);
-        const int status = velmoCommands().run(arguments, outStream, errStream);
-        return {status, out, err};
-    }
+    Result velmo(const QStringList& arguments) { return runVelmo(arguments); }
     void initLibrary() { ASSERT_EQ(velmo({u"library"_s, u"init"_s, root()}).status, 0); }
     QString root() const { return stores.folder() + u"/Music"_s; }
 

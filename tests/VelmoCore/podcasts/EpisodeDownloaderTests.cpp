@@ -105,10 +105,8 @@ TEST(PodcastFiles, EachPodcastHasAFolderOfItsOwnBelowPodcasts)
 TEST_F(EpisodeDownload, StreamsToTheFolderWithProgressWhenTheLengthIsKnown)
 {
     const QByteArray body = audio(200'000);
-    FakeResponse slow = FakeResponse::ok(body, "audio/mpeg");
-    slow.chunkSize = 20'000;
-    slow.chunkInterval = std::chrono::milliseconds(20);
-    server.route(u"/e1.MP3"_s, slow);
+    // Half a second: Qt reports progress at most every tenth of a second.
+    server.route(u"/e1.MP3"_s, FakeResponse::slow(body, 20'000, std::chrono::milliseconds(50)));
 
     const Episode episode = episodeAt(server.url(u"/e1.MP3"_s), u"Part 1: Intro"_s);
     QList<double> fractions;
@@ -136,10 +134,8 @@ TEST_F(EpisodeDownload, StreamsToTheFolderWithProgressWhenTheLengthIsKnown)
 
 TEST_F(EpisodeDownload, AnUnknownLengthGivesNoProgressButCompletes)
 {
-    FakeResponse unknown = FakeResponse::ok(audio(50'000));
+    FakeResponse unknown = FakeResponse::slow(audio(50'000), 10'000, std::chrono::milliseconds(10));
     unknown.sendContentLength = false;
-    unknown.chunkSize = 10'000;
-    unknown.chunkInterval = std::chrono::milliseconds(10);
     server.route(u"/stream"_s, unknown);
     int calls = 0;
     const QUrl file = download(episodeAt(server.url(u"/stream"_s)), [&calls](double) { ++calls; });
@@ -150,10 +146,7 @@ TEST_F(EpisodeDownload, AnUnknownLengthGivesNoProgressButCompletes)
 
 TEST_F(EpisodeDownload, OneTransferPerEpisodeAtATime)
 {
-    FakeResponse slow = FakeResponse::ok(audio(30'000));
-    slow.chunkSize = 3'000;
-    slow.chunkInterval = std::chrono::milliseconds(20);
-    server.route(u"/slow.mp3"_s, slow);
+    server.route(u"/slow.mp3"_s, FakeResponse::slow(audio(30'000), 3'000, std::chrono::milliseconds(20)));
     server.route(u"/other.mp3"_s, FakeResponse::ok("other"));
 
     const Episode episode = episodeAt(server.url(u"/slow.mp3"_s));
@@ -183,10 +176,8 @@ TEST_F(EpisodeDownload, ATransferThatFailsMidwayLeavesNothingBehind)
     server.route(u"/cut.mp3"_s, FakeResponse::ok("an earlier download"));
     const QUrl target = download(episode);
 
-    FakeResponse cut = FakeResponse::ok(audio(100'000));
+    FakeResponse cut = FakeResponse::slow(audio(100'000), 10'000, std::chrono::milliseconds(5));
     cut.dropAfter = 40'000;
-    cut.chunkSize = 10'000;
-    cut.chunkInterval = std::chrono::milliseconds(5);
     server.route(u"/cut.mp3"_s, cut);
     EXPECT_EQ(failureOf(episode), DownloadError::Kind::networkError);
     EXPECT_TRUE(lastError.startsWith(u"The episode could not be downloaded: "_s)) << lastError.toStdString();

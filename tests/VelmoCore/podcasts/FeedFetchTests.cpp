@@ -82,9 +82,7 @@ TEST_F(FeedFetch, TransportFailuresAreNetworkErrors)
     EXPECT_EQ(failureOf(closedPort()), ParseError::Kind::networkError);
     EXPECT_TRUE(lastError.startsWith(u"The feed could not be loaded: "_s)) << lastError.toStdString();
 
-    FakeResponse cut = FakeResponse::ok(feed);
-    cut.dropAfter = feed.size() / 2;
-    server.route(u"/cut"_s, cut);
+    server.route(u"/cut"_s, FakeResponse::cutAfter(feed, feed.size() / 2));
     EXPECT_EQ(failureOf(server.url(u"/cut"_s)), ParseError::Kind::networkError);
 
     EXPECT_EQ(failureOf(QUrl::fromLocalFile(u"/etc/passwd"_s)), ParseError::Kind::networkError);
@@ -101,11 +99,9 @@ TEST_F(FeedFetch, AFeedThatNeverEndsIsRefusedPastTheLimit)
     EXPECT_EQ(lastError, u"The feed is larger than 64 MiB, so it was not read."_s);
 
     // One that announces its excess is refused before its body is read.
-    FakeResponse announced = FakeResponse::ok(feed);
+    FakeResponse announced = FakeResponse::slow(feed, 1024, std::chrono::milliseconds(50));
     announced.sendContentLength = false;
     announced.headers.append({"Content-Length", QByteArray::number(RSSParser::maximumFeedBytes + 1)});
-    announced.chunkSize = 1024;
-    announced.chunkInterval = std::chrono::milliseconds(50);
     server.route(u"/announced"_s, announced);
     EXPECT_EQ(failureOf(server.url(u"/announced"_s)), ParseError::Kind::tooLarge);
 }

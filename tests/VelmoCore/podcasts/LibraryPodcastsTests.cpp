@@ -200,9 +200,7 @@ TEST_F(LibraryPodcasts, LatestNFetchesFurtherBackAtEachRefresh)
 TEST_F(LibraryPodcasts, NewerThanTakesOnlyRecentEpisodesAndNeverRetriesAFailure)
 {
     serveFeed({item(u"old"_s, 30), item(u"recent"_s, 3), item(u"new"_s, 1)});
-    FakeResponse cut = FakeResponse::ok(QByteArray(50'000, 'a'));
-    cut.dropAfter = 10'000;
-    serveEnclosure(u"new"_s, cut);
+    serveEnclosure(u"new"_s, FakeResponse::cutAfter(QByteArray(50'000, 'a'), 10'000));
     const Podcast podcast = subscribe();
     library->updatePodcastAutoDownload(podcast.id, PodcastAutoDownloadRule::newerThan(7));
 
@@ -224,10 +222,7 @@ TEST_F(LibraryPodcasts, NewerThanTakesOnlyRecentEpisodesAndNeverRetriesAFailure)
 TEST_F(LibraryPodcasts, ADownloadGoesThroughItsStatesWithProgress)
 {
     serveFeed({item(u"slow"_s, 1)});
-    FakeResponse slow = FakeResponse::ok(QByteArray(100'000, 's'));
-    slow.chunkSize = 10'000;
-    slow.chunkInterval = std::chrono::milliseconds(10);
-    serveEnclosure(u"slow"_s, slow);
+    serveEnclosure(u"slow"_s, FakeResponse::slow(QByteArray(100'000, 's'), 10'000, std::chrono::milliseconds(30)));
     subscribe();
     const QUuid id = episodeTitled(u"slow"_s).id;
 
@@ -256,9 +251,7 @@ TEST_F(LibraryPodcasts, ADownloadGoesThroughItsStatesWithProgress)
 TEST_F(LibraryPodcasts, AFailedDownloadIsMarkedAndThrown)
 {
     serveFeed({item(u"cut"_s, 1), item(u"local"_s, 2)});
-    FakeResponse cut = FakeResponse::ok(QByteArray(50'000, 'c'));
-    cut.dropAfter = 20'000;
-    serveEnclosure(u"cut"_s, cut);
+    serveEnclosure(u"cut"_s, FakeResponse::cutAfter(QByteArray(50'000, 'c'), 20'000));
     subscribe();
     const QUuid id = episodeTitled(u"cut"_s).id;
     EXPECT_THROW(awaitTask(library->downloadEpisode(id)), EpisodeDownloader::DownloadError);
@@ -280,10 +273,7 @@ TEST_F(LibraryPodcasts, AFailedDownloadIsMarkedAndThrown)
 TEST_F(LibraryPodcasts, AskingAgainDuringATransferMarksItFailedUntilTheFirstEnds)
 {
     serveFeed({item(u"slow"_s, 1)});
-    FakeResponse slow = FakeResponse::ok(QByteArray(60'000, 's'));
-    slow.chunkSize = 6'000;
-    slow.chunkInterval = std::chrono::milliseconds(10);
-    serveEnclosure(u"slow"_s, slow);
+    serveEnclosure(u"slow"_s, FakeResponse::slow(QByteArray(60'000, 's'), 6'000, std::chrono::milliseconds(10)));
     subscribe();
     const QUuid id = episodeTitled(u"slow"_s).id;
 
@@ -303,10 +293,7 @@ TEST_F(LibraryPodcasts, AskingAgainDuringATransferMarksItFailedUntilTheFirstEnds
 TEST_F(LibraryPodcasts, RecordsThatGoDuringAWaitAreNotBroughtBack)
 {
     serveFeed({item(u"slow"_s, 1)});
-    FakeResponse slow = FakeResponse::ok(QByteArray(40'000, 's'));
-    slow.chunkSize = 4'000;
-    slow.chunkInterval = std::chrono::milliseconds(10);
-    serveEnclosure(u"slow"_s, slow);
+    serveEnclosure(u"slow"_s, FakeResponse::slow(QByteArray(40'000, 's'), 4'000, std::chrono::milliseconds(10)));
     const Podcast podcast = subscribe();
 
     // Unsubscribed while an episode is in transfer: the transfer ends and finds no record.
@@ -351,9 +338,7 @@ TEST_F(LibraryPodcasts, RefreshingAllGoesOnPastAFailure)
 TEST_F(LibraryPodcasts, EpisodeOperationsOnFilesAndMarks)
 {
     serveFeed({item(u"a"_s, 3), item(u"b"_s, 2), item(u"c"_s, 1)});
-    FakeResponse cut = FakeResponse::ok(QByteArray(5'000, 'c'));
-    cut.dropAfter = 1'000;
-    serveEnclosure(u"c"_s, cut);
+    serveEnclosure(u"c"_s, FakeResponse::cutAfter(QByteArray(5'000, 'c'), 1'000));
     const Podcast podcast = subscribe();
     for (const QString& title : {u"a"_s, u"b"_s})
         awaitTask(library->downloadEpisode(episodeTitled(title).id));

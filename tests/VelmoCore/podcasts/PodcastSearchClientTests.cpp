@@ -136,9 +136,7 @@ TEST_F(PodcastSearch, AnswersOfTheWrongShapeAreInvalid)
 
 TEST_F(PodcastSearch, AnUnreachableDirectoryIsANetworkError)
 {
-    FakeResponse cut = FakeResponse::ok(answer(u"search_10.txt"_s));
-    cut.dropAfter = 100;
-    server.route(u"/search"_s, cut);
+    server.route(u"/search"_s, FakeResponse::cutAfter(answer(u"search_10.txt"_s), 100));
     EXPECT_EQ(failureOf(u"chapo"_s), SearchError::Kind::networkError);
 
     server.route(u"/search"_s, FakeResponse::withStatus(503, answer(u"search_unicode.txt"_s)));
