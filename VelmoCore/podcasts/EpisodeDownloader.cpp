@@ -70,6 +70,8 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
 
     QNetworkAccessManager manager;
     std::unique_ptr<QNetworkReply> reply(manager.get(PodcastHttp::request(episode.remoteURL)));
+    // Qt holds back the socket rather than buffer more than this while the main thread is busy.
+    reply->setReadBufferSize(1024 * 1024);
     std::optional<QString> writeFailure;
     const auto writeAvailable = [&] {
         const QByteArray chunk = reply->readAll();

@@ -104,9 +104,9 @@ TEST(PodcastFiles, EachPodcastHasAFolderOfItsOwnBelowPodcasts)
 
 TEST_F(EpisodeDownload, StreamsToTheFolderWithProgressWhenTheLengthIsKnown)
 {
-    const QByteArray body = audio(200'000);
+    const QByteArray body = audio(3'000'000);
     // Half a second: Qt reports progress at most every tenth of a second.
-    server.route(u"/e1.MP3"_s, FakeResponse::slow(body, 20'000, std::chrono::milliseconds(50)));
+    server.route(u"/e1.MP3"_s, FakeResponse::slow(body, 300'000, std::chrono::milliseconds(50)));
 
     const Episode episode = episodeAt(server.url(u"/e1.MP3"_s), u"Part 1: Intro"_s);
     QList<double> fractions;

@@ -98,6 +98,10 @@ TEST_F(LibraryPodcasts, SubscribingAppendsThePodcastAndItsEpisodesAndSaves)
     EXPECT_EQ(library->episodes()[0].podcastID, podcast.id);
     EXPECT_EQ(podcastsChanged.count(), 1);
     EXPECT_TRUE(downloadedTitles().isEmpty()) << "a new podcast downloads nothing";
+    refresh(podcast.id);
+    refresh(podcast.id);
+    EXPECT_TRUE(downloadedTitles().isEmpty()) << "nor does a refresh under the rule none";
+    EXPECT_EQ(library->episodes().size(), 2);
 
     const PodcastStore::Contents store = saved();
     EXPECT_EQ(store.podcasts, library->podcasts());
