@@ -64,13 +64,16 @@ QCoro::Task<Body> get(QUrl url, QString userAgent, qint64 maximumBytes)
     }
     QNetworkAccessManager manager;
     std::unique_ptr<QNetworkReply> reply(manager.get(request(url, userAgent)));
-    const auto checkSize = [&](qint64 received, qint64 announced) {
-        if (body.tooLarge || (received <= maximumBytes && announced <= maximumBytes))
+    // At every arrival rather than on Qt's progress reports, which come a tenth of a second apart.
+    const auto checkSize = [&] {
+        const qint64 announced = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+        if (body.tooLarge || (reply->bytesAvailable() <= maximumBytes && announced <= maximumBytes))
             return;
         body.tooLarge = true;
         reply->abort();
     };
-    QObject::connect(reply.get(), &QNetworkReply::downloadProgress, reply.get(), checkSize);
+    QObject::connect(reply.get(), &QNetworkReply::metaDataChanged, reply.get(), checkSize);
+    QObject::connect(reply.get(), &QNetworkReply::readyRead, reply.get(), checkSize);
     co_await qCoro(reply.get()).waitForFinished();
     if (body.tooLarge)
         co_return body;
