@@ -114,13 +114,7 @@ int CommandLine::run(const QStringList& arguments, QTextStream& out, QTextStream
         printCommandHelp(out, *match);
         return exitSuccess;
     }
-    try {
-        return BlockingWait::wait(execute(*match, rest, out, err));
-    } catch (const std::exception& error) {
-        // Every error of the core carries the sentence the user reads.
-        err << m_program << u": "_s << QString::fromUtf8(error.what()) << Qt::endl;
-        return exitFailure;
-    }
+    return BlockingWait::wait(execute(*match, rest, out, err));
 }
 
 QCoro::Task<int> CommandLine::execute(const Command& command, const QStringList& arguments, QTextStream& out,
@@ -161,7 +155,13 @@ QCoro::Task<int> CommandLine::execute(const Command& command, const QStringList&
         library = std::make_unique<Library>(*root);
     }
     Invocation invocation(parser, out, err, library.get());
-    const int status = co_await command.run(invocation);
+    int status = exitFailure;
+    // Every error of the core carries the sentence the user reads.
+    try {
+        status = co_await command.run(invocation);
+    } catch (const std::exception& error) {
+        err << m_program << u": "_s << QString::fromUtf8(error.what()) << Qt::endl;
+    }
     out.flush();
     err.flush();
     co_return status;

@@ -2,6 +2,7 @@
 
 #include "LibraryCommands.h"
 #include "PlaylistCommands.h"
+#include "PodcastCommands.h"
 
 using namespace Qt::StringLiterals;
 
@@ -10,5 +11,6 @@ CommandLine velmoCommands()
     CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s);
     addLibraryCommands(commandLine);
     addPlaylistCommands(commandLine);
+    addPodcastCommands(commandLine);
     return commandLine;
 }

@@ -8,8 +8,10 @@
 #include "playlists/SmartPlaylist.h"
 #include "podcasts/Episode.h"
 #include "podcasts/Podcast.h"
+#include "podcasts/PodcastAutoDownloadRule.h"
 #include "sync/DeviceProfile.h"
 
+#include <QCoro/QCoroTask>
 #include <QHash>
 #include <QList>
 #include <QObject>
@@ -21,6 +23,7 @@
 #include <QCoro/QCoroTask>
 
 #include <memory>
+#include <optional>
 
 class StoreWriter;
 
@@ -122,6 +125,34 @@ public:
     // PlaylistExporter::ExportError; an unknown id writes nothing.
     void exportSmartPlaylist(const QUuid& id, const QUrl& to, bool relativePaths) const;
 
+    // Podcasts (podcasts/LibraryPodcasts.cpp). The asynchronous ones give up the main thread
+    // only while they wait for the network, and find their records again by id afterwards.
+
+    // Subscribes: reads the feed and appends the podcast with its episodes. Throws
+    // RSSParser::ParseError, and then nothing has changed. No check for an existing
+    // subscription to the same address.
+    QCoro::Task<Podcast> addPodcast(QUrl feedURL);
+    // Reads the feed again: the podcast takes the feed's title, description and artwork, the
+    // episodes are merged, and the auto-download rule runs to its end. Throws ParseError and
+    // leaves everything as it was. An unknown id, or a podcast deleted meanwhile, is no error.
+    QCoro::Task<> refreshPodcast(QUuid id);
+    // Each podcast in turn; the failure of one is dropped and the next goes on.
+    QCoro::Task<> refreshAllPodcasts();
+    // Unsubscribes and removes the downloaded files; the podcast's folder stays.
+    void deletePodcast(const QUuid& id);
+    // Marking played frees the space: the file goes and the episode may be fetched again.
+    void markPlayed(const QUuid& episodeID, bool played);
+    // Removes the file of a downloaded episode; anything else is left alone.
+    void deleteLocalFile(const QUuid& episodeID);
+    // Takes effect at the next refresh.
+    void updatePodcastAutoDownload(const QUuid& id, const PodcastAutoDownloadRule& rule);
+    // The podcast's episodes, newest first.
+    QList<Episode> episodes(const QUuid& podcastID) const;
+    // Fetches the enclosure into root/Podcasts/<podcast>/ while the episode is `downloading`
+    // and its fraction is in downloadProgress; it ends `downloaded` with its file, or `failed`
+    // and the EpisodeDownloader::DownloadError is thrown. An unknown id does nothing.
+    QCoro::Task<> downloadEpisode(QUuid episodeID);
+
 signals:
     void tracksChanged();
     void playlistsChanged();
@@ -142,6 +173,11 @@ private:
     void deviceProfilesDidChange();
     void podcastsDidChange();
     void episodesDidChange();
+    // Progress of a transfer; none removes the entry.
+    void setDownloadProgress(const QUuid& episodeID, std::optional<double> fraction);
+
+    // One episode after another, the errors dropped; a refresh ends when they have.
+    QCoro::Task<> applyAutoDownloadRule(QUuid podcastID);
 
     QUrl m_rootURL;
     ArtworkCache m_artworkCache;

@@ -48,7 +48,7 @@ StoreRead<QList<DeviceProfile>> readDeviceProfiles() { return readArrayStore<Dev
 
 StoreRead<PodcastStore::Contents> readPodcasts()
 {
-    return StoreFile::read(StoreLocations::path(StoreKind::podcasts), &PodcastStore::decode);
+    return PodcastStore::load();
 }
 
 QByteArray encodeTracks(const QList<Track>& tracks) { return encodeArrayDocument(tracks); }

@@ -1,6 +1,7 @@
 #include "PodcastStore.h"
 
 #include "library/JsonCoding.h"
+#include "library/StoreLocations.h"
 
 using namespace Qt::StringLiterals;
 
@@ -35,6 +36,21 @@ QByteArray encode(const QList<Podcast>& podcasts, const QList<Episode>& episodes
     Json::writeArray(writer, episodes);
     writer.endObject();
     return writer.take();
+}
+
+QString storePath()
+{
+    return StoreLocations::path(StoreKind::podcasts);
+}
+
+StoreRead<Contents> load()
+{
+    return StoreFile::read(storePath(), &decode);
+}
+
+std::optional<QString> save(const QList<Podcast>& podcasts, const QList<Episode>& episodes)
+{
+    return StoreFile::writeAtomically(storePath(), encode(podcasts, episodes));
 }
 
 } // namespace PodcastStore

@@ -15,21 +15,24 @@ struct VelmoResult {
     QString err;
 };
 
-// Runs velmo in this process, with its own stores and settings for each test.
+// velmo run in this process, with its two streams caught.
+inline VelmoResult runVelmo(const QStringList& arguments)
+{
+    QString out;
+    QString err;
+    QTextStream outStream(&out);
+    QTextStream errStream(&err);
+    const int status = velmoCommands().run(arguments, outStream, errStream);
+    return {status, out, err};
+}
+
+// Runs velmo with its own stores and settings for each test.
 class VelmoTest : public ::testing::Test {
 protected:
     void SetUp() override { TestEnvironment::clearSettings(); }
     void TearDown() override { TestEnvironment::clearSettings(); }
 
-    VelmoResult velmo(const QStringList& arguments)
-    {
-        QString out;
-        QString err;
-        QTextStream outStream(&out);
-        QTextStream errStream(&err);
-        const int status = velmoCommands().run(arguments, outStream, errStream);
-        return {status, out, err};
-    }
+    VelmoResult velmo(const QStringList& arguments) { return runVelmo(arguments); }
 
     QString root() const { return stores.folder() + QStringLiteral("/Music"); }
 

@@ -28,6 +28,21 @@ FakeResponse FakeResponse::redirect(const QUrl& location, int code)
     return response;
 }
 
+FakeResponse FakeResponse::slow(const QByteArray& body, qsizetype chunkSize, std::chrono::milliseconds interval)
+{
+    FakeResponse response = ok(body);
+    response.chunkSize = chunkSize;
+    response.chunkInterval = interval;
+    return response;
+}
+
+FakeResponse FakeResponse::cutAfter(const QByteArray& body, qsizetype bytes)
+{
+    FakeResponse response = ok(body);
+    response.dropAfter = bytes;
+    return response;
+}
+
 FakeHttpServer::FakeHttpServer()
 {
     if (!m_server.listen(QHostAddress::LocalHost, 0))

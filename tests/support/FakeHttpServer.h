@@ -40,6 +40,8 @@ struct FakeResponse {
     static FakeResponse ok(const QByteArray& body, const QByteArray& contentType = "application/octet-stream");
     static FakeResponse withStatus(int code, const QByteArray& body = {});
     static FakeResponse redirect(const QUrl& location, int code = 302);
+    static FakeResponse slow(const QByteArray& body, qsizetype chunkSize, std::chrono::milliseconds interval);
+    static FakeResponse cutAfter(const QByteArray& body, qsizetype bytes);
 };
 
 class FakeHttpServer : public QObject {

@@ -1,0 +1,101 @@
+#include "EpisodeDownloader.h"
+
+#include "PodcastFiles.h"
+#include "PodcastHttp.h"
+
+#include <QCoro/QCoroNetworkReply>
+#include <QDir>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSaveFile>
+#include <QScopeGuard>
+
+#include <memory>
+
+using namespace Qt::StringLiterals;
+
+EpisodeDownloader::DownloadError::DownloadError(Kind kind, const QString& detail, const QString& path)
+    : std::runtime_error(detail.toStdString())
+    , m_kind(kind)
+    , m_detail(PodcastHttp::clause(detail))
+    , m_path(path)
+{
+}
+
+QString EpisodeDownloader::DownloadError::message() const
+{
+    switch (m_kind) {
+    case Kind::networkError: return u"The episode could not be downloaded: %1."_s.arg(m_detail);
+    case Kind::alreadyDownloading: return u"The episode is already being downloaded."_s;
+    case Kind::noLocalFile: return u"The episode has no downloaded file."_s;
+    case Kind::unsupportedAddress:
+        return u"The episode's address “%1” is not a web address, so it was not downloaded."_s.arg(m_detail);
+    case Kind::fileError: return u"The episode could not be saved as “%1”: %2."_s.arg(m_path, m_detail);
+    }
+    Q_UNREACHABLE();
+}
+
+EpisodeDownloader::EpisodeDownloader(QObject* parent)
+    : QObject(parent)
+{
+}
+
+EpisodeDownloader& EpisodeDownloader::shared()
+{
+    static EpisodeDownloader downloader;
+    return downloader;
+}
+
+QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std::function<void(double)> onProgress)
+{
+    using Kind = DownloadError::Kind;
+    if (m_inFlight.contains(episode.id))
+        throw DownloadError(Kind::alreadyDownloading);
+    if (!PodcastHttp::isWebAddress(episode.remoteURL))
+        throw DownloadError(Kind::unsupportedAddress, episode.remoteURL.toDisplayString());
+    m_inFlight.insert(episode.id);
+    const auto release = qScopeGuard([this, id = episode.id] { m_inFlight.remove(id); });
+
+    const QString folderPath = folder.toLocalFile();
+    if (!QDir().mkpath(folderPath))
+        throw DownloadError(Kind::fileError, u"the folder could not be created"_s, folderPath);
+    const QString target = folderPath + u'/' + PodcastFiles::episodeFileName(episode);
+
+    // The temporary file lies beside the target and replaces it in one step when complete:
+    // a failed transfer leaves no partial file behind, and an earlier download stays until then.
+    QSaveFile file(target);
+    file.setDirectWriteFallback(false);
+    if (!file.open(QIODevice::WriteOnly))
+        throw DownloadError(Kind::fileError, file.errorString(), target);
+
+    QNetworkAccessManager manager;
+    std::unique_ptr<QNetworkReply> reply(manager.get(PodcastHttp::request(episode.remoteURL)));
+    // Qt holds back the socket rather than buffer more than this while the main thread is busy.
+    reply->setReadBufferSize(1024 * 1024);
+    std::optional<QString> writeFailure;
+    const auto writeAvailable = [&] {
+        const QByteArray chunk = reply->readAll();
+        if (!writeFailure && file.write(chunk) != chunk.size()) {
+            writeFailure = file.errorString();
+            reply->abort();
+        }
+    };
+    QObject::connect(reply.get(), &QNetworkReply::readyRead, reply.get(), writeAvailable);
+    // Qt reports the bytes received as the total at the end of a transfer of unknown length;
+    // only a length the server announced makes a fraction.
+    const auto reportProgress = [&onProgress, &reply](qint64 received, qint64 total) {
+        if (total >= 1 && onProgress && reply->header(QNetworkRequest::ContentLengthHeader).isValid())
+            onProgress(double(received) / double(total));
+    };
+    QObject::connect(reply.get(), &QNetworkReply::downloadProgress, reply.get(), reportProgress);
+    co_await qCoro(reply.get()).waitForFinished();
+    writeAvailable();
+
+    if (writeFailure)
+        throw DownloadError(Kind::fileError, *writeFailure, target);
+    if (const auto failure = PodcastHttp::transportFailure(*reply))
+        throw DownloadError(Kind::networkError, *failure);
+    if (!file.commit())
+        throw DownloadError(Kind::fileError, file.errorString(), target);
+    co_return QUrl::fromLocalFile(target);
+}

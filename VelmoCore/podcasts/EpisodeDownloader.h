@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Episode.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QSet>
+#include <QUrl>
+#include <QUuid>
+
+#include <functional>
+#include <stdexcept>
+
+// Brings one episode's enclosure into a folder and names the file. It knows nothing of the
+// library: the states and the choice of folder are Library::downloadEpisode's. A serial
+// service on the main thread: any number of episodes may be in transfer at once, but never
+// the same one twice.
+class EpisodeDownloader : public QObject {
+    Q_OBJECT
+
+public:
+    class DownloadError : public std::runtime_error {
+    public:
+        // noLocalFile is never raised. unsupportedAddress: an enclosure that is not an http or
+        // https address is not fetched, so that a feed cannot make the program copy local files.
+        enum class Kind { networkError, alreadyDownloading, noLocalFile, unsupportedAddress, fileError };
+
+        // The cause of a network or file error; for a file error, its path too.
+        DownloadError(Kind kind, const QString& detail = {}, const QString& path = {});
+
+        Kind kind() const { return m_kind; }
+        const QString& detail() const { return m_detail; }
+        const QString& path() const { return m_path; }
+        QString message() const;
+
+    private:
+        Kind m_kind;
+        QString m_detail;
+        QString m_path;
+    };
+
+    explicit EpisodeDownloader(QObject* parent = nullptr);
+
+    // The one the library uses, made on first use.
+    static EpisodeDownloader& shared();
+
+    // Streams the enclosure to a temporary file in `folder` (created when missing) and puts it
+    // in place only when complete, replacing an earlier download; returns the file's address.
+    // The HTTP status is not looked at. `onProgress` gets fractions in 0...1 on this object's
+    // thread, and only when the server gave the length. Throws DownloadError.
+    QCoro::Task<QUrl> download(Episode episode, QUrl folder, std::function<void(double)> onProgress);
+
+    bool isDownloading(const QUuid& episodeID) const { return m_inFlight.contains(episodeID); }
+
+private:
+    QSet<QUuid> m_inFlight;
+};

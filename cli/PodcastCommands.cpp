@@ -1,0 +1,392 @@
+#include "PodcastCommands.h"
+
+#include "CommandLine.h"
+#include "library/JsonCoding.h"
+#include "library/Library.h"
+#include "podcasts/EpisodeDownloader.h"
+#include "podcasts/PodcastSearchClient.h"
+#include "podcasts/RSSParser.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QScopeGuard>
+
+#include <variant>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString quoted(const QString& text)
+{
+    return u"“"_s + text + u"”"_s;
+}
+
+// "1 episode", "2 episodes"
+QString counted(qsizetype count, const QString& noun)
+{
+    return QString::number(count) + u' ' + noun + (count == 1 ? QString() : u"s"_s);
+}
+
+QString formatDuration(double seconds)
+{
+    if (seconds <= 0)
+        return u"–"_s;
+    const qint64 whole = qint64(seconds + 0.5);
+    const QString minutesAndSeconds = u"%1:%2"_s.arg((whole / 60) % 60, whole >= 3600 ? 2 : 1, 10, QChar(u'0'))
+                                          .arg(whole % 60, 2, 10, QChar(u'0'));
+    return whole >= 3600 ? QString::number(whole / 3600) + u':' + minutesAndSeconds : minutesAndSeconds;
+}
+
+QString formatDate(const Date& date)
+{
+    return date.toDateTime().toLocalTime().toString(u"yyyy-MM-dd"_s);
+}
+
+QString stateName(DownloadState state)
+{
+    return rawValue(state);
+}
+
+QString ruleText(const PodcastAutoDownloadRule& rule)
+{
+    if (const auto* latest = std::get_if<PodcastAutoDownloadRule::LatestN>(&rule.value))
+        return u"latest %1"_s.arg(latest->count);
+    if (const auto* newer = std::get_if<PodcastAutoDownloadRule::NewerThan>(&rule.value))
+        return u"newer than %1 days"_s.arg(newer->days);
+    return u"none"_s;
+}
+
+void printEpisodeLines(QTextStream& out, const QList<Episode>& episodes)
+{
+    for (const Episode& episode : episodes) {
+        out << formatDate(episode.publishDate) << u"  "_s << formatDuration(episode.duration).rightJustified(8)
+            << u"  "_s << stateName(episode.downloadState).leftJustified(13) << (episode.isPlayed ? u"played  "_s : u"        "_s)
+            << episode.title << u'\n';
+    }
+}
+
+template <typename T>
+void printRecords(Invocation& invocation, const QList<T>& records)
+{
+    JsonWriter writer;
+    Json::writeArray(writer, records);
+    invocation.out() << QString::fromUtf8(writer.take()) << u'\n';
+}
+
+// A record by id, exact title (any case) or a part of the title that only it has.
+template <typename T>
+std::variant<T, QString> findRecord(const QList<T>& records, const QString& name, const QString& what,
+                                    const std::function<std::optional<QString>(const T&)>& otherKey = {})
+{
+    const QUuid id = QUuid::fromString(name);
+    QList<T> partial;
+    for (const T& record : records) {
+        if ((!id.isNull() && record.id == id) || record.title.compare(name, Qt::CaseInsensitive) == 0
+            || (otherKey && otherKey(record) == name))
+            return record;
+        if (record.title.contains(name, Qt::CaseInsensitive))
+            partial.append(record);
+    }
+    if (partial.size() == 1)
+        return partial.constFirst();
+    if (partial.isEmpty())
+        return u"No %1 is called %2."_s.arg(what, quoted(name));
+    QStringList titles;
+    for (const T& record : partial.mid(0, 5))
+        titles.append(quoted(record.title));
+    return u"%1 matches %2 %3s: %4%5. Give more of the title."_s.arg(quoted(name)).arg(partial.size()).arg(what,
+                                                                    titles.join(u", "_s),
+                                                                    partial.size() > 5 ? u", …"_s : QString());
+}
+
+// Prints the progress of each transfer in steps of a tenth, so that a log stays readable.
+class DownloadReporter {
+public:
+    DownloadReporter(Library& library, QTextStream& err)
+    {
+        m_connection = QObject::connect(&library, &Library::downloadProgressChanged, &library, [&library, &err, this] {
+            for (auto it = library.downloadProgress().cbegin(); it != library.downloadProgress().cend(); ++it) {
+                const int tenths = int(it.value() * 10);
+                if (m_reported.value(it.key(), -1) >= tenths)
+                    continue;
+                m_reported.insert(it.key(), tenths);
+                const auto episode = std::find_if(library.episodes().cbegin(), library.episodes().cend(),
+                                                  [&it](const Episode& e) { return e.id == it.key(); });
+                if (episode != library.episodes().cend())
+                    err << u"  "_s << episode->title << u": "_s << tenths * 10 << u"%"_s << Qt::endl;
+            }
+        });
+    }
+    ~DownloadReporter() { QObject::disconnect(m_connection); }
+
+    DownloadReporter(const DownloadReporter&) = delete;
+    DownloadReporter& operator=(const DownloadReporter&) = delete;
+
+private:
+    QMetaObject::Connection m_connection;
+    QHash<QUuid, int> m_reported;
+};
+
+qsizetype downloadedCount(const QList<Episode>& episodes)
+{
+    return std::count_if(episodes.cbegin(), episodes.cend(),
+                         [](const Episode& e) { return e.downloadState == DownloadState::downloaded; });
+}
+
+QCoro::Task<int> add(Invocation& invocation)
+{
+    const QUrl url = QUrl::fromUserInput(invocation.arguments().constFirst());
+    Library& library = invocation.library();
+    try {
+        const Podcast podcast = co_await library.addPodcast(url);
+        if (invocation.json()) {
+            invocation.out() << QString::fromUtf8(Json::encode(podcast)) << u'\n';
+        } else {
+            invocation.out() << u"Subscribed to "_s << quoted(podcast.title) << u": "_s
+                             << counted(library.episodes(podcast.id).size(), u"episode"_s) << u"."_s << Qt::endl;
+        }
+    } catch (const RSSParser::ParseError& error) {
+        co_return invocation.fail(error.message());
+    }
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> list(Invocation& invocation)
+{
+    const Library& library = invocation.library();
+    if (invocation.json()) {
+        printRecords(invocation, library.podcasts());
+        co_return int(exitSuccess);
+    }
+    if (library.podcasts().isEmpty())
+        invocation.out() << u"No podcasts yet. Subscribe with \"velmo podcast add URL\".\n"_s;
+    for (const Podcast& podcast : library.podcasts()) {
+        const QList<Episode> episodes = library.episodes(podcast.id);
+        invocation.out() << podcast.title << u"\n    "_s << counted(episodes.size(), u"episode"_s) << u", "_s
+                         << downloadedCount(episodes) << u" downloaded; auto-download: "_s
+                         << ruleText(podcast.autoDownloadRule) << u"\n    "_s << podcast.feedURL.toDisplayString() << u'\n';
+    }
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> refresh(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    QList<Podcast> podcasts = library.podcasts();
+    if (!invocation.arguments().isEmpty()) {
+        auto found = findRecord(podcasts, invocation.arguments().constFirst(), u"podcast"_s);
+        if (const auto* problem = std::get_if<QString>(&found))
+            co_return invocation.fail(*problem);
+        podcasts = {std::get<Podcast>(found)};
+    }
+    DownloadReporter reporter(library, invocation.err());
+    int failures = 0;
+    for (const Podcast& podcast : podcasts) {
+        const QList<Episode> before = library.episodes(podcast.id);
+        invocation.out() << u"Refreshing "_s << quoted(podcast.title) << u"…"_s << Qt::endl;
+        try {
+            co_await library.refreshPodcast(podcast.id);
+        } catch (const RSSParser::ParseError& error) {
+            invocation.err() << u"  "_s << error.message() << Qt::endl;
+            ++failures;
+            continue;
+        }
+        const QList<Episode> after = library.episodes(podcast.id);
+        invocation.out() << u"  "_s << counted(after.size() - before.size(), u"new episode"_s) << u", "_s
+                         << downloadedCount(after) - downloadedCount(before) << u" downloaded."_s << Qt::endl;
+    }
+    co_return failures == 0 ? int(exitSuccess) : int(exitFailure);
+}
+
+QCoro::Task<int> episodes(Invocation& invocation)
+{
+    const Library& library = invocation.library();
+    const auto found = findRecord(library.podcasts(), invocation.arguments().constFirst(), u"podcast"_s);
+    if (const auto* problem = std::get_if<QString>(&found))
+        co_return invocation.fail(*problem);
+    const QList<Episode> episodes = library.episodes(std::get<Podcast>(found).id);
+    if (invocation.json())
+        printRecords(invocation, episodes);
+    else
+        printEpisodeLines(invocation.out(), episodes);
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> download(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    const auto podcast = findRecord(library.podcasts(), invocation.arguments().at(0), u"podcast"_s);
+    if (const auto* problem = std::get_if<QString>(&podcast))
+        co_return invocation.fail(*problem);
+    const auto episode = findRecord<Episode>(library.episodes(std::get<Podcast>(podcast).id), invocation.arguments().at(1),
+                                             u"episode"_s, [](const Episode& e) { return e.guid; });
+    if (const auto* problem = std::get_if<QString>(&episode))
+        co_return invocation.fail(*problem);
+
+    const QUuid id = std::get<Episode>(episode).id;
+    DownloadReporter reporter(library, invocation.err());
+    try {
+        co_await library.downloadEpisode(id);
+    } catch (const EpisodeDownloader::DownloadError& error) {
+        co_return invocation.fail(error.message());
+    }
+    const auto stored = findRecord(library.episodes(), id.toString(), u"episode"_s);
+    if (const auto* done = std::get_if<Episode>(&stored); done && done->localURL)
+        invocation.out() << u"Downloaded to "_s << done->localURL->toLocalFile() << Qt::endl;
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> search(Invocation& invocation)
+{
+    QList<PodcastSearchResult> results;
+    try {
+        results = co_await PodcastSearchClient::search(invocation.arguments().join(u' '));
+    } catch (const PodcastSearchClient::SearchError& error) {
+        co_return invocation.fail(error.message());
+    }
+    if (invocation.json()) {
+        QJsonArray array;
+        for (const PodcastSearchResult& result : results) {
+            QJsonObject object{{u"id"_s, result.id},
+                               {u"title"_s, result.title},
+                               {u"author"_s, result.author},
+                               {u"feedURL"_s, result.feedURL.toString(QUrl::FullyEncoded)},
+                               {u"episodeCount"_s, result.episodeCount},
+                               {u"genres"_s, QJsonArray::fromStringList(result.genres)}};
+            if (result.artworkURL)
+                object.insert(u"artworkURL"_s, result.artworkURL->toString(QUrl::FullyEncoded));
+            array.append(object);
+        }
+        invocation.out() << QJsonDocument(array).toJson(QJsonDocument::Indented);
+        co_return int(exitSuccess);
+    }
+    if (results.isEmpty())
+        invocation.out() << u"No podcasts found.\n"_s;
+    for (const PodcastSearchResult& result : results) {
+        invocation.out() << result.title;
+        if (!result.author.isEmpty())
+            invocation.out() << u" — "_s << result.author;
+        if (result.episodeCount > 0)
+            invocation.out() << u" ("_s << counted(result.episodeCount, u"episode"_s) << u")"_s;
+        invocation.out() << u"\n    "_s << result.feedURL.toDisplayString() << u'\n';
+    }
+    co_return int(exitSuccess);
+}
+
+// A file is read as it stands; an http or https address is fetched as a subscription would.
+QCoro::Task<int> parseFeed(Invocation& invocation)
+{
+    const QString argument = invocation.arguments().constFirst();
+    const QUrl url(argument, QUrl::StrictMode);
+    const bool isWeb = url.scheme() == "http"_L1 || url.scheme() == "https"_L1;
+    RSSParser::Feed feed;
+    try {
+        if (isWeb) {
+            feed = co_await RSSParser::fetch(QUuid::createUuid(), url);
+        } else {
+            QFile file(argument);
+            if (!file.open(QIODevice::ReadOnly))
+                co_return invocation.fail(u"The file %1 cannot be read: %2."_s.arg(quoted(argument), file.errorString()));
+            if (file.size() > RSSParser::maximumFeedBytes)
+                throw RSSParser::ParseError(RSSParser::ParseError::Kind::tooLarge);
+            feed = RSSParser::parse(file.readAll(), QUuid::createUuid(),
+                                    QUrl::fromLocalFile(QFileInfo(argument).absoluteFilePath()));
+        }
+    } catch (const RSSParser::ParseError& error) {
+        co_return invocation.fail(error.message());
+    }
+
+    if (invocation.json()) {
+        JsonWriter writer;
+        writer.beginObject();
+        writer.key("podcast"_L1);
+        feed.podcast.writeJson(writer);
+        writer.key("episodes"_L1);
+        Json::writeArray(writer, feed.episodes);
+        writer.endObject();
+        invocation.out() << QString::fromUtf8(writer.take()) << u'\n';
+        co_return int(exitSuccess);
+    }
+    QTextStream& out = invocation.out();
+    out << feed.podcast.title << u'\n';
+    if (feed.podcast.artworkURL)
+        out << u"Artwork: "_s << feed.podcast.artworkURL->toDisplayString() << u'\n';
+    out << counted(feed.episodes.size(), u"episode"_s) << u'\n';
+    printEpisodeLines(out, feed.episodes);
+    co_return int(exitSuccess);
+}
+
+} // namespace
+
+void addPodcastCommands(CommandLine& commandLine)
+{
+    commandLine.addGroup(u"podcast"_s, u"Podcast subscriptions and episodes"_s);
+    commandLine.add({
+        .path = {u"podcast"_s, u"add"_s},
+        .arguments = u"URL"_s,
+        .summary = u"Subscribe to the podcast whose RSS feed is at URL."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .hasJsonOutput = true,
+        .access = Command::Access::changesLibrary,
+        .run = add,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"list"_s},
+        .summary = u"List the subscriptions with their episode counts and auto-download rules."_s,
+        .hasJsonOutput = true,
+        .access = Command::Access::library,
+        .run = list,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"refresh"_s},
+        .arguments = u"[NAME]"_s,
+        .summary = u"Read the feed of one podcast, or of all, and download what their rules ask for."_s,
+        .maximumArguments = 1,
+        .access = Command::Access::changesLibrary,
+        .run = refresh,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"episodes"_s},
+        .arguments = u"NAME"_s,
+        .summary = u"List a podcast's episodes, newest first."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .hasJsonOutput = true,
+        .access = Command::Access::library,
+        .run = episodes,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"download"_s},
+        .arguments = u"NAME EPISODE"_s,
+        .summary = u"Download an episode (by title, part of it, guid or id) into the library's Podcasts folder."_s,
+        .minimumArguments = 2,
+        .maximumArguments = 2,
+        .access = Command::Access::changesLibrary,
+        .run = download,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"search"_s},
+        .arguments = u"TERMS..."_s,
+        .summary = u"Search the podcast directory."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 100,
+        .hasJsonOutput = true,
+        .run = search,
+    });
+
+    commandLine.addGroup(u"feed"_s, u"RSS feeds"_s);
+    commandLine.add({
+        .path = {u"feed"_s, u"parse"_s},
+        .arguments = u"FILE|URL"_s,
+        .summary = u"Parse a feed as a subscription would, without subscribing; --json gives the records."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .hasJsonOutput = true,
+        .run = parseFeed,
+    });
+}

@@ -1,0 +1,245 @@
+#include "podcasts/EpisodeDownloader.h"
+#include "library/BlockingWait.h"
+#include "podcasts/PodcastFiles.h"
+#include "support/FakeHttpServer.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+using DownloadError = EpisodeDownloader::DownloadError;
+
+namespace {
+
+Episode episodeAt(const QUrl& remoteURL, const QString& title = u"Episode One"_s)
+{
+    return Episode{
+        .id = QUuid::createUuid(),
+        .podcastID = QUuid::createUuid(),
+        .title = title,
+        .remoteURL = remoteURL,
+    };
+}
+
+QByteArray audio(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i)
+        bytes[i] = char(i * 7 % 251);
+    return bytes;
+}
+
+class EpisodeDownload : public ::testing::Test {
+protected:
+    QUrl download(const Episode& episode, std::function<void(double)> onProgress = {})
+    {
+        return BlockingWait::wait(downloader.download(episode, QUrl::fromLocalFile(folder()), std::move(onProgress)));
+    }
+
+    DownloadError::Kind failureOf(const Episode& episode)
+    {
+        try {
+            download(episode);
+        } catch (const DownloadError& error) {
+            lastError = error.message();
+            return error.kind();
+        }
+        ADD_FAILURE() << "the download succeeded";
+        return DownloadError::Kind::noLocalFile;
+    }
+
+    QString folder() const { return stores.folder() + u"/Music/Podcasts/Show"_s; }
+    QStringList filesInFolder() const { return QDir(folder()).entryList(QDir::Files | QDir::Hidden); }
+
+    TemporaryStores stores;
+    FakeHttpServer server;
+    EpisodeDownloader downloader;
+    QString lastError;
+};
+
+} // namespace
+
+TEST(PodcastFiles, NamesComeFromTheTitleAndThePathExtension)
+{
+    const auto name = [](const QString& url, const QString& title) {
+        Episode episode = episodeAt(QUrl(url), title);
+        episode.id = QUuid::fromString(u"0A1B2C3D-0000-4000-8000-00000000ABCD"_s);
+        return PodcastFiles::episodeFileName(episode);
+    };
+    EXPECT_EQ(name(u"https://e.org/e1.MP3"_s, u"Part 1: Intro"_s), u"Part 1- Intro.mp3"_s);
+    EXPECT_EQ(name(u"https://e.org/media/episode.M4A?token=x.y"_s, u"A"_s), u"A.m4a"_s);
+    EXPECT_EQ(name(u"https://e.org/media/stream"_s, u"A"_s), u"A.mp3"_s);
+    EXPECT_EQ(name(u"https://e.org/media/"_s, u"A"_s), u"A.mp3"_s);
+    EXPECT_EQ(name(u"https://e.org/a.mp3%2F..%2Fx"_s, u"A"_s), u"A.mp3"_s) << "an extension is plain letters";
+    EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u"   "_s), u"0A1B2C3D-0000-4000-8000-00000000ABCD.ogg"_s);
+    EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u".."_s), u"0A1B2C3D-0000-4000-8000-00000000ABCD.ogg"_s);
+    EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u"/"_s), u"-.ogg"_s);
+    EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u"../../etc/passwd"_s), u"-..-etc-passwd.ogg"_s);
+    EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u"Line\none\ttwo\u0007"_s), u"Line one two.ogg"_s);
+
+    for (const QString& title : {QString(1000, u'x'), QString(1000, u'é'), QString(500, u'あ'),
+                                 QString(u"😀"_s).repeated(300), QString(u"a."_s).repeated(500)}) {
+        const QString fileName = name(u"https://e.org/a.mp3"_s, title);
+        const QByteArray bytes = fileName.toUtf8();
+        EXPECT_LE(bytes.size(), PodcastFiles::maximumNameBytes);
+        EXPECT_GT(bytes.size(), 200) << "cut, not dropped";
+        EXPECT_TRUE(fileName.endsWith(u".mp3"_s));
+        EXPECT_EQ(QString::fromUtf8(bytes), fileName) << "cut at a character boundary";
+        EXPECT_FALSE(fileName.contains(u"..mp3"_s));
+    }
+}
+
+TEST(PodcastFiles, EachPodcastHasAFolderOfItsOwnBelowPodcasts)
+{
+    const QUrl root = QUrl::fromLocalFile(u"/music/"_s);
+    EXPECT_EQ(PodcastFiles::podcastFolder(root, u"Tech/Talk"_s), u"/music/Podcasts/Tech-Talk"_s);
+    EXPECT_EQ(PodcastFiles::podcastFolder(root, u".."_s), u"/music/Podcasts/Unknown Podcast"_s);
+    EXPECT_EQ(PodcastFiles::podcastFolder(root, u""_s), u"/music/Podcasts/Unknown Podcast"_s);
+    const QString longName = QFileInfo(PodcastFiles::podcastFolder(root, QString(1000, u'ü'))).fileName();
+    EXPECT_LE(longName.toUtf8().size(), PodcastFiles::maximumNameBytes);
+}
+
+TEST_F(EpisodeDownload, StreamsToTheFolderWithProgressWhenTheLengthIsKnown)
+{
+    const QByteArray body = audio(3'000'000);
+    // Half a second: Qt reports progress at most every tenth of a second.
+    server.route(u"/e1.MP3"_s, FakeResponse::slow(body, 300'000, std::chrono::milliseconds(50)));
+
+    const Episode episode = episodeAt(server.url(u"/e1.MP3"_s), u"Part 1: Intro"_s);
+    QList<double> fractions;
+    bool targetAppearedEarly = false;
+    const QUrl file = download(episode, [&](double fraction) {
+        fractions.append(fraction);
+        // While the transfer runs the bytes go to a temporary file; the target appears whole.
+        if (fraction < 1 && QFileInfo::exists(folder() + u"/Part 1- Intro.mp3"_s))
+            targetAppearedEarly = true;
+    });
+
+    EXPECT_EQ(file, QUrl::fromLocalFile(folder() + u"/Part 1- Intro.mp3"_s));
+    EXPECT_EQ(readFile(file.toLocalFile()), body);
+    EXPECT_EQ(filesInFolder(), QStringList{u"Part 1- Intro.mp3"_s}) << "nothing else is left";
+    ASSERT_GE(fractions.size(), 3);
+    EXPECT_TRUE(std::is_sorted(fractions.cbegin(), fractions.cend()));
+    EXPECT_GT(fractions.constFirst(), 0);
+    EXPECT_EQ(fractions.constLast(), 1.0);
+    EXPECT_FALSE(targetAppearedEarly);
+    EXPECT_FALSE(downloader.isDownloading(episode.id));
+    EXPECT_TRUE(server.requests()[0].header("User-Agent").isEmpty()
+                || !server.requests()[0].header("User-Agent").startsWith("Velmo"))
+        << "the transfer carries no User-Agent of the program's own";
+}
+
+TEST_F(EpisodeDownload, AnUnknownLengthGivesNoProgressButCompletes)
+{
+    FakeResponse unknown = FakeResponse::slow(audio(50'000), 10'000, std::chrono::milliseconds(10));
+    unknown.sendContentLength = false;
+    server.route(u"/stream"_s, unknown);
+    int calls = 0;
+    const QUrl file = download(episodeAt(server.url(u"/stream"_s)), [&calls](double) { ++calls; });
+    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(QFileInfo(file.toLocalFile()).size(), 50'000);
+    EXPECT_TRUE(file.toLocalFile().endsWith(u"/Episode One.mp3"_s));
+}
+
+TEST_F(EpisodeDownload, OneTransferPerEpisodeAtATime)
+{
+    server.route(u"/slow.mp3"_s, FakeResponse::slow(audio(30'000), 3'000, std::chrono::milliseconds(20)));
+    server.route(u"/other.mp3"_s, FakeResponse::ok("other"));
+
+    const Episode episode = episodeAt(server.url(u"/slow.mp3"_s));
+    QCoro::Task<QUrl> first = downloader.download(episode, QUrl::fromLocalFile(folder()), {});
+    EXPECT_TRUE(downloader.isDownloading(episode.id));
+    EXPECT_EQ(failureOf(episode), DownloadError::Kind::alreadyDownloading);
+    EXPECT_EQ(lastError, u"The episode is already being downloaded."_s);
+
+    // Another episode goes at the same time.
+    const QUrl other = download(episodeAt(server.url(u"/other.mp3"_s), u"Other"_s));
+    EXPECT_EQ(readFile(other.toLocalFile()), "other");
+    EXPECT_TRUE(downloader.isDownloading(episode.id));
+
+    const QUrl file = BlockingWait::wait(std::move(first));
+    EXPECT_EQ(QFileInfo(file.toLocalFile()).size(), 30'000) << "the first transfer was not disturbed";
+    EXPECT_EQ(server.requestCount(u"/slow.mp3"_s), 1);
+
+    // Once it has ended the episode may be fetched again, and the new file replaces the old.
+    server.route(u"/slow.mp3"_s, FakeResponse::ok("second version"));
+    EXPECT_EQ(download(episode), file);
+    EXPECT_EQ(readFile(file.toLocalFile()), "second version");
+}
+
+TEST_F(EpisodeDownload, ATransferThatFailsMidwayLeavesNothingBehind)
+{
+    const Episode episode = episodeAt(server.url(u"/cut.mp3"_s));
+    server.route(u"/cut.mp3"_s, FakeResponse::ok("an earlier download"));
+    const QUrl target = download(episode);
+
+    FakeResponse cut = FakeResponse::slow(audio(100'000), 10'000, std::chrono::milliseconds(5));
+    cut.dropAfter = 40'000;
+    server.route(u"/cut.mp3"_s, cut);
+    EXPECT_EQ(failureOf(episode), DownloadError::Kind::networkError);
+    EXPECT_TRUE(lastError.startsWith(u"The episode could not be downloaded: "_s)) << lastError.toStdString();
+    EXPECT_EQ(readFile(target.toLocalFile()), "an earlier download") << "the old file stays until a new one is whole";
+    EXPECT_EQ(filesInFolder(), QStringList{QFileInfo(target.toLocalFile()).fileName()}) << "no partial file";
+    EXPECT_FALSE(downloader.isDownloading(episode.id));
+
+    QFile::remove(target.toLocalFile());
+    EXPECT_EQ(failureOf(episode), DownloadError::Kind::networkError);
+    EXPECT_TRUE(filesInFolder().isEmpty());
+
+    server.route(u"/cut.mp3"_s, FakeResponse::ok("complete"));
+    EXPECT_EQ(readFile(download(episode).toLocalFile()), "complete") << "the id was released";
+}
+
+TEST_F(EpisodeDownload, RedirectsAreFollowedAndTheStatusIsNotLookedAt)
+{
+    server.route(u"/tracking"_s, FakeResponse::redirect(server.url(u"/cdn/ep.ogg"_s)));
+    server.route(u"/cdn/ep.ogg"_s, FakeResponse::ok("audio"));
+    const QUrl file = download(episodeAt(server.url(u"/tracking"_s)));
+    EXPECT_TRUE(file.toLocalFile().endsWith(u"/Episode One.mp3"_s)) << "named after the address asked for";
+    EXPECT_EQ(readFile(file.toLocalFile()), "audio");
+
+    server.route(u"/missing.mp3"_s, FakeResponse::withStatus(404, "<h1>Not Found</h1>"));
+    EXPECT_EQ(readFile(download(episodeAt(server.url(u"/missing.mp3"_s), u"Gone"_s)).toLocalFile()),
+              "<h1>Not Found</h1>");
+}
+
+TEST_F(EpisodeDownload, OnlyWebAddressesAreFetched)
+{
+    const QString secret = stores.path(u"secret.txt"_s);
+    writeFile(secret, "private");
+    for (const QUrl& url : {QUrl::fromLocalFile(secret), QUrl(u"ftp://127.0.0.1/e.mp3"_s),
+                            QUrl(u"data:audio/mpeg;base64,AAAA"_s), QUrl(u"relative/e.mp3"_s)}) {
+        const Episode episode = episodeAt(url);
+        EXPECT_EQ(failureOf(episode), DownloadError::Kind::unsupportedAddress) << url.toString().toStdString();
+        EXPECT_TRUE(lastError.contains(u"not a web address"_s)) << lastError.toStdString();
+        EXPECT_FALSE(downloader.isDownloading(episode.id));
+    }
+    EXPECT_FALSE(QFileInfo::exists(folder())) << "nothing was made";
+}
+
+TEST_F(EpisodeDownload, AFolderThatCannotBeMadeIsAFileError)
+{
+    writeFile(stores.folder() + u"/Music/Podcasts"_s, "a file where the folder should be");
+    server.route(u"/e.mp3"_s, FakeResponse::ok("audio"));
+    const Episode episode = episodeAt(server.url(u"/e.mp3"_s));
+    EXPECT_EQ(failureOf(episode), DownloadError::Kind::fileError);
+    EXPECT_EQ(server.requestCount(u"/e.mp3"_s), 0) << "no transfer was started";
+    EXPECT_FALSE(downloader.isDownloading(episode.id));
+}
+
+TEST_F(EpisodeDownload, HostileTitlesStayInsideTheFolder)
+{
+    server.route(u"/e.mp3"_s, FakeResponse::ok("audio"));
+    for (const QString& title : {u"../../escape"_s, u".."_s, u"/etc/passwd"_s, QString(1000, u'n'),
+                                 u"tab\tnew\nline\u0001"_s}) {
+        const QUrl file = download(episodeAt(server.url(u"/e.mp3"_s), title));
+        const QFileInfo info(file.toLocalFile());
+        EXPECT_EQ(info.absolutePath(), QFileInfo(folder()).absoluteFilePath()) << title.toStdString();
+        EXPECT_TRUE(info.isFile());
+        EXPECT_LT(info.fileName().toUtf8().size(), 255);
+    }
+    EXPECT_EQ(filesInFolder().size(), 5);
+}

@@ -1,0 +1,184 @@
+#include "VelmoTest.h"
+#include "library/JsonCoding.h"
+#include "library/Settings.h"
+#include "podcasts/Episode.h"
+#include "podcasts/Podcast.h"
+#include "podcasts/PodcastStore.h"
+#include "support/FakeHttpServer.h"
+#include "support/PodcastFeeds.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+using Result = VelmoResult;
+
+class VelmoPodcasts : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        TestEnvironment::clearSettings();
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        feed = rssFeed(u"Night Owls"_s, {
+            {.title = u"Pilot"_s, .guid = u"p1"_s, .enclosure = server.url(u"/media/pilot.mp3"_s).toString(),
+             .pubDate = rfc822(now.addDays(-7)), .duration = u"45:00"_s},
+            {.title = u"Second Night"_s, .guid = u"p2"_s, .enclosure = server.url(u"/media/second.mp3"_s).toString(),
+             .pubDate = rfc822(now.addDays(-1)), .duration = u"1:02:03"_s},
+            {.title = u"Teaser without audio"_s},
+        });
+        server.route(u"/feed.xml"_s, [this](const FakeRequest&) { return FakeResponse::ok(feed); });
+        server.route(u"/media/pilot.mp3"_s, FakeResponse::ok(QByteArray(30'000, 'p')));
+        server.route(u"/media/second.mp3"_s, FakeResponse::ok(QByteArray(20'000, 's')));
+    }
+    void TearDown() override
+    {
+        TestEnvironment::clearSettings();
+        QFile::remove(TestEnvironment::configHome() + u"/Sonorelle/services.conf"_s);
+    }
+
+    Result velmo(const QStringList& arguments) { return runVelmo(arguments); }
+    void initLibrary() { ASSERT_EQ(velmo({u"library"_s, u"init"_s, root()}).status, 0); }
+    QString root() const { return stores.folder() + u"/Music"_s; }
+
+    TemporaryStores stores;
+    FakeHttpServer server;
+    QByteArray feed;
+};
+
+} // namespace
+
+TEST_F(VelmoPodcasts, FeedParsePrintsTheRecordsInTheirStoreForm)
+{
+    const QString file = stores.path(u"feed.xml"_s);
+    writeFile(file, feed);
+    const Result result = velmo({u"feed"_s, u"parse"_s, file, u"--json"_s});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    const QJsonObject document = QJsonDocument::fromJson(result.out.toUtf8()).object();
+    EXPECT_EQ(document.keys(), (QStringList{u"episodes"_s, u"podcast"_s}));
+
+    const auto podcast = Json::decode<Podcast>(QJsonDocument(document["podcast"_L1].toObject()).toJson());
+    EXPECT_EQ(podcast.title, u"Night Owls"_s);
+    EXPECT_EQ(podcast.feedURL, QUrl::fromLocalFile(file));
+    EXPECT_EQ(podcast.artworkURL, QUrl(u"https://example.org/art.jpg"_s));
+    const QJsonArray episodes = document["episodes"_L1].toArray();
+    ASSERT_EQ(episodes.size(), 2);
+    const auto second = Json::decode<Episode>(QJsonDocument(episodes[1].toObject()).toJson());
+    EXPECT_EQ(second.podcastID, podcast.id);
+    EXPECT_EQ(second.title, u"Second Night"_s);
+    EXPECT_EQ(second.duration, 3723);
+    EXPECT_EQ(second.guid, u"p2"_s);
+    EXPECT_EQ(second.remoteURL, server.url(u"/media/second.mp3"_s));
+    EXPECT_FALSE(episodes[1].toObject().contains("localURL"_L1)) << "absent optionals are left out";
+    EXPECT_EQ(episodes[1].toObject()["downloadState"_L1].toString(), u"notDownloaded"_s);
+
+    const Result fetched = velmo({u"feed"_s, u"parse"_s, server.url(u"/feed.xml"_s).toString(), u"--json"_s});
+    ASSERT_EQ(fetched.status, 0) << fetched.err.toStdString();
+    EXPECT_EQ(QJsonDocument::fromJson(fetched.out.toUtf8())["episodes"_L1].toArray().size(), 2);
+
+    const Result text = velmo({u"feed"_s, u"parse"_s, file});
+    EXPECT_TRUE(text.out.contains(u"2 episodes"_s)) << text.out.toStdString();
+    EXPECT_TRUE(text.out.contains(u"1:02:03"_s));
+}
+
+TEST_F(VelmoPodcasts, FeedParseSaysWhyAFeedCannotBeRead)
+{
+    const QString page = stores.path(u"page.html"_s);
+    writeFile(page, "<html><body>Moved<br></body></html>");
+    const Result invalid = velmo({u"feed"_s, u"parse"_s, page, u"--json"_s});
+    EXPECT_EQ(invalid.status, 1);
+    EXPECT_TRUE(invalid.out.isEmpty());
+    EXPECT_TRUE(invalid.err.startsWith(u"This is not a podcast feed that can be read"_s)) << invalid.err.toStdString();
+
+    const Result missing = velmo({u"feed"_s, u"parse"_s, stores.path(u"nothing.xml"_s)});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(missing.err.contains(u"cannot be read"_s)) << missing.err.toStdString();
+}
+
+TEST_F(VelmoPodcasts, SubscribeListDownloadAndRefresh)
+{
+    initLibrary();
+    const Result added = velmo({u"podcast"_s, u"add"_s, server.url(u"/feed.xml"_s).toString()});
+    ASSERT_EQ(added.status, 0) << added.err.toStdString();
+    EXPECT_TRUE(added.out.contains(u"Subscribed to “Night Owls”: 2 episodes."_s)) << added.out.toStdString();
+
+    const Result listed = velmo({u"podcast"_s, u"list"_s, u"--json"_s});
+    const QJsonArray podcasts = QJsonDocument::fromJson(listed.out.toUtf8()).array();
+    ASSERT_EQ(podcasts.size(), 1);
+    EXPECT_EQ(podcasts[0]["title"_L1].toString(), u"Night Owls"_s);
+
+    const Result episodes = velmo({u"podcast"_s, u"episodes"_s, u"night owls"_s, u"--json"_s});
+    ASSERT_EQ(episodes.status, 0) << episodes.err.toStdString();
+    const QJsonArray newestFirst = QJsonDocument::fromJson(episodes.out.toUtf8()).array();
+    ASSERT_EQ(newestFirst.size(), 2);
+    EXPECT_EQ(newestFirst[0]["title"_L1].toString(), u"Second Night"_s);
+
+    const Result downloaded = velmo({u"podcast"_s, u"download"_s, u"owls"_s, u"pilot"_s});
+    ASSERT_EQ(downloaded.status, 0) << downloaded.err.toStdString();
+    const QString file = root() + u"/Podcasts/Night Owls/Pilot.mp3"_s;
+    EXPECT_TRUE(downloaded.out.contains(file)) << downloaded.out.toStdString();
+    EXPECT_EQ(QFileInfo(file).size(), 30'000);
+    EXPECT_TRUE(downloaded.err.contains(u"Pilot: 100%"_s)) << downloaded.err.toStdString();
+    const PodcastStore::Contents stored = PodcastStore::load().value;
+    const auto pilot = std::find_if(stored.episodes.cbegin(), stored.episodes.cend(),
+                                    [](const Episode& e) { return e.title == u"Pilot"_s; });
+    ASSERT_NE(pilot, stored.episodes.cend());
+    EXPECT_EQ(pilot->downloadState, DownloadState::downloaded) << "the command's change is saved";
+
+    feed = rssFeed(u"Night Owls"_s, {{.title = u"Third"_s, .guid = u"p3"_s,
+                                       .enclosure = server.url(u"/media/third.mp3"_s).toString()}});
+    const Result refreshed = velmo({u"podcast"_s, u"refresh"_s});
+    EXPECT_EQ(refreshed.status, 0) << refreshed.err.toStdString();
+    EXPECT_TRUE(refreshed.out.contains(u"1 new episode, 0 downloaded."_s)) << refreshed.out.toStdString();
+    EXPECT_TRUE(velmo({u"podcast"_s, u"list"_s}).out.contains(u"3 episodes, 1 downloaded; auto-download: none"_s));
+
+    feed = "not a feed";
+    const Result failed = velmo({u"podcast"_s, u"refresh"_s, u"Night Owls"_s});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.err.contains(u"This is not a podcast feed"_s)) << failed.err.toStdString();
+}
+
+TEST_F(VelmoPodcasts, NamesThatMatchNothingOrSeveralAreRefusedInWords)
+{
+    initLibrary();
+    ASSERT_EQ(velmo({u"podcast"_s, u"add"_s, server.url(u"/feed.xml"_s).toString()}).status, 0);
+    const Result unknown = velmo({u"podcast"_s, u"episodes"_s, u"Daytime"_s});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_EQ(unknown.err.trimmed(), u"No podcast is called “Daytime”."_s);
+
+    const Result several = velmo({u"podcast"_s, u"download"_s, u"Night Owls"_s, u"i"_s});
+    EXPECT_EQ(several.status, 1);
+    EXPECT_TRUE(several.err.contains(u"matches 2 episodes"_s)) << several.err.toStdString();
+
+    EXPECT_EQ(velmo({u"podcast"_s, u"download"_s, u"Night Owls"_s, u"p2"_s}).status, 0) << "a guid names one";
+
+    const Result notAFeed = velmo({u"podcast"_s, u"add"_s, u"file:///etc/hostname"_s});
+    EXPECT_EQ(notAFeed.status, 1);
+    EXPECT_TRUE(notAFeed.err.contains(u"only http and https"_s)) << notAFeed.err.toStdString();
+}
+
+TEST_F(VelmoPodcasts, SearchAsksTheDirectory)
+{
+    writeFile(TestEnvironment::configHome() + u"/Sonorelle/services.conf"_s,
+              "[General]\niTunes=" + server.url(u"/"_s).toEncoded() + "\n");
+    server.route(u"/search"_s, FakeResponse::ok(readFile(QStringLiteral(SONORELLE_TESTDATA) + u"/itunes/search_unicode.txt"_s)));
+    const Result result = velmo({u"podcast"_s, u"search"_s, u"corner"_s, u"späti"_s, u"--json"_s});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    const QJsonArray hits = QJsonDocument::fromJson(result.out.toUtf8()).array();
+    ASSERT_EQ(hits.size(), 1);
+    EXPECT_EQ(hits[0]["title"_L1].toString(), u"Corner Späti"_s);
+    EXPECT_EQ(hits[0]["feedURL"_L1].toString(), u"https://feeds.fireside.fm/cornerspaeti/rss"_s);
+    EXPECT_EQ(server.requests().at(0).target, "/search?term=corner%20sp%C3%A4ti&media=podcast&limit=25");
+
+    const Result text = velmo({u"podcast"_s, u"search"_s, u"corner"_s});
+    EXPECT_TRUE(text.out.contains(u"Corner Späti — The Späti Boys (349 episodes)"_s)) << text.out.toStdString();
+}
