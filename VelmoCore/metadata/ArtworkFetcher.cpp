@@ -44,36 +44,19 @@ bool present(const std::optional<QString>& id)
 
 } // namespace
 
-FetchError::FetchError(Kind kind, std::optional<MetadataHTTPClient::HTTPError> httpError)
-    : std::runtime_error("artwork fetch failed")
-    , m_kind(kind)
-    , m_httpError(std::move(httpError))
-{
-}
-
 FetchError FetchError::networkError(const MetadataHTTPClient::HTTPError& error)
 {
-    return {Kind::networkError, error};
+    return {Kind::networkError, u"Couldn't reach the artwork service: "_s + error.message(), error};
 }
 
 FetchError FetchError::noMatchFound()
 {
-    return {Kind::noMatchFound};
+    return {Kind::noMatchFound, u"No matching album was found for the artwork."_s};
 }
 
 FetchError FetchError::artworkUnavailable()
 {
-    return {Kind::artworkUnavailable};
-}
-
-QString FetchError::message() const
-{
-    switch (m_kind) {
-    case Kind::networkError: return u"Couldn't reach the artwork service: "_s + m_httpError->message();
-    case Kind::noMatchFound: return u"No matching album was found for the artwork."_s;
-    case Kind::artworkUnavailable: return u"No artwork is available for this album."_s;
-    }
-    Q_UNREACHABLE();
+    return {Kind::artworkUnavailable, u"No artwork is available for this album."_s};
 }
 
 QCoro::Task<ArtworkResult> fetch(QString artist, QString album, MetadataHTTPClient& client)

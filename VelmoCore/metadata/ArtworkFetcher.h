@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MetadataHTTPClient.h"
+#include "MetadataServiceError.h"
 
 #include <QByteArray>
 #include <QCoro/QCoroTask>
@@ -8,7 +9,6 @@
 #include <QUrl>
 
 #include <optional>
-#include <stdexcept>
 
 // Finds an album's cover online: the Cover Art Archive by release and then by release group,
 // and last the iTunes Search API, whose answer counts only when artist and album match
@@ -22,23 +22,23 @@ struct ArtworkResult {
     bool operator==(const ArtworkResult&) const = default;
 };
 
-class FetchError : public std::runtime_error {
+enum class FetchErrorKind {
+    networkError,
+    noMatchFound,      // no release, or no verified album
+    artworkUnavailable // the service has no image, or no ID was given
+};
+
+// Callers pass over these without a word: artwork is best-effort.
+class FetchError : public MetadataServiceError<FetchErrorKind> {
 public:
-    enum class Kind { networkError, noMatchFound, artworkUnavailable };
+    using Kind = FetchErrorKind;
 
     static FetchError networkError(const MetadataHTTPClient::HTTPError& error);
     static FetchError noMatchFound();
     static FetchError artworkUnavailable();
 
-    Kind kind() const { return m_kind; }
-    const std::optional<MetadataHTTPClient::HTTPError>& httpError() const { return m_httpError; }
-    QString message() const;
-
 private:
-    FetchError(Kind kind, std::optional<MetadataHTTPClient::HTTPError> httpError = std::nullopt);
-
-    Kind m_kind;
-    std::optional<MetadataHTTPClient::HTTPError> m_httpError;
+    using MetadataServiceError::MetadataServiceError;
 };
 
 // A release found by name on MusicBrainz.

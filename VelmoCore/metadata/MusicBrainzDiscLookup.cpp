@@ -10,42 +10,24 @@ using namespace Qt::StringLiterals;
 
 namespace MusicBrainzDiscLookup {
 
-LookupError::LookupError(Kind kind, std::optional<MetadataHTTPClient::HTTPError> httpError)
-    : std::runtime_error("MusicBrainz disc lookup failed")
-    , m_kind(kind)
-    , m_httpError(std::move(httpError))
-{
-}
-
 LookupError LookupError::networkError(const MetadataHTTPClient::HTTPError& error)
 {
-    return {Kind::networkError, error};
+    return {Kind::networkError, u"Couldn't reach MusicBrainz. Check your internet connection and try again."_s, error};
 }
 
 LookupError LookupError::tocReadFailed()
 {
-    return {Kind::tocReadFailed};
+    return {Kind::tocReadFailed, u"Couldn't read the disc. Try ejecting and re-inserting it."_s};
 }
 
 LookupError LookupError::noMatchFound()
 {
-    return {Kind::noMatchFound};
+    return {Kind::noMatchFound, u"This disc isn't in the MusicBrainz database yet."_s};
 }
 
 LookupError LookupError::parseError()
 {
-    return {Kind::parseError};
-}
-
-QString LookupError::message() const
-{
-    switch (m_kind) {
-    case Kind::networkError: return u"Couldn't reach MusicBrainz. Check your internet connection and try again."_s;
-    case Kind::tocReadFailed: return u"Couldn't read the disc. Try ejecting and re-inserting it."_s;
-    case Kind::noMatchFound: return u"This disc isn't in the MusicBrainz database yet."_s;
-    case Kind::parseError: return u"MusicBrainz returned data Velmo couldn't understand."_s;
-    }
-    Q_UNREACHABLE();
+    return {Kind::parseError, u"MusicBrainz returned data Velmo couldn't understand."_s};
 }
 
 QUrl lookupURL(const QUrl& musicBrainz, const QString& discID, const QList<qint64>& trackOffsets,

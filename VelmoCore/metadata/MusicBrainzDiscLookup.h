@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MetadataHTTPClient.h"
+#include "MetadataServiceError.h"
 #include "ReleaseMetadata.h"
 
 #include <QByteArray>
@@ -10,32 +11,24 @@
 #include <QString>
 #include <QUrl>
 
-#include <optional>
-#include <stdexcept>
-
 // Which releases hold a disc, by its MusicBrainz disc ID: the network and JSON side. The
 // table of contents behind the ID is read by the disc side, which shares this namespace.
 namespace MusicBrainzDiscLookup {
 
-class LookupError : public std::runtime_error {
+// The sentences are the disc screen's: a failure here is shown where the release list would be.
+enum class LookupErrorKind { networkError, tocReadFailed, noMatchFound, parseError };
+
+class LookupError : public MetadataServiceError<LookupErrorKind> {
 public:
-    enum class Kind { networkError, tocReadFailed, noMatchFound, parseError };
+    using Kind = LookupErrorKind;
 
     static LookupError networkError(const MetadataHTTPClient::HTTPError& error);
     static LookupError tocReadFailed();
     static LookupError noMatchFound();
     static LookupError parseError();
 
-    Kind kind() const { return m_kind; }
-    // The failure behind a networkError.
-    const std::optional<MetadataHTTPClient::HTTPError>& httpError() const { return m_httpError; }
-    QString message() const;
-
 private:
-    LookupError(Kind kind, std::optional<MetadataHTTPClient::HTTPError> httpError = std::nullopt);
-
-    Kind m_kind;
-    std::optional<MetadataHTTPClient::HTTPError> m_httpError;
+    using MetadataServiceError::MetadataServiceError;
 };
 
 // "/ws/2/discid/<id>" with fmt, inc and the TOC ("1", track count, lead-out, then each

@@ -42,36 +42,19 @@ ReleaseCandidate candidateFrom(const QJsonObject& release)
 
 } // namespace
 
-LookupError::LookupError(Kind kind, std::optional<MetadataHTTPClient::HTTPError> httpError)
-    : std::runtime_error("MusicBrainz release lookup failed")
-    , m_kind(kind)
-    , m_httpError(std::move(httpError))
-{
-}
-
 LookupError LookupError::networkError(const MetadataHTTPClient::HTTPError& error)
 {
-    return {Kind::networkError, error};
+    return {Kind::networkError, u"Couldn't reach MusicBrainz: "_s + error.message(), error};
 }
 
 LookupError LookupError::noMatchFound()
 {
-    return {Kind::noMatchFound};
+    return {Kind::noMatchFound, u"No matching release found on MusicBrainz."_s};
 }
 
 LookupError LookupError::parseError()
 {
-    return {Kind::parseError};
-}
-
-QString LookupError::message() const
-{
-    switch (m_kind) {
-    case Kind::networkError: return u"Couldn't reach MusicBrainz: "_s + m_httpError->message();
-    case Kind::noMatchFound: return u"No matching release found on MusicBrainz."_s;
-    case Kind::parseError: return u"MusicBrainz returned data Velmo couldn't understand."_s;
-    }
-    Q_UNREACHABLE();
+    return {Kind::parseError, u"MusicBrainz returned data Velmo couldn't understand."_s};
 }
 
 QUrl searchURL(const QUrl& musicBrainz, const QString& artist, const QString& album, qint64 limit)

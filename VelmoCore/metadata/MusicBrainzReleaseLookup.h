@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MetadataHTTPClient.h"
+#include "MetadataServiceError.h"
 #include "ReleaseCandidate.h"
 #include "ReleaseMetadata.h"
 
@@ -11,28 +12,22 @@
 #include <QUrl>
 
 #include <optional>
-#include <stdexcept>
 
 // Finding the release an album in the library belongs to, and reading it whole.
 namespace MusicBrainzReleaseLookup {
 
-class LookupError : public std::runtime_error {
+enum class LookupErrorKind { networkError, noMatchFound, parseError };
+
+class LookupError : public MetadataServiceError<LookupErrorKind> {
 public:
-    enum class Kind { networkError, noMatchFound, parseError };
+    using Kind = LookupErrorKind;
 
     static LookupError networkError(const MetadataHTTPClient::HTTPError& error);
     static LookupError noMatchFound();
     static LookupError parseError();
 
-    Kind kind() const { return m_kind; }
-    const std::optional<MetadataHTTPClient::HTTPError>& httpError() const { return m_httpError; }
-    QString message() const;
-
 private:
-    LookupError(Kind kind, std::optional<MetadataHTTPClient::HTTPError> httpError = std::nullopt);
-
-    Kind m_kind;
-    std::optional<MetadataHTTPClient::HTTPError> m_httpError;
+    using MetadataServiceError::MetadataServiceError;
 };
 
 // "/ws/2/release?query=artist:A AND release:B": the names as separate terms, with every
