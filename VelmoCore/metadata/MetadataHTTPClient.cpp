@@ -314,9 +314,16 @@ QCoro::Task<MetadataHTTPClient::Attempt> MetadataHTTPClient::send(QNetworkReques
     bool timedOut = false;
     bool tooLarge = false;
     // Aborting emits "finished" at once; from inside one of the reply's own signals that
-    // would resume this coroutine in the middle of the emission.
+    // would resume this coroutine in the middle of the emission. By the time the abort runs
+    // the reply may have finished on its own.
     const auto abortSoon = [raw = reply.get()] {
-        QMetaObject::invokeMethod(raw, &QNetworkReply::abort, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            raw,
+            [raw] {
+                if (!raw->isFinished())
+                    raw->abort();
+            },
+            Qt::QueuedConnection);
     };
     QTimer idle;
     idle.setSingleShot(true);

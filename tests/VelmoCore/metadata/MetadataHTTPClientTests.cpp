@@ -271,19 +271,23 @@ TEST_F(MetadataHTTPClientTest, AnUnreachableServiceIsANetworkErrorInWords)
 TEST_F(MetadataHTTPClientTest, AnAnswerOverTheLimitIsRefusedWithoutRetrying)
 {
     MetadataHTTPClient frugal({.clock = clock, .maximumBodySize = 1024});
+    services.coverArt.route(u"/fits"_s, FakeResponse::ok(QByteArray(1024, 'z')));
     services.coverArt.route(u"/declared"_s, FakeResponse::ok(QByteArray(4096, 'x')));
     FakeResponse streamed = FakeResponse::ok(QByteArray(64 * 1024, 'y'));
     streamed.sendContentLength = false;
     streamed.chunkSize = 512;
-    services.coverArt.route(u"/streamed"_s, streamed);
-    services.coverArt.route(u"/fits"_s, FakeResponse::ok(QByteArray(1024, 'z')));
+    services.iTunes.route(u"/streamed"_s, streamed);
 
+    EXPECT_EQ(awaitTask(frugal.get(coverArt(u"/fits"_s))).size(), 1024);
     const HTTPError declared = awaitFailure<HTTPError>(frugal.get(coverArt(u"/declared"_s)));
     EXPECT_EQ(declared.kind(), HTTPError::Kind::tooLarge);
     EXPECT_EQ(declared.message(), u"The service sent an answer larger than 1 KiB, which was refused."_s);
-    EXPECT_EQ(awaitFailure<HTTPError>(frugal.get(coverArt(u"/streamed"_s))).kind(), HTTPError::Kind::tooLarge);
-    EXPECT_EQ(awaitTask(frugal.get(coverArt(u"/fits"_s))).size(), 1024);
-    EXPECT_EQ(services.coverArt.requests().size(), 3);
+    EXPECT_EQ(services.coverArt.requestCount(u"/declared"_s), 1);
+
+    // An answer of no stated length is cut off as it grows. (Qt itself may then send the
+    // request once more on a new connection, so the server's count proves nothing here.)
+    EXPECT_EQ(awaitFailure<HTTPError>(frugal.get(services.iTunes.url(u"/streamed"_s))).kind(), HTTPError::Kind::tooLarge);
+    EXPECT_TRUE(clock->sleeps().isEmpty()) << "no pause, so no second try";
 }
 
 TEST_F(MetadataHTTPClientTest, AtMostTwoConnectionsToOneHost)
