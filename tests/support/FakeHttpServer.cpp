@@ -4,6 +4,8 @@
 #include <QTcpSocket>
 #include <QTimer>
 
+#include <algorithm>
+
 FakeResponse FakeResponse::ok(const QByteArray& body, const QByteArray& contentType)
 {
     FakeResponse response;
@@ -68,6 +70,15 @@ void FakeHttpServer::route(const QString& path, Handler handler)
     m_routes.insert(path, std::move(handler));
 }
 
+void FakeHttpServer::routeSequence(const QString& path, const QList<FakeResponse>& responses)
+{
+    Q_ASSERT(!responses.isEmpty());
+    auto next = std::make_shared<qsizetype>(0);
+    route(path, [responses, next](const FakeRequest&) {
+        return responses.at(std::min((*next)++, responses.size() - 1));
+    });
+}
+
 qsizetype FakeHttpServer::requestCount(const QString& path) const
 {
     return std::count_if(m_requests.cbegin(), m_requests.cend(),
@@ -99,6 +110,7 @@ void FakeHttpServer::serve(QTcpSocket* socket)
         if (buffer->size() < headerEnd + 4 + length)
             return;
         request.body = buffer->mid(headerEnd + 4, length);
+        request.receivedAt = std::chrono::steady_clock::now();
         buffer->clear();
         disconnect(socket, &QTcpSocket::readyRead, this, nullptr);
         m_requests.append(request);

@@ -18,6 +18,7 @@ struct FakeRequest {
     QByteArray target; // path with query, as sent
     QHash<QByteArray, QByteArray> headers; // names lower-cased
     QByteArray body;
+    std::chrono::steady_clock::time_point receivedAt;
 
     QString path() const { return QUrl(QString::fromUtf8(target)).path(); }
     QByteArray header(const QByteArray& name) const { return headers.value(name.toLower()); }
@@ -58,6 +59,8 @@ public:
     // Routes match the request's path without its query. Unknown paths answer 404.
     void route(const QString& path, const FakeResponse& response);
     void route(const QString& path, Handler handler);
+    // A script for one path: each request takes the next answer, and the last one repeats.
+    void routeSequence(const QString& path, const QList<FakeResponse>& responses);
 
     QList<FakeRequest> requests() const { return m_requests; }
     qsizetype requestCount(const QString& path) const;

@@ -24,3 +24,8 @@ inline QByteArray jsonText(const QJsonArray& array)
 {
     return QJsonDocument(array).toJson();
 }
+
+inline QByteArray jsonText(const QJsonObject& object)
+{
+    return QJsonDocument(object).toJson();
+}

@@ -2,6 +2,7 @@
 #include "library/JsonCoding.h"
 #include "library/Track.h"
 #include "library/TrackSignature.h"
+#include "metadata/ReleaseMetadata.h"
 #include "support/JsonHelpers.h"
 #include "support/TrackFactory.h"
 
@@ -207,4 +208,16 @@ TEST(TrackSignature, UntaggedFilesMatchOnTitleAlone)
     EXPECT_TRUE(TrackSignature(first).matches(TrackSignature(second)));
     second.albumArtist = u"Someone"_s;
     EXPECT_TRUE(TrackSignature(first).matches(TrackSignature(second))) << "albumArtist takes no part";
+}
+
+TEST(TrackSignature, AReleaseTrackUnderItsAlbumMatchesTheLibrarysCopy)
+{
+    const TrackMetadataStub stub{.number = 6, .title = u"Money "_s, .artist = u"pink floyd"_s, .duration = 382.7};
+    const TrackSignature fromDisc(u"The Dark Side of the Moon"_s, stub);
+    EXPECT_EQ(fromDisc.artist, u"pink floyd"_s);
+    EXPECT_EQ(fromDisc.title, u"money"_s);
+    EXPECT_EQ(fromDisc.album, u"the dark side of the moon"_s);
+    EXPECT_DOUBLE_EQ(fromDisc.duration, 382.7);
+    EXPECT_TRUE(fromDisc.matches(TrackSignature(makeTrack(u"Money"_s, u"Pink Floyd"_s, u"The Dark Side of the Moon"_s, 381.0))));
+    EXPECT_FALSE(fromDisc.matches(TrackSignature(makeTrack(u"Money"_s, u"Pink Floyd"_s, u"Wish You Were Here"_s, 382.7))));
 }
