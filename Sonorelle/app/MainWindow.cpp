@@ -3,10 +3,12 @@
 #include "AppCoordinator.h"
 #include "ContentView.h"
 #include "OnboardingView.h"
+#include "library/Library.h"
 
 #include <QApplication>
 #include <QMenuBar>
 #include <QStackedWidget>
+#include <QStatusBar>
 
 using namespace Qt::StringLiterals;
 
@@ -33,6 +35,8 @@ void MainWindow::showCurrentScreen()
         if (m_contentView)
             return;
         m_contentView = new ContentView(*m_coordinator.library(), m_screens);
+        connect(m_coordinator.library(), &Library::liveUpdatesPartial, this,
+                [this](const QString& message) { statusBar()->showMessage(message); });
         connect(m_contentView, &ContentView::appeared, this, &MainWindow::contentAppeared);
         m_screens->addWidget(m_contentView);
         m_screens->setCurrentWidget(m_contentView);

@@ -25,6 +25,7 @@
 #include <memory>
 #include <optional>
 
+class FolderWatcher;
 class StoreWriter;
 
 // The one live model: every list the screens show and every store on disk. It lives on the
@@ -77,6 +78,11 @@ public:
     // entry's identity through moves and renames. Missing files leave the catalogue only
     // with `applyRemovals`, and only when no playlist uses them.
     QCoro::Task<ReconcileReport> reconcile(bool applyRemovals);
+    // Follows changes to the library folder live, about a second after they happen: a file
+    // renamed or moved outside the program keeps its entry. A second start does nothing.
+    void startWatching();
+    void stopWatching();
+    bool isWatching() const { return m_watcher != nullptr; }
 
     // Writes every unsaved store now. Also runs when the application quits.
     void flush();
@@ -161,8 +167,14 @@ signals:
     void podcastsChanged();
     void episodesChanged();
     void downloadProgressChanged();
+    // Once, when the system's limit on watched folders leaves part of the library without
+    // live updates; the sentence says so.
+    void liveUpdatesPartial(const QString& message);
 
 private:
+    // One batch of changed paths from the folder watcher.
+    QCoro::Task<> handleChangedFiles(QList<QUrl> urls);
+
     // Every operation runs on the thread that owns the library.
     void assertMainThread() const { Q_ASSERT(QThread::currentThread() == thread()); }
 
@@ -188,6 +200,7 @@ private:
     QList<Podcast> m_podcasts;
     QList<Episode> m_episodes;
     QHash<QUuid, double> m_downloadProgress;
+    FolderWatcher* m_watcher = nullptr;
 
     // Declared after the lists, so that they go first and their final flush still sees them.
     std::unique_ptr<StoreWriter> m_tracksWriter;

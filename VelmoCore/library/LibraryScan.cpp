@@ -3,10 +3,13 @@
 #include "Background.h"
 #include "Reconciler.h"
 #include "TagReader.h"
+#include "TrackSignature.h"
+#include "platform/FolderWatcher.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
+#include <QPointer>
 #include <QtConcurrent/QtConcurrentMap>
 
 namespace {
@@ -92,4 +95,72 @@ QCoro::Task<ReconcileReport> Library::reconcile(bool applyRemovals)
     for (const Track& track : std::as_const(m_tracks))
         m_artworkCache.warm(track.artworkData, track.id);
     co_return result.report;
+}
+
+void Library::startWatching()
+{
+    assertMainThread();
+    if (m_watcher)
+        return;
+    m_watcher = new FolderWatcher(m_rootURL, 1.0, this);
+    connect(m_watcher, &FolderWatcher::filesChanged, this, [this](const QList<QUrl>& urls) { handleChangedFiles(urls); });
+    connect(m_watcher, &FolderWatcher::partialCoverage, this, &Library::liveUpdatesPartial);
+    m_watcher->start();
+}
+
+void Library::stopWatching()
+{
+    assertMainThread();
+    delete m_watcher;
+    m_watcher = nullptr;
+}
+
+QCoro::Task<> Library::handleChangedFiles(QList<QUrl> urls)
+{
+    QList<QUrl> present;
+    QList<QUrl> gone;
+    for (const QUrl& url : std::as_const(urls)) {
+        if (!isAudioFile(url))
+            continue;
+        (QFileInfo::exists(url.toLocalFile()) ? present : gone).append(url);
+    }
+    if (present.isEmpty() && gone.isEmpty())
+        co_return;
+
+    QPointer<Library> self(this);
+    bool changed = false;
+    // Present paths first: a rename arrives as one gone and one present path, and the entry
+    // is found while its old file is known to be missing.
+    for (const QUrl& url : std::as_const(present)) {
+        const auto read = [url] { return TagReader::read(url); };
+        const std::optional<TrackMetadata> metadata = co_await Background::run(read);
+        if (!self)
+            co_return;
+        if (!metadata)
+            continue;
+        const Track fresh = Track::fromFile(url, *metadata);
+        const auto isMissing = [](const Track& t) { return !QFileInfo::exists(t.path()); };
+        auto entry = std::find_if(m_tracks.begin(), m_tracks.end(), [&url](const Track& t) { return t.url == url; });
+        if (entry == m_tracks.end() && fresh.externalID) {
+            entry = std::find_if(m_tracks.begin(), m_tracks.end(), [&](const Track& t) {
+                return t.externalID == fresh.externalID && isMissing(t);
+            });
+        }
+        if (entry == m_tracks.end()) {
+            const TrackSignature signature(fresh);
+            entry = std::find_if(m_tracks.begin(), m_tracks.end(),
+                                 [&](const Track& t) { return TrackSignature(t).matches(signature) && isMissing(t); });
+        }
+        const Track stored = entry == m_tracks.end() ? fresh : fresh.preservingIdentity(*entry);
+        if (entry == m_tracks.end())
+            m_tracks.append(stored);
+        else
+            *entry = stored;
+        m_artworkCache.warm(stored.artworkData, stored.id);
+        changed = true;
+    }
+    for (const QUrl& url : std::as_const(gone))
+        changed |= m_tracks.removeIf([&url](const Track& t) { return t.url == url; }) > 0;
+    if (changed)
+        tracksDidChange();
 }

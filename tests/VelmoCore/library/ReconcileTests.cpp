@@ -1,4 +1,5 @@
 #include "library/BlockingWait.h"
+#include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "library/Reconciler.h"
 #include "library/TagWriter.h"
@@ -8,6 +9,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QSignalSpy>
 
 #include <gtest/gtest.h>
 
@@ -207,4 +209,42 @@ TEST_F(ScanTest, ReconcileKeepsIdentityThroughARenameOutsideTheProgram)
     EXPECT_TRUE(applied.removalsApplied);
     EXPECT_EQ(library.tracks().size(), 1);
     EXPECT_FALSE(BlockingWait::wait(library.reconcile(false)).hasChanges());
+}
+
+TEST_F(ScanTest, TheWatcherFollowsRenamesDeletionsAndNewFilesLive)
+{
+    Library library(QUrl::fromLocalFile(root));
+    const QString first = copy(u"A/one.flac"_s);
+    copy(u"A/two.flac"_s);
+    for (Track track : Library::scanFolder(QUrl::fromLocalFile(root))) {
+        track.externalID = Json::uuidString(track.id);
+        TagWriter::write(track);
+        library.add(track);
+    }
+    library.add(makeTrack(u"Elsewhere"_s));
+    const QUuid firstID = library.tracks().at(0).id;
+    library.startWatching();
+    library.startWatching();
+    QSignalSpy changed(&library, &Library::tracksChanged);
+
+    QFile::rename(first, root + u"/A/moved.flac"_s);
+    ASSERT_TRUE(changed.wait(5000));
+    EXPECT_EQ(library.tracks().size(), 3);
+    EXPECT_EQ(library.tracks().at(0).id, firstID) << "replaced in place, identity kept";
+    EXPECT_EQ(library.tracks().at(0).path(), root + u"/A/moved.flac"_s);
+
+    QFile::remove(root + u"/A/two.flac"_s);
+    ASSERT_TRUE(changed.wait(5000));
+    EXPECT_EQ(library.tracks().size(), 2);
+
+    QDir().mkpath(root + u"/C"_s);
+    copy(u"C/new.flac"_s);
+    ASSERT_TRUE(changed.wait(5000));
+    ASSERT_EQ(library.tracks().size(), 3);
+    EXPECT_EQ(library.tracks().last().path(), root + u"/C/new.flac"_s);
+
+    library.stopWatching();
+    EXPECT_FALSE(library.isWatching());
+    QFile::remove(root + u"/C/new.flac"_s);
+    EXPECT_FALSE(changed.wait(1500)) << "nothing is followed after stopping";
 }
