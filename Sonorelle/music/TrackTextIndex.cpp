@@ -1,6 +1,19 @@
 #include "TrackTextIndex.h"
 
+namespace {
+
+// The "C" locale collates by code point, without natural numbers or case folding; a system
+// set to it (as bare sessions are) still gets the natural order of English.
+QLocale collationLocale()
+{
+    const QLocale system = QLocale::system();
+    return system.language() == QLocale::C ? QLocale(QLocale::English, QLocale::UnitedStates) : system;
+}
+
+} // namespace
+
 TrackTextIndex::TrackTextIndex()
+    : m_collator(collationLocale())
 {
     m_collator.setNumericMode(true);
     m_collator.setCaseSensitivity(Qt::CaseInsensitive);

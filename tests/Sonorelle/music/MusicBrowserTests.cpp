@@ -1,0 +1,264 @@
+#include "library/BlockingWait.h"
+#include "library/Library.h"
+#include "music/AlbumGroup.h"
+#include "music/AlbumsView.h"
+#include "music/ImportController.h"
+#include "music/MusicView.h"
+#include "music/SongsTableModel.h"
+#include "music/SongsView.h"
+#include "music/TrackTextIndex.h"
+#include "support/AudioFixtures.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+#include "widgets/StatusToast.h"
+
+#include <QAbstractItemModelTester>
+#include <QMenu>
+#include <QTableView>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+Track track(const QString& title, const QString& artist, const QString& album, const QString& albumArtist = {})
+{
+    Track t = makeTrack(title, artist, album);
+    t.albumArtist = albumArtist;
+    return t;
+}
+
+QStringList titlesAt(const TrackTextIndex& index, const QList<qsizetype>& rows)
+{
+    QStringList titles;
+    for (qsizetype row : rows)
+        titles.append(index.tracks().at(row).title);
+    return titles;
+}
+
+} // namespace
+
+TEST(TrackSearch, MatchesTitleArtistOrAlbumWithoutRegardToCase)
+{
+    TrackTextIndex index;
+    index.update({track(u"Blue Train"_s, u"John Coltrane"_s, u"Blue Train"_s),
+                  track(u"So What"_s, u"Miles Davis"_s, u"Kind of Blue"_s, u"Coltrane fans"_s),
+                  track(u"Naima"_s, u"John Coltrane"_s, u"Giant Steps"_s)});
+    EXPECT_EQ(titlesAt(index, index.filter(u"COLTRANE"_s)), (QStringList{u"Blue Train"_s, u"Naima"_s}))
+        << "the album artist is not searched";
+    EXPECT_EQ(titlesAt(index, index.filter(u"blue"_s)), (QStringList{u"Blue Train"_s, u"So What"_s}));
+    EXPECT_TRUE(index.filter(u"john naima"_s).isEmpty()) << "no tokenising across fields";
+    EXPECT_TRUE(index.filter(u"naima "_s).isEmpty()) << "the text is not trimmed";
+    EXPECT_EQ(index.filter(QString()).size(), 3);
+}
+
+TEST(TrackSearch, AnUpdateSeesRenamedTracks)
+{
+    TrackTextIndex index;
+    Track renamed = track(u"Old"_s, u"A"_s, u"B"_s);
+    index.update({renamed});
+    renamed.title = u"New"_s;
+    index.update({renamed});
+    EXPECT_EQ(index.filter(u"new"_s).size(), 1);
+    EXPECT_TRUE(index.filter(u"old"_s).isEmpty());
+}
+
+TEST(AlbumGrouping, GroupsByAlbumArtistAndAlbumExactly)
+{
+    const QList<AlbumGroup> groups = AlbumGroup::group(
+        {track(u"1"_s, u"Guest"_s, u"Duets"_s, u"Star"_s), track(u"2"_s, u"Star"_s, u"Duets"_s, u"Star"_s),
+         track(u"3"_s, u"Guest"_s, u"Solo"_s), track(u"4"_s, u"Star"_s, u"Solo"_s),
+         track(u"5"_s, u"Star"_s, u"duets"_s, u"Star"_s), track(u"6"_s, u"Star"_s, QString())},
+        AlbumSortOption::artist);
+    QStringList keys;
+    for (const AlbumGroup& g : groups)
+        keys.append(g.artist + u'/' + g.album + u'/' + QString::number(g.tracks.size()));
+    EXPECT_EQ(keys, (QStringList{u"Guest/Solo/1"_s, u"Star//1"_s, u"Star/Duets/2"_s, u"Star/Solo/1"_s,
+                                 u"Star/duets/1"_s}));
+}
+
+TEST(AlbumGrouping, TheFirstTrackAfterFilteringNamesTheGroup)
+{
+    Track early = track(u"Intro"_s, u"Band"_s, u"Record"_s);
+    early.year = 1999;
+    Track late = track(u"Outro"_s, u"Band feat. Guest"_s, u"Record"_s, u"Band"_s);
+    late.year = 2001;
+    late.artworkData = QByteArray("cover");
+    early.albumArtist = u"Band"_s;
+    const AlbumGroup both = AlbumGroup::group({early, late}, AlbumSortOption::artist).constFirst();
+    EXPECT_EQ(both.year, 1999);
+    EXPECT_EQ(both.artworkData, QByteArray("cover")) << "the first track that has artwork gives the group's";
+    const AlbumGroup filtered = AlbumGroup::group({late}, AlbumSortOption::artist).constFirst();
+    EXPECT_EQ(filtered.year, 2001);
+}
+
+TEST(AlbumGrouping, SortsByPlainStringOrderAndTracksByDiscAndNumber)
+{
+    Track second = track(u"b"_s, u"Z"_s, u"album"_s);
+    second.discNumber = 2;
+    second.trackNumber = 1;
+    Track first = track(u"a"_s, u"Z"_s, u"album"_s);
+    first.trackNumber = 7;
+    const QList<AlbumGroup> byAlbum = AlbumGroup::group(
+        {second, track(u"x"_s, u"Y"_s, u"Zebra"_s), track(u"y"_s, u"A"_s, u"Apple"_s), first}, AlbumSortOption::album);
+    ASSERT_EQ(byAlbum.size(), 3);
+    EXPECT_EQ(byAlbum.at(0).album, u"Apple"_s);
+    EXPECT_EQ(byAlbum.at(1).album, u"Zebra"_s);
+    EXPECT_EQ(byAlbum.at(2).album, u"album"_s) << "lower case sorts after every capital";
+    EXPECT_EQ(byAlbum.at(2).tracks.at(0).title, u"a"_s) << "no disc counts as 0";
+}
+
+TEST(SongsTable, NumbersSortByDiscAndTrackAndShowTheDiscOnlyWhenThereAreSeveral)
+{
+    Track discTwo = track(u"b"_s, u"A"_s, u"X"_s);
+    discTwo.discNumber = 2;
+    discTwo.trackNumber = 5;
+    Track discOne = track(u"a"_s, u"A"_s, u"X"_s);
+    discOne.discNumber = 1;
+    discOne.trackNumber = 9;
+    Track bare = track(u"c"_s, u"A"_s, u"X"_s);
+    EXPECT_EQ(SongsTableModel::numberSortKey(discTwo), 20005);
+    EXPECT_EQ(SongsTableModel::numberSortKey(bare), 0);
+
+    TrackTextIndex index;
+    index.update({discTwo, discOne, bare});
+    SongsTableModel model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.setRows(&index, {0, 1, 2});
+    model.sort(SongsTableModel::number, Qt::AscendingOrder);
+    EXPECT_EQ(model.data(model.index(0, SongsTableModel::number), Qt::DisplayRole).toString(), u"–"_s);
+    EXPECT_EQ(model.data(model.index(1, SongsTableModel::number), Qt::DisplayRole).toString(), u"1-9"_s);
+    EXPECT_EQ(model.data(model.index(2, SongsTableModel::number), Qt::DisplayRole).toString(), u"2-5"_s);
+    model.setRows(&index, {0});
+    EXPECT_EQ(model.data(model.index(0, SongsTableModel::number), Qt::DisplayRole).toString(), u"5"_s);
+    EXPECT_EQ(model.data(model.index(0, SongsTableModel::year), Qt::DisplayRole).toString(), u"–"_s);
+    EXPECT_EQ(model.data(model.index(0, SongsTableModel::format), Qt::DisplayRole).toString(), u"FLAC"_s);
+}
+
+TEST(SongsTable, TitlesSortInNaturalOrderAndYearDoesNotSort)
+{
+    TrackTextIndex index;
+    index.update({track(u"Track 10"_s, u"b"_s, u"X"_s), track(u"track 9"_s, u"C"_s, u"X"_s),
+                  track(u"Ärger"_s, u"a"_s, u"X"_s)});
+    SongsTableModel model;
+    model.setRows(&index, {0, 1, 2});
+    const auto column = [&model](int c) {
+        QStringList values;
+        for (int row = 0; row < model.rowCount(); ++row)
+            values.append(model.data(model.index(row, c), Qt::DisplayRole).toString());
+        return values;
+    };
+    EXPECT_EQ(column(SongsTableModel::title), (QStringList{u"Ärger"_s, u"track 9"_s, u"Track 10"_s}));
+    model.sort(SongsTableModel::artist, Qt::DescendingOrder);
+    EXPECT_EQ(column(SongsTableModel::artist), (QStringList{u"C"_s, u"b"_s, u"a"_s}));
+    model.sort(SongsTableModel::year, Qt::AscendingOrder);
+    EXPECT_EQ(column(SongsTableModel::artist), (QStringList{u"C"_s, u"b"_s, u"a"_s}));
+}
+
+namespace {
+
+class MusicViewTest : public ::testing::Test {
+protected:
+    TemporaryStores stores;
+    Library library{QUrl::fromLocalFile(stores.folder() + u"/Music"_s)};
+};
+
+} // namespace
+
+TEST_F(MusicViewTest, StartsOnAlbumsAndSearchNarrowsBothViews)
+{
+    library.add(track(u"Song A"_s, u"Alpha"_s, u"First"_s));
+    library.add(track(u"Song B"_s, u"Beta"_s, u"Second"_s));
+    MusicView view(library);
+    EXPECT_EQ(view.viewMode(), MusicViewMode::albums);
+    EXPECT_EQ(view.albumsView()->groups().size(), 2);
+    view.setSearchText(u"beta"_s);
+    ASSERT_EQ(view.albumsView()->groups().size(), 1);
+    EXPECT_EQ(view.albumsView()->groups().constFirst().album, u"Second"_s);
+    view.setViewMode(MusicViewMode::songs);
+    EXPECT_EQ(view.songsView()->model()->rowCount(), 1);
+    view.setSearchText(QString());
+    EXPECT_EQ(view.songsView()->model()->rowCount(), 2);
+
+    library.add(track(u"Song C"_s, u"Gamma"_s, u"Third"_s));
+    view.refreshNow();
+    EXPECT_EQ(view.songsView()->model()->rowCount(), 3) << "the lists follow the library";
+}
+
+TEST_F(MusicViewTest, TheFirstSelectedRowInTableOrderIsTheSelectedTrack)
+{
+    const Track b = track(u"B"_s, u"x"_s, u"y"_s);
+    const Track a = track(u"A"_s, u"x"_s, u"y"_s);
+    library.add(b);
+    library.add(a);
+    MusicView view(library);
+    view.setViewMode(MusicViewMode::songs);
+    std::optional<Track> selected;
+    QObject::connect(&view, &MusicView::selectedTrackChanged, [&](const std::optional<Track>& t) { selected = t; });
+    QTableView* table = view.songsView()->table();
+    table->selectAll();
+    ASSERT_TRUE(selected.has_value());
+    EXPECT_EQ(selected->id, a.id) << "A sorts first by title";
+    table->clearSelection();
+    EXPECT_FALSE(selected.has_value());
+}
+
+TEST_F(MusicViewTest, TheContextMenuAddsTheSelectionToAPlaylistOrANewOne)
+{
+    library.add(track(u"A"_s, u"x"_s, u"y"_s));
+    library.add(track(u"B"_s, u"x"_s, u"y"_s));
+    const Playlist existing = library.createPlaylist(u"Road"_s);
+    std::optional<QString> answer = u"  Fresh  "_s;
+    SongsView songs(library, [&answer](QWidget*, const TextPromptRequest& request) {
+        EXPECT_EQ(request.title, u"New Playlist"_s);
+        EXPECT_EQ(request.acceptButton, u"Create"_s);
+        return answer;
+    });
+    TrackTextIndex index;
+    index.update(library.tracks());
+    songs.setRows(&index, {0, 1});
+
+    QMenu empty;
+    songs.fillContextMenu(empty);
+    EXPECT_TRUE(empty.isEmpty()) << "nothing for an empty selection";
+
+    songs.table()->selectAll();
+    QMenu menu;
+    songs.fillContextMenu(menu);
+    QMenu* submenu = menu.actions().constFirst()->menu();
+    ASSERT_NE(submenu, nullptr);
+    EXPECT_EQ(menu.actions().constFirst()->text(), u"Add to Playlist"_s);
+    const QList<QAction*> entries = submenu->actions();
+    ASSERT_EQ(entries.size(), 3);
+    EXPECT_EQ(entries.at(0)->text(), u"Road"_s);
+    EXPECT_TRUE(entries.at(1)->isSeparator());
+    EXPECT_EQ(entries.at(2)->text(), u"New Playlist…"_s);
+
+    entries.at(0)->trigger();
+    EXPECT_EQ(library.playlists().constFirst().trackIDs.size(), 2);
+    entries.at(2)->trigger();
+    ASSERT_EQ(library.playlists().size(), 2);
+    EXPECT_EQ(library.playlists().at(1).name, u"Fresh"_s);
+    EXPECT_EQ(library.playlists().at(1).trackIDs.size(), 2);
+    answer = u"   "_s;
+    entries.at(2)->trigger();
+    EXPECT_EQ(library.playlists().size(), 2) << "a blank name makes nothing";
+    EXPECT_EQ(existing.id, library.playlists().constFirst().id);
+}
+
+TEST_F(MusicViewTest, AnImportShowsItsCountForAMoment)
+{
+    const QString source = stores.folder() + u"/Incoming"_s;
+    AudioFixtures::copySample(u"taglib/sinewave.flac"_s, source + u"/one.flac"_s);
+    MusicView view(library, [&source](QWidget*, const FolderPickerRequest&) { return std::optional<QString>(source); });
+    view.resize(600, 400);
+    view.show();
+    BlockingWait::wait(view.importController().chooseFolder(library));
+    BlockingWait::wait(view.importController().importSelected());
+    EXPECT_TRUE(view.toast()->isVisible());
+    EXPECT_EQ(view.toast()->text(), u"1 track imported"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(!view.toast()->isVisible(), 5000);
+    EXPECT_FALSE(view.importController().importComplete());
+}
