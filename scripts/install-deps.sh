@@ -14,7 +14,7 @@ packages=(
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth
     # running the application
-    qt6-qpa-plugins fonts-dejavu-core eject
+    qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )
 
 missing=()

@@ -1,5 +1,8 @@
 #include "OnboardingView.h"
 
+#include "widgets/Icons.h"
+
+
 #include <QComboBox>
 #include <QDir>
 #include <QFormLayout>
@@ -23,8 +26,7 @@ OnboardingView::OnboardingView(FolderPicker folderPicker, QWidget* parent)
     , m_problem(new QLabel(this))
 {
     auto* icon = new QLabel(this);
-    const QIcon fallback = style()->standardIcon(QStyle::SP_DirHomeIcon);
-    icon->setPixmap(QIcon::fromTheme(u"folder-music"_s, fallback).pixmap(64, 64));
+    icon->setPixmap(Icons::symbol(u"house"_s).pixmap(64, 64));
     icon->setAlignment(Qt::AlignCenter);
 
     auto* title = new QLabel(u"Welcome to Sonorelle"_s, this);

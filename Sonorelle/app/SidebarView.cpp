@@ -1,5 +1,7 @@
 #include "SidebarView.h"
 
+#include "widgets/Icons.h"
+
 #include <QIcon>
 #include <QLabel>
 #include <QListWidget>
@@ -35,18 +37,18 @@ SidebarView::SidebarView(QWidget* parent)
     layout->addWidget(m_list, 1);
 
     using Kind = SidebarItem::Kind;
-    addRow({Kind::music, {}}, u"Music"_s, u"audio-x-generic"_s);
-    addRow({Kind::playlists, {}}, u"Playlists"_s, u"view-media-playlist"_s);
-    addRow({Kind::podcasts, {}}, u"Podcasts"_s, u"audio-input-microphone"_s);
-    addRow({Kind::devices, {}}, u"Devices"_s, u"drive-removable-media"_s);
-    addRow({Kind::library, {}}, u"Maintenance"_s, u"applications-system"_s);
+    addRow({Kind::music, {}}, u"Music"_s, u"music.note"_s);
+    addRow({Kind::playlists, {}}, u"Playlists"_s, u"music.note.list"_s);
+    addRow({Kind::podcasts, {}}, u"Podcasts"_s, u"mic"_s);
+    addRow({Kind::devices, {}}, u"Devices"_s, u"externaldrive"_s);
+    addRow({Kind::library, {}}, u"Maintenance"_s, u"wrench.and.screwdriver"_s);
 
     connect(m_list, &QListWidget::itemSelectionChanged, this, [this] { emit selectionChanged(selection()); });
 }
 
 void SidebarView::addRow(const SidebarItem& item, const QString& text, const QString& iconName)
 {
-    auto* row = new QListWidgetItem(QIcon::fromTheme(iconName), text, m_list);
+    auto* row = new QListWidgetItem(Icons::symbol(iconName), text, m_list);
     row->setData(kindRole, int(item.kind));
     row->setData(bsdNameRole, item.bsdName);
 }

@@ -1,6 +1,7 @@
 #include "app/VelmoApp.h"
 #include "library/LibraryLock.h"
 #include "platform/TerminationSignals.h"
+#include "widgets/Icons.h"
 
 #include <QApplication>
 #include <QMessageBox>
@@ -14,6 +15,7 @@ int main(int argc, char* argv[])
     QApplication::setApplicationName(u"Sonorelle"_s);
     QApplication::setApplicationVersion(QStringLiteral(SONORELLE_VERSION));
     QApplication::setDesktopFileName(u"sonorelle"_s);
+    Icons::chooseTheme();
 
     LibraryLock lock;
     if (const auto refusal = lock.acquire()) {

@@ -40,7 +40,7 @@ AlbumDetailView::AlbumDetailView(Library& library, const AlbumGroup& group, Text
     , m_library(library)
     , m_group(group)
     , m_prompt(std::move(prompt))
-    , m_artwork(new ArtworkView(180, 8, u"audio-x-generic"_s, this))
+    , m_artwork(new ArtworkView(180, 8, u"music.note"_s, this))
     , m_rows(new QTreeWidget(this))
 {
     auto* album = new QLabel(group.album.isEmpty() ? u"Unknown Album"_s : group.album, this);

@@ -1,6 +1,7 @@
 #include "AlbumTile.h"
 
 #include "AlbumGridModel.h"
+#include "widgets/Icons.h"
 
 #include <QIcon>
 #include <QPainter>
@@ -32,7 +33,7 @@ void AlbumTile::paint(QPainter* painter, const QStyleOptionViewItem& option, con
     if (image.isNull()) {
         painter->fillRect(cover, option.palette.color(QPalette::Mid).lighter(150));
         const int iconSide = m_side * 2 / 5;
-        QIcon::fromTheme(QStringLiteral("audio-x-generic"))
+        Icons::symbol(QStringLiteral("music.note"))
             .paint(painter, QRect(cover.center() - QPoint(iconSide / 2, iconSide / 2), QSize(iconSide, iconSide)));
     } else {
         painter->fillRect(cover, option.palette.color(QPalette::Window).darker(110));

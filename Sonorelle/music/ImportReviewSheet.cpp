@@ -2,6 +2,7 @@
 
 #include "ImportController.h"
 #include "library/DisplayText.h"
+#include "widgets/Icons.h"
 
 #include <QComboBox>
 #include <QFormLayout>
@@ -149,8 +150,8 @@ void ImportReviewSheet::rebuild()
     // The list is made once per scan; ticks alone only refresh the checkboxes.
     if (!m_controller.isImporting() && m_model->rowCount() == 0 && !candidates.isEmpty()) {
         m_rebuilding = true;
-        const QIcon flag = QIcon::fromTheme(u"flag"_s, style()->standardIcon(QStyle::SP_MessageBoxInformation));
-        const QIcon warning = QIcon::fromTheme(u"dialog-warning"_s, style()->standardIcon(QStyle::SP_MessageBoxWarning));
+        const QIcon flag = Icons::symbol(u"flag"_s);
+        const QIcon warning = Icons::symbol(u"exclamationmark.triangle"_s);
         m_model->setColumnCount(2);
         for (const ImportController::AlbumGroup& group : ImportController::group(candidates)) {
             auto* heading = new QStandardItem(group.key);

@@ -4,6 +4,7 @@
 #include "ImportReviewSheet.h"
 #include "SongsView.h"
 #include "library/Library.h"
+#include "widgets/Icons.h"
 #include "widgets/StatusToast.h"
 
 #include <QButtonGroup>
@@ -48,13 +49,11 @@ MusicView::MusicView(Library& library, FolderPicker folderPicker, QWidget* paren
         modes->addButton(button);
     }
     m_songsButton->setAccessibleName(u"View"_s);
-    auto* importButton = new QPushButton(QIcon::fromTheme(u"folder-new"_s, style()->standardIcon(QStyle::SP_DirOpenIcon)),
-                                         u"Import Folder…"_s, this);
+    auto* importButton = new QPushButton(Icons::symbol(u"folder.badge.plus"_s), u"Import Folder…"_s, this);
 
     m_search->setPlaceholderText(u"Search"_s);
     m_search->setClearButtonEnabled(true);
-    m_search->addAction(QIcon::fromTheme(u"edit-find"_s, style()->standardIcon(QStyle::SP_FileDialogContentsView)),
-                        QLineEdit::LeadingPosition);
+    m_search->addAction(Icons::symbol(u"magnifyingglass"_s), QLineEdit::LeadingPosition);
 
     auto* toolbar = new QHBoxLayout;
     toolbar->addWidget(m_songsButton);

@@ -50,7 +50,7 @@ TrackDetailView::TrackDetailView(Library& library, const Track& track, ImagePick
     , m_library(library)
     , m_imagePicker(std::move(imagePicker))
     , m_savedSnapshot(track)
-    , m_artwork(new ArtworkView(220, 8, u"audio-x-generic"_s, this))
+    , m_artwork(new ArtworkView(220, 8, u"music.note"_s, this))
     , m_artworkHint(new QLabel(u"Click to change"_s, this))
     , m_artworkMenu(new QMenu(this))
     , m_pages(new QStackedWidget(this))

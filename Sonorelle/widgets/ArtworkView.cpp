@@ -1,5 +1,7 @@
 #include "ArtworkView.h"
 
+#include "Icons.h"
+
 #include <QIcon>
 #include <QMouseEvent>
 #include <QPainter>
@@ -42,7 +44,7 @@ void ArtworkView::paintEvent(QPaintEvent*)
         return;
     }
     painter.fillRect(square, palette().color(QPalette::Mid).lighter(150));
-    const QIcon symbol = QIcon::fromTheme(m_placeholderSymbol, QIcon::fromTheme(QStringLiteral("audio-x-generic")));
+    const QIcon symbol = Icons::symbol(m_placeholderSymbol);
     const int iconSide = side * 2 / 5;
     symbol.paint(&painter, QRect(square.center() - QPoint(iconSide / 2, iconSide / 2), QSize(iconSide, iconSide)));
 }

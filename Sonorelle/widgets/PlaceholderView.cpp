@@ -1,5 +1,7 @@
 #include "PlaceholderView.h"
 
+#include "Icons.h"
+
 #include <QIcon>
 #include <QLabel>
 #include <QVBoxLayout>
@@ -18,7 +20,7 @@ PlaceholderView::PlaceholderView(const QString& iconName, const QString& title, 
     layout->addStretch();
     if (!iconName.isEmpty()) {
         auto* icon = new QLabel(this);
-        icon->setPixmap(QIcon::fromTheme(iconName).pixmap(48, 48));
+        icon->setPixmap(Icons::symbol(iconName).pixmap(48, 48));
         icon->setAlignment(Qt::AlignCenter);
         layout->addWidget(icon);
     }

@@ -1,0 +1,64 @@
+#include "Icons.h"
+
+#include <QApplication>
+#include <QHash>
+#include <QStringList>
+#include <QStyle>
+
+using namespace Qt::StringLiterals;
+
+namespace Icons {
+
+namespace {
+
+struct Mapping {
+    QStringList themeNames;
+    QStyle::StandardPixmap fallback;
+};
+
+const QHash<QString, Mapping>& mappings()
+{
+    static const QHash<QString, Mapping> table{
+        {u"music.note"_s, {{u"audio-x-generic"_s, u"audio-x-generic-symbolic"_s}, QStyle::SP_MediaVolume}},
+        {u"music.note.list"_s,
+         {{u"view-media-playlist"_s, u"media-playlist-repeat"_s, u"view-list-symbolic"_s}, QStyle::SP_FileDialogListView}},
+        {u"mic"_s,
+         {{u"audio-input-microphone"_s, u"audio-input-microphone-symbolic"_s, u"microphone-sensitivity-high"_s},
+          QStyle::SP_MediaVolume}},
+        {u"externaldrive"_s, {{u"drive-removable-media"_s, u"drive-harddisk"_s}, QStyle::SP_DriveHDIcon}},
+        {u"wrench.and.screwdriver"_s,
+         {{u"applications-system"_s, u"preferences-system"_s, u"emblem-system-symbolic"_s}, QStyle::SP_ComputerIcon}},
+        {u"opticaldisc"_s, {{u"media-optical-audio"_s, u"drive-optical"_s, u"drive-optical-symbolic"_s}, QStyle::SP_DriveCDIcon}},
+        {u"folder.badge.plus"_s, {{u"folder-new"_s, u"folder-new-symbolic"_s}, QStyle::SP_FileDialogNewFolder}},
+        {u"magnifyingglass"_s, {{u"edit-find"_s, u"edit-find-symbolic"_s}, QStyle::SP_FileDialogContentsView}},
+        {u"checkmark.circle"_s, {{u"emblem-default"_s, u"object-select-symbolic"_s}, QStyle::SP_DialogApplyButton}},
+        {u"flag"_s, {{u"emblem-important"_s, u"emoji-flags-symbolic"_s, u"bookmark-new"_s}, QStyle::SP_MessageBoxInformation}},
+        {u"exclamationmark.triangle"_s, {{u"dialog-warning"_s, u"dialog-warning-symbolic"_s}, QStyle::SP_MessageBoxWarning}},
+        {u"wand.and.sparkles"_s, {{u"system-run"_s, u"starred"_s, u"emblem-favorite"_s}, QStyle::SP_FileDialogDetailedView}},
+        {u"house"_s, {{u"folder-music"_s, u"user-home"_s}, QStyle::SP_DirHomeIcon}},
+        {u"pencil"_s, {{u"document-edit"_s, u"edit-rename"_s, u"document-edit-symbolic"_s}, QStyle::SP_FileDialogDetailedView}},
+    };
+    return table;
+}
+
+} // namespace
+
+QIcon symbol(const QString& name)
+{
+    const auto mapping = mappings().constFind(name);
+    if (mapping == mappings().cend())
+        return QIcon::fromTheme(name);
+    for (const QString& themeName : mapping->themeNames) {
+        if (QIcon::hasThemeIcon(themeName))
+            return QIcon::fromTheme(themeName);
+    }
+    return QApplication::style()->standardIcon(mapping->fallback);
+}
+
+void chooseTheme()
+{
+    if (QIcon::themeName().isEmpty() || QIcon::themeName() == u"hicolor")
+        QIcon::setThemeName(u"Adwaita"_s);
+}
+
+} // namespace Icons
