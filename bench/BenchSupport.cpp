@@ -17,24 +17,34 @@ QList<Track> generateTracks(qsizetype count)
                                    u"Paper"_s, u"Morning"_s, u"Static"_s, u"Velvet"_s, u"Harbour"_s, u"Ghost"_s};
     static const QStringList genres{u"Rock"_s, u"Jazz"_s, u"Electronic"_s, u"Classical"_s, u"Hip-Hop"_s, u"Folk"_s};
     QRandomGenerator random(42);
-    const auto phrase = [&](int wordCount) {
+    const auto phrase = [](QRandomGenerator& source, int wordCount) {
         QStringList parts;
         for (int i = 0; i < wordCount; ++i)
-            parts.append(words.at(random.bounded(words.size())));
+            parts.append(words.at(source.bounded(words.size())));
         return parts.join(u' ');
     };
 
+    // Twelve tracks an album and ten albums an artist, as in a real collection.
     QList<Track> tracks;
     tracks.reserve(count);
+    QString artist;
+    QString album;
+    qint64 year = 0;
     for (qsizetype i = 0; i < count; ++i) {
+        if (i % 120 == 0)
+            artist = phrase(random, 2) + u' ' + QString::number(i / 120);
+        if (i % 12 == 0) {
+            album = phrase(random, 3) + u' ' + QString::number(i / 12);
+            year = 1960 + random.bounded(60);
+        }
         Track track;
         track.id = QUuid::createUuid();
-        track.artist = phrase(2) + u' ' + QString::number(i / 120);
-        track.albumArtist = track.artist;
-        track.album = phrase(3) + u' ' + QString::number(i / 12);
-        track.title = phrase(3);
+        track.artist = artist;
+        track.albumArtist = artist;
+        track.album = album;
+        track.title = phrase(random, 3);
         track.genre = genres.at(random.bounded(genres.size()));
-        track.year = 1960 + random.bounded(60);
+        track.year = year;
         track.trackNumber = i % 12 + 1;
         track.discNumber = 1;
         track.duration = 120 + random.bounded(300.0);
@@ -53,7 +63,7 @@ QList<Track> generateTracks(qsizetype count)
             track.externalID = track.id.toString(QUuid::WithoutBraces).toUpper();
         }
         if (i % 10 == 0)
-            track.customTags = {{u"MOOD"_s, phrase(2)}, {u"SOURCE"_s, u"vinyl rip"_s}};
+            track.customTags = {{u"MOOD"_s, phrase(random, 2)}, {u"SOURCE"_s, u"vinyl rip"_s}};
         tracks.append(track);
     }
     return tracks;

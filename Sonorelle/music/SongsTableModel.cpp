@@ -13,7 +13,7 @@ SongsTableModel::SongsTableModel(QObject* parent)
 {
 }
 
-void SongsTableModel::setRows(const TrackTextIndex* index, QList<qsizetype> rows)
+void SongsTableModel::setRows(TrackTextIndex* index, QList<qsizetype> rows)
 {
     beginResetModel();
     m_index = index;
@@ -62,6 +62,11 @@ void SongsTableModel::applySort()
 {
     if (!m_index || !isSortable(m_sortColumn))
         return;
+    if (m_sortColumn != number) {
+        m_index->prepareSort(m_sortColumn == artist ? TrackTextIndex::Field::artist
+                             : m_sortColumn == album ? TrackTextIndex::Field::album
+                                                     : TrackTextIndex::Field::title);
+    }
     const TrackTextIndex& index = *m_index;
     const auto before = [&](qsizetype a, qsizetype b) {
         switch (m_sortColumn) {

@@ -16,7 +16,7 @@ public:
     explicit SongsTableModel(QObject* parent = nullptr);
 
     // The index the rows refer to, and which of its tracks to show (positions in it).
-    void setRows(const TrackTextIndex* index, QList<qsizetype> rows);
+    void setRows(TrackTextIndex* index, QList<qsizetype> rows);
 
     const Track& trackAt(int row) const;
     int rowOf(const QUuid& id) const;
@@ -34,7 +34,7 @@ public:
 private:
     void applySort();
 
-    const TrackTextIndex* m_index = nullptr;
+    TrackTextIndex* m_index = nullptr;
     QList<qsizetype> m_rows;
     int m_sortColumn = title;
     Qt::SortOrder m_sortOrder = Qt::AscendingOrder;

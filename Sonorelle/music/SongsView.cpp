@@ -52,7 +52,7 @@ SongsView::SongsView(Library& library, TextPrompt prompt, QWidget* parent)
     });
 }
 
-void SongsView::setRows(const TrackTextIndex* index, QList<qsizetype> rows)
+void SongsView::setRows(TrackTextIndex* index, QList<qsizetype> rows)
 {
     // The selection is kept by id across a refresh of the rows.
     const QList<QUuid> selected = selectedTrackIDs();

@@ -18,7 +18,7 @@ class SongsView : public QWidget {
 public:
     SongsView(Library& library, TextPrompt prompt = promptWithDialog, QWidget* parent = nullptr);
 
-    void setRows(const TrackTextIndex* index, QList<qsizetype> rows);
+    void setRows(TrackTextIndex* index, QList<qsizetype> rows);
 
     QTableView* table() const { return m_table; }
     SongsTableModel* model() const { return m_model; }

@@ -1,5 +1,9 @@
 #include "TrackTextIndex.h"
 
+#include <QCollator>
+#include <QHash>
+#include <QtConcurrent/QtConcurrentMap>
+
 namespace {
 
 // The "C" locale collates by code point, without natural numbers or case folding; a system
@@ -10,26 +14,31 @@ QLocale collationLocale()
     return system.language() == QLocale::C ? QLocale(QLocale::English, QLocale::UnitedStates) : system;
 }
 
+// Work is handed to the thread pool in runs of this many tracks, each with its own collator:
+// a collator is not to be shared between threads.
+constexpr qsizetype runLength = 2048;
+
+QList<std::pair<qsizetype, qsizetype>> runs(qsizetype count)
+{
+    QList<std::pair<qsizetype, qsizetype>> result;
+    for (qsizetype start = 0; start < count; start += runLength)
+        result.append({start, std::min(count, start + runLength)});
+    return result;
+}
+
+QCollator collatorFor(const QLocale& locale)
+{
+    QCollator collator(locale);
+    collator.setNumericMode(true);
+    collator.setCaseSensitivity(Qt::CaseInsensitive);
+    return collator;
+}
+
 } // namespace
 
 TrackTextIndex::TrackTextIndex()
-    : m_collator(collationLocale())
+    : m_locale(collationLocale())
 {
-    m_collator.setNumericMode(true);
-    m_collator.setCaseSensitivity(Qt::CaseInsensitive);
-}
-
-TrackTextIndex::Entry TrackTextIndex::make(const Track& track) const
-{
-    return {track.title,
-            track.artist,
-            track.album,
-            track.title.toLower(),
-            track.artist.toLower(),
-            track.album.toLower(),
-            m_collator.sortKey(track.title),
-            m_collator.sortKey(track.artist),
-            m_collator.sortKey(track.album)};
 }
 
 void TrackTextIndex::update(const QList<Track>& tracks)
@@ -39,19 +48,43 @@ void TrackTextIndex::update(const QList<Track>& tracks)
     for (qsizetype i = 0; i < m_tracks.size(); ++i)
         previous.insert(m_tracks.at(i).id, i);
 
-    QList<Entry> entries;
-    entries.reserve(tracks.size());
-    for (const Track& track : tracks) {
+    // New entries get the keys that the old ones have, so that every entry can be compared.
+    bool keysMade[3] = {false, false, false};
+    for (int field = 0; field < 3; ++field)
+        keysMade[field] = !m_entries.isEmpty() && m_entries.constFirst().keys[field].has_value();
+
+    QList<Entry> entries(tracks.size());
+    QList<qsizetype> fresh;
+    for (qsizetype i = 0; i < tracks.size(); ++i) {
+        const Track& track = tracks.at(i);
         const auto old = previous.constFind(track.id);
         if (old != previous.cend()) {
             const Entry& entry = m_entries.at(*old);
             if (entry.title == track.title && entry.artist == track.artist && entry.album == track.album) {
-                entries.append(entry);
+                entries[i] = entry;
                 continue;
             }
         }
-        entries.append(make(track));
+        fresh.append(i);
     }
+
+    Entry* prepared = entries.data();
+    const auto prepare = [&](const std::pair<qsizetype, qsizetype>& run) {
+        const QCollator collator = collatorFor(m_locale);
+        for (qsizetype n = run.first; n < run.second; ++n) {
+            const qsizetype i = fresh.at(n);
+            const Track& track = tracks.at(i);
+            Entry& entry = prepared[i];
+            entry = {track.title, track.artist, track.album, track.title.toLower(), track.artist.toLower(),
+                     track.album.toLower(), {}};
+            const QString* texts[3] = {&track.title, &track.artist, &track.album};
+            for (int field = 0; field < 3; ++field) {
+                if (keysMade[field])
+                    entry.keys[field] = collator.sortKey(*texts[field]);
+            }
+        }
+    };
+    QtConcurrent::blockingMap(runs(fresh.size()), prepare);
     m_tracks = tracks;
     m_entries = std::move(entries);
 }
@@ -74,14 +107,25 @@ QList<qsizetype> TrackTextIndex::filter(const QString& searchText) const
     return matches;
 }
 
+void TrackTextIndex::prepareSort(Field field)
+{
+    const int f = int(field);
+    if (m_entries.isEmpty() || m_entries.constFirst().keys[f])
+        return;
+    Entry* entries = m_entries.data();
+    const auto prepare = [this, f, entries](const std::pair<qsizetype, qsizetype>& run) {
+        const QCollator collator = collatorFor(m_locale);
+        for (qsizetype i = run.first; i < run.second; ++i) {
+            Entry& entry = entries[i];
+            const QString& text = f == 0 ? entry.title : f == 1 ? entry.artist : entry.album;
+            entry.keys[f] = collator.sortKey(text);
+        }
+    };
+    QtConcurrent::blockingMap(runs(m_entries.size()), prepare);
+}
+
 int TrackTextIndex::compare(qsizetype a, qsizetype b, Field field) const
 {
-    const Entry& x = m_entries.at(a);
-    const Entry& y = m_entries.at(b);
-    switch (field) {
-    case Field::title: return x.titleKey.compare(y.titleKey);
-    case Field::artist: return x.artistKey.compare(y.artistKey);
-    case Field::album: return x.albumKey.compare(y.albumKey);
-    }
-    Q_UNREACHABLE();
+    const int f = int(field);
+    return m_entries.at(a).keys[f]->compare(*m_entries.at(b).keys[f]);
 }

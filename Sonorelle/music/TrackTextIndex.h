@@ -2,16 +2,18 @@
 
 #include "library/Track.h"
 
-#include <QCollator>
 #include <QCollatorSortKey>
-#include <QHash>
 #include <QList>
+#include <QLocale>
 #include <QUuid>
+
+#include <optional>
 
 // The text of every track prepared once, so that a keystroke in the search field or a click
 // on a column header over 100,000 tracks does no per-track string work: lower-cased fields
 // for the search, collation keys for sorting in the natural order of the user's language.
-// A rebuild reuses what it made for tracks whose text has not changed.
+// Keys are made on the thread pool, for a field only once it is first sorted by, and a
+// rebuild reuses what it made for tracks whose text has not changed.
 class TrackTextIndex {
 public:
     enum class Field { title, artist, album };
@@ -25,7 +27,9 @@ public:
     // contains the lower-cased text; all of them for an empty text. The text is not trimmed.
     QList<qsizetype> filter(const QString& searchText) const;
 
-    // Compares two positions by one field in the collation of the user's language.
+    // Makes the collation keys of a field, before sorting by it.
+    void prepareSort(Field field);
+    // Compares two positions by a prepared field in the collation of the user's language.
     int compare(qsizetype a, qsizetype b, Field field) const;
 
 private:
@@ -36,14 +40,10 @@ private:
         QString searchTitle;
         QString searchArtist;
         QString searchAlbum;
-        QCollatorSortKey titleKey;
-        QCollatorSortKey artistKey;
-        QCollatorSortKey albumKey;
+        std::optional<QCollatorSortKey> keys[3];
     };
 
-    Entry make(const Track& track) const;
-
-    QCollator m_collator;
+    QLocale m_locale;
     QList<Track> m_tracks;
     QList<Entry> m_entries;
 };
