@@ -1,6 +1,7 @@
-# g++ 12 destroys a lambda or aggregate temporary made inside a co_await expression twice
-# (a use-after-free that surfaces far away). This check fails the suite when a lambda is
-# written inside a co_await expression: name it first, then await.
+# g++ 12 destroys some temporaries made inside a co_await expression twice (a use-after-free
+# that surfaces far away): lambdas and aggregates, and the result of a co_await taken in a
+# conditional expression. This check fails the suite when a statement holds a lambda inside
+# a co_await, or a co_await inside ?: — name the lambda first, use if/else instead.
 file(GLOB_RECURSE sources "${SOURCE_ROOT}/VelmoCore/*.cpp" "${SOURCE_ROOT}/VelmoCore/*.h"
                           "${SOURCE_ROOT}/Sonorelle/*.cpp" "${SOURCE_ROOT}/Sonorelle/*.h"
                           "${SOURCE_ROOT}/cli/*.cpp" "${SOURCE_ROOT}/cli/*.h"
@@ -8,25 +9,39 @@ file(GLOB_RECURSE sources "${SOURCE_ROOT}/VelmoCore/*.cpp" "${SOURCE_ROOT}/Velmo
 set(offences "")
 foreach(source IN LISTS sources)
     file(STRINGS "${source}" lines)
-    set(previous "")
+    set(statement "")
+    set(start 0)
     set(number 0)
     foreach(line IN LISTS lines)
         math(EXPR number "${number} + 1")
         if(line MATCHES "^[ ]*//")
             continue()
         endif()
-        string(REGEX MATCH "co_await[^;]*\\[[^]]*\\][ ]*(\\(|\\{|mutable)" inline "${line}")
-        set(continued FALSE)
-        if(previous MATCHES "co_await[^;]*\\($" AND line MATCHES "^[ ]*\\[[^]]*\\][ ]*(\\(|\\{|mutable)")
-            set(continued TRUE)
+        if(statement STREQUAL "")
+            set(start ${number})
         endif()
-        if(inline OR continued)
-            file(RELATIVE_PATH where "${SOURCE_ROOT}" "${source}")
-            string(APPEND offences "  ${where}:${number}: ${line}\n")
+        string(APPEND statement " ${line}")
+        # A statement ends with ";" or opens a block; check it whole.
+        if(NOT line MATCHES "[;{}][ ]*$")
+            continue()
         endif()
-        set(previous "${line}")
+        if(statement MATCHES "co_await")
+            set(bad FALSE)
+            if(statement MATCHES "co_await[^;]*\\[[^]]*\\][ ]*(\\(|\\{|mutable)")
+                set(bad TRUE)
+            endif()
+            if(statement MATCHES "\\?[^;:]*:[^;]*co_await" OR statement MATCHES "co_await[^;]*\\?[^;:]*:")
+                set(bad TRUE)
+            endif()
+            if(bad)
+                file(RELATIVE_PATH where "${SOURCE_ROOT}" "${source}")
+                string(STRIP "${statement}" shown)
+                string(APPEND offences "  ${where}:${start}: ${shown}\n")
+            endif()
+        endif()
+        set(statement "")
     endforeach()
 endforeach()
 if(offences)
-    message(FATAL_ERROR "Lambdas inside co_await expressions (name them first):\n${offences}")
+    message(FATAL_ERROR "Temporaries inside co_await expressions (name lambdas first, no co_await in ?:):\n${offences}")
 endif()

@@ -30,12 +30,14 @@ SongsView::SongsView(Library& library, TextPrompt prompt, QWidget* parent)
     m_table->horizontalHeader()->setSectionResizeMode(SongsTableModel::title, QHeaderView::Stretch);
     m_table->setSortingEnabled(true);
     m_table->horizontalHeader()->setSortIndicator(SongsTableModel::title, Qt::AscendingOrder);
-    m_table->setColumnWidth(SongsTableModel::number, 48);
-    m_table->setColumnWidth(SongsTableModel::artist, 170);
-    m_table->setColumnWidth(SongsTableModel::album, 170);
-    m_table->setColumnWidth(SongsTableModel::year, 56);
-    m_table->setColumnWidth(SongsTableModel::duration, 70);
-    m_table->setColumnWidth(SongsTableModel::format, 60);
+    // The title takes what the others leave.
+    m_table->setColumnWidth(SongsTableModel::number, 44);
+    m_table->setColumnWidth(SongsTableModel::artist, 140);
+    m_table->setColumnWidth(SongsTableModel::album, 140);
+    m_table->setColumnWidth(SongsTableModel::year, 50);
+    m_table->setColumnWidth(SongsTableModel::duration, 68);
+    m_table->setColumnWidth(SongsTableModel::format, 58);
+    m_table->horizontalHeader()->setMinimumSectionSize(40);
     m_table->setContextMenuPolicy(Qt::CustomContextMenu);
 
     auto* layout = new QVBoxLayout(this);

@@ -219,9 +219,19 @@ void TrackDetailView::showReadMode()
     m_info->setText(info.join(u" · "_s));
     m_path->setFullText(t.path());
 
-    m_pages->setCurrentIndex(0);
+    showPage(0);
     m_artworkHint->setVisible(false);
     updateButtons();
+}
+
+void TrackDetailView::showPage(int index)
+{
+    // A stack is as tall as its tallest page; the page not shown must not count.
+    for (int page = 0; page < m_pages->count(); ++page)
+        m_pages->widget(page)->setSizePolicy(QSizePolicy::Preferred,
+                                             page == index ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    m_pages->setCurrentIndex(index);
+    m_pages->adjustSize();
 }
 
 void TrackDetailView::beginEditing()
@@ -231,7 +241,7 @@ void TrackDetailView::beginEditing()
     m_isEditing = true;
     m_saveError.reset();
     fillEditFields();
-    m_pages->setCurrentIndex(1);
+    showPage(1);
     m_artworkHint->setVisible(true);
     updateButtons();
 }
@@ -359,9 +369,9 @@ void TrackDetailView::pasteImage()
 QCoro::Task<> TrackDetailView::loadArtwork()
 {
     QPointer<TrackDetailView> self(this);
-    const std::optional<QByteArray> picture = m_savedSnapshot.artworkData
-        ? m_savedSnapshot.artworkData
-        : co_await m_library.artworkCache().artwork(m_savedSnapshot);
+    std::optional<QByteArray> picture = m_savedSnapshot.artworkData;
+    if (!picture)
+        picture = co_await m_library.artworkCache().artwork(m_savedSnapshot);
     if (!self)
         co_return;
     m_cachedArtworkData = picture;

@@ -51,6 +51,7 @@ private:
     QWidget* makeReadPage();
     QWidget* makeEditPage();
     void showReadMode();
+    void showPage(int index);
     void fillEditFields();
     void addTagRow(const TagEntry& entry);
     void collectEdits();

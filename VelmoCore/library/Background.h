@@ -18,7 +18,8 @@
 // is created inside a co_await expression twice, so write
 //     const auto write = [track] { TagWriter::write(track); };
 //     co_await Background::run(write);
-// and never `co_await Background::run([track] { ... })`. A test scans the sources for it.
+// and never `co_await Background::run([track] { ... })`. The same holds for a co_await inside
+// ?:. A test scans the sources for both.
 namespace Background {
 
 template <typename Function>
