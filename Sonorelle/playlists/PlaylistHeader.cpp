@@ -32,7 +32,11 @@ PlaylistHeader::PlaylistHeader(const QString& editToolTip, QWidget* parent)
     m_error->setTextInteractionFlags(Qt::TextSelectableByMouse);
     m_error->hide();
 
-    m_edit->setIcon(QIcon::fromTheme(u"document-edit"_s, style()->standardIcon(QStyle::SP_FileDialogDetailedView)));
+    // No style has a pencil of its own: without one in the icon theme the button says what it does.
+    if (QIcon::hasThemeIcon(u"document-edit"_s))
+        m_edit->setIcon(QIcon::fromTheme(u"document-edit"_s));
+    else
+        m_edit->setText(editToolTip + u'…');
     m_edit->setToolTip(editToolTip);
     m_edit->setAccessibleName(editToolTip);
     m_export->setIcon(QIcon::fromTheme(u"document-export"_s, style()->standardIcon(QStyle::SP_DialogSaveButton)));

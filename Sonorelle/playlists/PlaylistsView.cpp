@@ -4,7 +4,7 @@
 #include "PlaylistDetailView.h"
 #include "SmartPlaylistDetailView.h"
 #include "SmartPlaylistEditorSheet.h"
-#include "TrackChangeFollower.h"
+#include "LibraryFollower.h"
 #include "library/Library.h"
 #include "playlists/SmartRuleEngine.h"
 #include "playlists/TrackListSummary.h"
@@ -18,6 +18,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QPainter>
+#include <QScrollBar>
 #include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
@@ -120,7 +121,7 @@ PlaylistsView::PlaylistsView(Library& library, TextPrompt prompt, SaveFilePicker
                                         this))
     , m_newPlaylist(new QAction(QIcon::fromTheme(playlistIcon), u"New Playlist"_s, this))
     , m_newSmartPlaylist(new QAction(QIcon::fromTheme(smartPlaylistIcon), u"New Smart Playlist"_s, this))
-    , m_follower(new TrackChangeFollower(library, [this] { refresh(); }, this))
+    , m_follower(new LibraryFollower(library, this, [this] { refresh(); }))
 {
     m_list->setHeaderHidden(true);
     m_list->setRootIsDecorated(false);
@@ -171,8 +172,8 @@ PlaylistsView::PlaylistsView(Library& library, TextPrompt prompt, SaveFilePicker
 
     connect(m_newPlaylist, &QAction::triggered, this, &PlaylistsView::newPlaylist);
     connect(m_newSmartPlaylist, &QAction::triggered, this, &PlaylistsView::newSmartPlaylist);
-    connect(&library, &Library::playlistsChanged, this, &PlaylistsView::refresh);
-    connect(&library, &Library::smartPlaylistsChanged, this, &PlaylistsView::refresh);
+    connect(&library, &Library::playlistsChanged, m_follower, &LibraryFollower::recordsChanged);
+    connect(&library, &Library::smartPlaylistsChanged, m_follower, &LibraryFollower::recordsChanged);
     connect(m_list, &QTreeWidget::itemSelectionChanged, this, &PlaylistsView::listSelectionChanged);
     connect(m_list, &QWidget::customContextMenuRequested, this, [this](const QPoint& position) {
         const QTreeWidgetItem* item = m_list->itemAt(position);
@@ -187,7 +188,7 @@ PlaylistsView::PlaylistsView(Library& library, TextPrompt prompt, SaveFilePicker
 
 void PlaylistsView::refresh()
 {
-    m_follower->cancel();
+    m_follower->settle();
     fillList();
     showDetail();
 }
@@ -199,8 +200,9 @@ void PlaylistsView::fillList()
     m_listStack->setCurrentWidget(playlists.isEmpty() && smartPlaylists.isEmpty() ? m_noPlaylists
                                                                                    : static_cast<QWidget*>(m_list));
 
-    // Rebuilding the rows is not the user choosing another one.
+    // Rebuilding the rows is not the user choosing another one, nor scrolling.
     const QSignalBlocker blocker(m_list);
+    const int scrolled = m_list->verticalScrollBar()->value();
     m_list->clear();
     const QIcon regularIcon = QIcon::fromTheme(playlistIcon);
     QTreeWidgetItem* regular = addSection(m_list, u"Playlists"_s);
@@ -223,6 +225,7 @@ void PlaylistsView::fillList()
         if (QTreeWidgetItem* item = itemFor(*m_selection))
             item->setSelected(true);
     }
+    m_list->verticalScrollBar()->setValue(scrolled);
 }
 
 QTreeWidgetItem* PlaylistsView::itemFor(const PlaylistSelection& selection) const
@@ -256,8 +259,13 @@ QStringList PlaylistsView::listTexts() const
 void PlaylistsView::listSelectionChanged()
 {
     const QList<QTreeWidgetItem*> items = m_list->selectedItems();
-    if (items.isEmpty() || !items.constFirst()->data(0, idRole).isValid())
+    if (items.isEmpty() || !items.constFirst()->data(0, idRole).isValid()) {
+        // A click on a section title or beside the rows chooses nothing; the chosen row stays lit.
+        const QSignalBlocker blocker(m_list);
+        if (QTreeWidgetItem* chosen = m_selection ? itemFor(*m_selection) : nullptr)
+            chosen->setSelected(true);
         return;
+    }
     const QTreeWidgetItem* item = items.constFirst();
     setSelection(PlaylistSelection{PlaylistSelection::Kind(item->data(0, kindRole).toInt()),
                                    item->data(0, idRole).toUuid()});
@@ -303,15 +311,11 @@ void PlaylistsView::showDetail()
         m_detailStack->setCurrentWidget(m_noSelection);
         return;
     }
-    if (shown->kind == PlaylistSelection::Kind::regular) {
-        auto* page = new PlaylistDetailView(m_library, shown->id, m_prompt, m_savePicker);
-        connect(page, &PlaylistDetailView::selectedTrackChanged, this, &PlaylistsView::trackSelected);
-        m_detail = page;
-    } else {
-        auto* page = new SmartPlaylistDetailView(m_library, shown->id, m_savePicker);
-        connect(page, &SmartPlaylistDetailView::selectedTrackChanged, this, &PlaylistsView::trackSelected);
-        m_detail = page;
-    }
+    if (shown->kind == PlaylistSelection::Kind::regular)
+        m_detail = new PlaylistDetailView(m_library, shown->id, m_prompt, m_savePicker);
+    else
+        m_detail = new SmartPlaylistDetailView(m_library, shown->id, m_savePicker);
+    connect(m_detail, &PlaylistPage::selectedTrackChanged, this, &PlaylistsView::trackSelected);
     m_detailStack->addWidget(m_detail);
     m_detailStack->setCurrentWidget(m_detail);
 }
@@ -332,10 +336,8 @@ void PlaylistsView::trackSelected(const std::optional<Track>& track)
 void PlaylistsView::clearSelectedTrack()
 {
     const QSignalBlocker blocker(this);
-    if (auto* page = qobject_cast<PlaylistDetailView*>(m_detail))
-        page->clearSelectedTrack();
-    else if (auto* smartPage = qobject_cast<SmartPlaylistDetailView*>(m_detail))
-        smartPage->clearSelectedTrack();
+    if (m_detail)
+        m_detail->clearSelectedTrack();
     m_selectedTrack.reset();
 }
 

@@ -18,7 +18,8 @@ class QStackedWidget;
 class QTreeWidget;
 class QTreeWidgetItem;
 class SmartPlaylistEditorSheet;
-class TrackChangeFollower;
+class LibraryFollower;
+class PlaylistPage;
 
 // Which entry of the list is chosen.
 struct PlaylistSelection {
@@ -89,10 +90,10 @@ private:
     QStackedWidget* m_detailStack;
     QWidget* m_noSelection;
     // The chosen entry's page; replaced when the choice changes.
-    QWidget* m_detail = nullptr;
+    PlaylistPage* m_detail = nullptr;
     std::optional<PlaylistSelection> m_detailShows;
     QAction* m_newPlaylist;
     QAction* m_newSmartPlaylist;
     QPointer<SmartPlaylistEditorSheet> m_sheet;
-    TrackChangeFollower* m_follower;
+    LibraryFollower* m_follower;
 };

@@ -1,7 +1,7 @@
 #include "SmartPlaylistEditorSheet.h"
 
 #include "PlaylistTracksModel.h"
-#include "TrackChangeFollower.h"
+#include "LibraryFollower.h"
 #include "library/Library.h"
 #include "widgets/PlaceholderView.h"
 
@@ -38,7 +38,7 @@ SmartPlaylistEditorSheet::SmartPlaylistEditorSheet(Library& library, SmartPlayli
     , m_previewEmpty(new PlaceholderView(u"edit-find"_s, u"No Matching Tracks"_s, u"Select filters on the left."_s, this))
     , m_preview(new QStackedWidget(this))
     , m_save(nullptr)
-    , m_follower(new TrackChangeFollower(library, [this] { libraryChanged(); }, this))
+    , m_follower(new LibraryFollower(library, this, [this] { libraryChanged(); }))
 {
     setWindowTitle(u"Smart Playlist"_s);
     resize(760, 600);

@@ -16,7 +16,7 @@ class QListWidget;
 class QPushButton;
 class QStackedWidget;
 class QTreeView;
-class TrackChangeFollower;
+class LibraryFollower;
 
 // Edits a copy of a smart playlist: its name, the three columns of wanted artists, genres and
 // decades, and a live preview of what they match. It hands the edited value to its owner, who
@@ -89,5 +89,5 @@ private:
     PlaceholderView* m_previewEmpty;
     QStackedWidget* m_preview;
     QPushButton* m_save;
-    TrackChangeFollower* m_follower;
+    LibraryFollower* m_follower;
 };

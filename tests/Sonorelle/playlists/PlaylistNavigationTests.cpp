@@ -94,4 +94,18 @@ TEST_F(PlaylistNavigationTest, DeletingTheShownPlaylistElsewhereLeavesNothingSel
     EXPECT_EQ(detailText(), u"Select a track"_s);
 }
 
+TEST_F(PlaylistNavigationTest, TheHiddenListCatchesUpWhenShown)
+{
+    choose(SidebarItem::Kind::music);
+    library.createPlaylist(u"Later"_s);
+    library.add(makeTrack(u"C"_s));
+    QTest::qWait(300);
+    EXPECT_FALSE(content.playlistsView()->listTexts().contains(u"Later\t0 tracks"_s))
+        << "no work for a screen nobody sees";
+
+    choose(SidebarItem::Kind::playlists);
+    EXPECT_EQ(content.playlistsView()->listTexts(),
+              (QStringList{u"Playlists"_s, u"Mix\t2 tracks"_s, u"Later\t0 tracks"_s}));
+}
+
 } // namespace
