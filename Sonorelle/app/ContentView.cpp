@@ -6,6 +6,7 @@
 #include "music/AlbumDetailView.h"
 #include "music/MusicView.h"
 #include "music/TrackDetailView.h"
+#include "playlists/PlaylistsView.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QHBoxLayout>
@@ -21,9 +22,11 @@ ContentView::ContentView(Library& library, QWidget* parent)
     , m_content(new QStackedWidget(this))
     , m_detail(new QStackedWidget(this))
     , m_music(new MusicView(library))
+    , m_playlists(new PlaylistsView(library))
     , m_maintenance(new LibraryMaintenanceView(library))
 {
     m_content->addWidget(m_music);
+    m_content->addWidget(m_playlists);
     m_content->addWidget(m_maintenance);
 
     auto* splitter = new QSplitter(Qt::Horizontal, this);
@@ -43,6 +46,7 @@ ContentView::ContentView(Library& library, QWidget* parent)
     connect(m_sidebar, &SidebarView::selectionChanged, this, &ContentView::setSidebarSelection);
     connect(m_music, &MusicView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
     connect(m_music, &MusicView::selectedAlbumChanged, this, &ContentView::setSelectedAlbum);
+    connect(m_playlists, &PlaylistsView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
     setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
 }
 
@@ -54,6 +58,8 @@ void ContentView::setSidebarSelection(const std::optional<SidebarItem>& item)
     if (changed || m_content->currentWidget() == nullptr) {
         m_selectedTrack.reset();
         m_selectedAlbum.reset();
+        // Its row must not stay highlighted while the detail column has let go of the track.
+        m_playlists->clearSelectedTrack();
     }
     showContent();
     showDetail();
@@ -78,10 +84,7 @@ QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
     switch (item->kind) {
     case SidebarItem::Kind::music: return m_music;
     case SidebarItem::Kind::library: return m_maintenance;
-    case SidebarItem::Kind::playlists:
-        return new PlaceholderView(u"view-media-playlist"_s, u"Playlists"_s,
-                                   u"Playlists can't be shown in this version of Sonorelle yet. You can list and export "
-                                   u"them with “velmo playlist”."_s);
+    case SidebarItem::Kind::playlists: return m_playlists;
     case SidebarItem::Kind::podcasts:
         return new PlaceholderView(u"audio-input-microphone"_s, u"Podcasts"_s,
                                    u"Podcast subscriptions aren't available in this version of Sonorelle yet."_s);
@@ -103,7 +106,7 @@ void ContentView::showContent()
         m_placeholder->deleteLater();
         m_placeholder = nullptr;
     }
-    if (screen != m_music && screen != m_maintenance) {
+    if (screen != m_music && screen != m_playlists && screen != m_maintenance) {
         m_placeholder = screen;
         m_content->addWidget(screen);
     }

@@ -11,6 +11,7 @@
 class Library;
 class LibraryMaintenanceView;
 class MusicView;
+class PlaylistsView;
 class QStackedWidget;
 class SidebarView;
 
@@ -31,6 +32,7 @@ public:
 
     SidebarView* sidebar() const { return m_sidebar; }
     MusicView* musicView() const { return m_music; }
+    PlaylistsView* playlistsView() const { return m_playlists; }
     // What the content and detail columns show now.
     QWidget* contentColumn() const;
     QWidget* detailColumn() const;
@@ -55,6 +57,7 @@ private:
     QStackedWidget* m_content;
     QStackedWidget* m_detail;
     MusicView* m_music;
+    PlaylistsView* m_playlists;
     LibraryMaintenanceView* m_maintenance;
     QWidget* m_placeholder = nullptr;
     bool m_hasAppeared = false;
