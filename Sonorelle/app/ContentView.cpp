@@ -36,7 +36,7 @@ ContentView::ContentView(Library& library, QWidget* parent)
     splitter->setStretchFactor(0, 0);
     splitter->setStretchFactor(1, 3);
     splitter->setStretchFactor(2, 2);
-    splitter->setSizes({190, 640, 370});
+    splitter->setSizes({180, 690, 330});
     splitter->setChildrenCollapsible(false);
 
     auto* layout = new QHBoxLayout(this);
@@ -86,13 +86,13 @@ QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
     case SidebarItem::Kind::library: return m_maintenance;
     case SidebarItem::Kind::playlists: return m_playlists;
     case SidebarItem::Kind::podcasts:
-        return new PlaceholderView(u"audio-input-microphone"_s, u"Podcasts"_s,
+        return new PlaceholderView(u"mic"_s, u"Podcasts"_s,
                                    u"Podcast subscriptions aren't available in this version of Sonorelle yet."_s);
     case SidebarItem::Kind::devices:
-        return new PlaceholderView(u"drive-removable-media"_s, u"Devices"_s,
+        return new PlaceholderView(u"externaldrive"_s, u"Devices"_s,
                                    u"Syncing to devices isn't available in this version of Sonorelle yet."_s);
     case SidebarItem::Kind::cdRip:
-        return new PlaceholderView(u"media-optical-audio"_s, u"CD Rip"_s,
+        return new PlaceholderView(u"opticaldisc"_s, u"CD Rip"_s,
                                    u"Ripping discs isn't available in this version of Sonorelle yet."_s);
     }
     Q_UNREACHABLE();
@@ -119,10 +119,10 @@ void ContentView::showDetail()
     const std::optional<Kind> kind = m_sidebarSelection ? std::optional(m_sidebarSelection->kind) : std::nullopt;
     QWidget* detail = nullptr;
     if (kind == Kind::devices) {
-        detail = new PlaceholderView(u"drive-removable-media"_s, u"No Device Selected"_s,
+        detail = new PlaceholderView(u"externaldrive"_s, u"No Device Selected"_s,
                                      u"Choose a device from the list."_s);
     } else if (kind == Kind::podcasts) {
-        detail = new PlaceholderView(u"audio-input-microphone"_s, u"No Episode Selected"_s,
+        detail = new PlaceholderView(u"mic"_s, u"No Episode Selected"_s,
                                      u"Choose an episode from the list."_s);
     } else if (m_selectedTrack) {
         auto* trackDetail = new TrackDetailView(m_library, *m_selectedTrack);

@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 PlaylistDetailView::PlaylistDetailView(Library& library, const QUuid& playlistID, TextPrompt prompt,
                                        SaveFilePicker savePicker, QWidget* parent)
     : PlaylistPage(library, true,
-                   {u"Rename Playlist"_s, u"view-media-playlist"_s, u"Empty Playlist"_s,
+                   {u"Rename Playlist"_s, u"music.note.list"_s, u"Empty Playlist"_s,
                     u"Right-click any track in Music to add it here."_s},
                    std::move(savePicker), parent)
     , m_playlistID(playlistID)

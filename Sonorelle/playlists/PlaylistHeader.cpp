@@ -1,4 +1,5 @@
 #include "PlaylistHeader.h"
+#include "widgets/Icons.h"
 
 #include <QHBoxLayout>
 #include <QIcon>
@@ -34,12 +35,12 @@ PlaylistHeader::PlaylistHeader(const QString& editToolTip, QWidget* parent)
 
     // No style has a pencil of its own: without one in the icon theme the button says what it does.
     if (QIcon::hasThemeIcon(u"document-edit"_s))
-        m_edit->setIcon(QIcon::fromTheme(u"document-edit"_s));
+        m_edit->setIcon(Icons::symbol(u"pencil"_s));
     else
         m_edit->setText(editToolTip + u'…');
     m_edit->setToolTip(editToolTip);
     m_edit->setAccessibleName(editToolTip);
-    m_export->setIcon(QIcon::fromTheme(u"document-export"_s, style()->standardIcon(QStyle::SP_DialogSaveButton)));
+    m_export->setIcon(Icons::symbol(u"square.and.arrow.up"_s));
 
     auto* text = new QVBoxLayout;
     text->setSpacing(2);

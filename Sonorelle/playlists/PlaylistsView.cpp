@@ -1,14 +1,15 @@
 #include "PlaylistsView.h"
 
 #include "FindByID.h"
+#include "LibraryFollower.h"
 #include "PlaylistDetailView.h"
 #include "SmartPlaylistDetailView.h"
 #include "SmartPlaylistEditorSheet.h"
-#include "LibraryFollower.h"
 #include "library/Library.h"
 #include "playlists/SmartRuleEngine.h"
 #include "playlists/TrackListSummary.h"
 #include "playlists/TrackLookup.h"
+#include "widgets/Icons.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QApplication>
@@ -35,8 +36,8 @@ constexpr int kindRole = Qt::UserRole;
 constexpr int idRole = Qt::UserRole + 1;
 constexpr int countRole = Qt::UserRole + 2;
 
-const QString playlistIcon = u"view-media-playlist"_s;
-const QString smartPlaylistIcon = u"tools-wizard"_s;
+const QString playlistIcon = u"music.note.list"_s;
+const QString smartPlaylistIcon = u"wand.and.sparkles"_s;
 
 // A playlist's row: its name, and below it the count line in a quieter colour.
 class PlaylistRowDelegate : public QStyledItemDelegate {
@@ -119,8 +120,8 @@ PlaylistsView::PlaylistsView(Library& library, TextPrompt prompt, SaveFilePicker
     , m_detailStack(new QStackedWidget(this))
     , m_noSelection(new PlaceholderView(playlistIcon, u"No Playlist Selected"_s, u"Choose a playlist from the left."_s,
                                         this))
-    , m_newPlaylist(new QAction(QIcon::fromTheme(playlistIcon), u"New Playlist"_s, this))
-    , m_newSmartPlaylist(new QAction(QIcon::fromTheme(smartPlaylistIcon), u"New Smart Playlist"_s, this))
+    , m_newPlaylist(new QAction(Icons::symbol(playlistIcon), u"New Playlist"_s, this))
+    , m_newSmartPlaylist(new QAction(Icons::symbol(smartPlaylistIcon), u"New Smart Playlist"_s, this))
     , m_follower(new LibraryFollower(library, this, [this] { refresh(); }))
 {
     m_list->setHeaderHidden(true);
@@ -137,7 +138,7 @@ PlaylistsView::PlaylistsView(Library& library, TextPrompt prompt, SaveFilePicker
     addMenu->addAction(m_newPlaylist);
     addMenu->addAction(m_newSmartPlaylist);
     auto* add = new QToolButton(this);
-    add->setIcon(QIcon::fromTheme(u"list-add"_s, style()->standardIcon(QStyle::SP_FileDialogNewFolder)));
+    add->setIcon(Icons::symbol(u"plus"_s));
     add->setToolTip(u"New Playlist"_s);
     add->setAccessibleName(u"New Playlist"_s);
     add->setMenu(addMenu);
@@ -204,7 +205,7 @@ void PlaylistsView::fillList()
     const QSignalBlocker blocker(m_list);
     const int scrolled = m_list->verticalScrollBar()->value();
     m_list->clear();
-    const QIcon regularIcon = QIcon::fromTheme(playlistIcon);
+    const QIcon regularIcon = Icons::symbol(playlistIcon);
     QTreeWidgetItem* regular = addSection(m_list, u"Playlists"_s);
     const TrackLookup lookup(m_library.tracks());
     for (const Playlist& playlist : playlists) {
@@ -213,7 +214,7 @@ void PlaylistsView::fillList()
         addRow(regular, regularIcon, playlist.name, found, PlaylistSelection::Kind::regular, playlist.id);
     }
     if (!smartPlaylists.isEmpty()) {
-        const QIcon smartIcon = QIcon::fromTheme(smartPlaylistIcon);
+        const QIcon smartIcon = Icons::symbol(smartPlaylistIcon);
         QTreeWidgetItem* smart = addSection(m_list, u"Smart Playlists"_s);
         for (const SmartPlaylist& smartPlaylist : smartPlaylists) {
             const qsizetype matches = SmartRuleEngine::resolve(smartPlaylist, m_library.tracks()).size();
@@ -381,7 +382,7 @@ void PlaylistsView::smartPlaylistEdited(const std::optional<SmartPlaylist>& edit
 
 void PlaylistsView::fillRowMenu(QMenu& menu, const PlaylistSelection& row)
 {
-    menu.addAction(QIcon::fromTheme(u"edit-delete"_s), u"Delete"_s, this, [this, row] {
+    menu.addAction(Icons::symbol(u"trash"_s), u"Delete"_s, this, [this, row] {
         if (row.kind == PlaylistSelection::Kind::regular)
             m_library.deletePlaylist(row.id);
         else

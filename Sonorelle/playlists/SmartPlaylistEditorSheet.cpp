@@ -35,7 +35,7 @@ SmartPlaylistEditorSheet::SmartPlaylistEditorSheet(Library& library, SmartPlayli
     , m_previewCount(new QLabel(this))
     , m_previewModel(new PlaylistTracksModel(false, this))
     , m_previewList(new QTreeView(this))
-    , m_previewEmpty(new PlaceholderView(u"edit-find"_s, u"No Matching Tracks"_s, u"Select filters on the left."_s, this))
+    , m_previewEmpty(new PlaceholderView(u"magnifyingglass"_s, u"No Matching Tracks"_s, u"Select filters on the left."_s, this))
     , m_preview(new QStackedWidget(this))
     , m_save(nullptr)
     , m_follower(new LibraryFollower(library, this, [this] { libraryChanged(); }))

@@ -36,6 +36,9 @@ const QHash<QString, Mapping>& mappings()
         {u"exclamationmark.triangle"_s, {{u"dialog-warning"_s, u"dialog-warning-symbolic"_s}, QStyle::SP_MessageBoxWarning}},
         {u"wand.and.sparkles"_s, {{u"system-run"_s, u"starred"_s, u"emblem-favorite"_s}, QStyle::SP_FileDialogDetailedView}},
         {u"house"_s, {{u"folder-music"_s, u"user-home"_s}, QStyle::SP_DirHomeIcon}},
+        {u"plus"_s, {{u"list-add"_s, u"list-add-symbolic"_s}, QStyle::SP_FileDialogNewFolder}},
+        {u"trash"_s, {{u"edit-delete"_s, u"user-trash"_s}, QStyle::SP_TrashIcon}},
+        {u"square.and.arrow.up"_s, {{u"document-export"_s, u"document-save-as"_s, u"document-send"_s}, QStyle::SP_DialogSaveButton}},
         {u"pencil"_s, {{u"document-edit"_s, u"edit-rename"_s, u"document-edit-symbolic"_s}, QStyle::SP_FileDialogDetailedView}},
     };
     return table;
