@@ -5,6 +5,7 @@
 #include "SongsView.h"
 #include "library/Library.h"
 #include "widgets/Icons.h"
+#include "widgets/PlaceholderView.h"
 #include "widgets/StatusToast.h"
 
 #include <QButtonGroup>
@@ -39,7 +40,13 @@ MusicView::MusicView(Library& library, FolderPicker folderPicker, QWidget* paren
     , m_songs(new SongsView(library, promptWithDialog, this))
     , m_albums(new AlbumsView(library, this))
     , m_toast(new StatusToast(this))
+    , m_empty(new QStackedWidget(this))
 {
+    m_empty->addWidget(new PlaceholderView(u"music.note"_s, u"No Music Yet"_s,
+                                           u"Import a folder of music with “Import Folder…”, or scan your library "
+                                           u"folder from Maintenance."_s));
+    m_noResults = new PlaceholderView(u"magnifyingglass"_s, u"No Results"_s, QString());
+    m_empty->addWidget(m_noResults);
     m_songsButton->setText(u"Songs"_s);
     m_albumsButton->setText(u"Albums"_s);
     auto* modes = new QButtonGroup(this);
@@ -63,6 +70,7 @@ MusicView::MusicView(Library& library, FolderPicker folderPicker, QWidget* paren
 
     m_pages->addWidget(m_songs);
     m_pages->addWidget(m_albums);
+    m_pages->addWidget(m_empty);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(toolbar);
     layout->addWidget(m_search);
@@ -102,7 +110,6 @@ void MusicView::setViewMode(MusicViewMode mode)
     m_viewMode = mode;
     m_songsButton->setChecked(mode == MusicViewMode::songs);
     m_albumsButton->setChecked(mode == MusicViewMode::albums);
-    m_pages->setCurrentWidget(mode == MusicViewMode::songs ? static_cast<QWidget*>(m_songs) : m_albums);
     refilter();
 }
 
@@ -126,6 +133,13 @@ void MusicView::refreshNow()
 void MusicView::refilter()
 {
     m_filtered = m_index.filter(m_search->text());
+    QWidget* list = m_viewMode == MusicViewMode::songs ? static_cast<QWidget*>(m_songs) : m_albums;
+    if (m_filtered.isEmpty()) {
+        m_noResults->setMessage(u"Nothing matches “"_s + m_search->text() + u"”."_s);
+        m_empty->setCurrentIndex(m_index.tracks().isEmpty() ? 0 : 1);
+        list = m_empty;
+    }
+    m_pages->setCurrentWidget(list);
     // Only the list on screen is brought up to date; the other follows when it is shown.
     if (m_viewMode == MusicViewMode::songs) {
         m_songs->setRows(&m_index, m_filtered);

@@ -13,6 +13,7 @@
 class AlbumsView;
 class ImportReviewSheet;
 class Library;
+class PlaceholderView;
 class QLineEdit;
 class QStackedWidget;
 class QToolButton;
@@ -66,4 +67,6 @@ private:
     SongsView* m_songs;
     AlbumsView* m_albums;
     StatusToast* m_toast;
+    QStackedWidget* m_empty;
+    PlaceholderView* m_noResults = nullptr;
 };

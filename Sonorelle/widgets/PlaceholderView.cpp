@@ -26,16 +26,16 @@ PlaceholderView::PlaceholderView(const QString& iconName, const QString& title, 
     }
     m_title->setAlignment(Qt::AlignCenter);
     QFont font = m_title->font();
-    font.setPointSizeF(font.pointSizeF() * (message.isEmpty() ? 1.1 : 1.3));
+    font.setPointSizeF(font.pointSizeF() * (iconName.isEmpty() ? 1.1 : 1.3));
     m_title->setFont(font);
-    m_title->setEnabled(!message.isEmpty());
+    m_title->setEnabled(!message.isEmpty() || !iconName.isEmpty());
     layout->addWidget(m_title);
-    if (!message.isEmpty()) {
-        auto* detail = new QLabel(message, this);
-        detail->setAlignment(Qt::AlignCenter);
-        detail->setEnabled(false);
-        detail->setWordWrap(true);
-        layout->addWidget(detail);
+    if (!iconName.isEmpty()) {
+        m_message = new QLabel(message, this);
+        m_message->setAlignment(Qt::AlignCenter);
+        m_message->setEnabled(false);
+        m_message->setWordWrap(true);
+        layout->addWidget(m_message);
     }
     layout->addStretch();
 }
@@ -43,4 +43,10 @@ PlaceholderView::PlaceholderView(const QString& iconName, const QString& title, 
 QString PlaceholderView::title() const
 {
     return m_title->text();
+}
+
+void PlaceholderView::setMessage(const QString& message)
+{
+    if (m_message)
+        m_message->setText(message);
 }

@@ -14,7 +14,9 @@ public:
     PlaceholderView(const QString& iconName, const QString& title, const QString& message, QWidget* parent = nullptr);
 
     QString title() const;
+    void setMessage(const QString& message);
 
 private:
     QLabel* m_title;
+    QLabel* m_message = nullptr;
 };

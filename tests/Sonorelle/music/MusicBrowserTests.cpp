@@ -10,6 +10,7 @@
 #include "support/AudioFixtures.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
+#include "widgets/PlaceholderView.h"
 #include "widgets/StatusToast.h"
 
 #include <QAbstractItemModelTester>
@@ -261,4 +262,24 @@ TEST_F(MusicViewTest, AnImportShowsItsCountForAMoment)
     EXPECT_EQ(view.toast()->text(), u"1 track imported"_s);
     QTRY_VERIFY_WITH_TIMEOUT(!view.toast()->isVisible(), 5000);
     EXPECT_FALSE(view.importController().importComplete());
+}
+
+TEST_F(MusicViewTest, AnEmptyLibraryAndAFruitlessSearchSaySo)
+{
+    MusicView view(library);
+    view.resize(600, 400);
+    view.show();
+    const auto shownTitle = [&view] {
+        for (PlaceholderView* placeholder : view.findChildren<PlaceholderView*>()) {
+            if (placeholder->isVisible())
+                return placeholder->title();
+        }
+        return QString();
+    };
+    EXPECT_EQ(shownTitle(), u"No Music Yet"_s);
+    library.add(track(u"Song"_s, u"Artist"_s, u"Album"_s));
+    view.refreshNow();
+    EXPECT_EQ(shownTitle(), QString());
+    view.setSearchText(u"zzz"_s);
+    EXPECT_EQ(shownTitle(), u"No Results"_s);
 }
