@@ -110,20 +110,7 @@ AlbumRefetchSheet::AlbumRefetchSheet(Library& library, AlbumGroup album, ResultH
 
 QString AlbumRefetchSheet::rowText(const ReleaseCandidate& candidate)
 {
-    QStringList details;
-    if (candidate.year)
-        details.append(QString::number(*candidate.year));
-    if (candidate.disambiguation)
-        details.append(*candidate.disambiguation);
-    if (candidate.discCount() > 1) {
-        QStringList counts;
-        for (qint64 count : candidate.discTrackCounts)
-            counts.append(QString::number(count));
-        details.append(QString::number(candidate.discCount()) + u" discs ("_s + counts.join(u", "_s) + u')');
-    } else {
-        details.append(QString::number(candidate.totalTrackCount()) + u" tracks"_s);
-    }
-    return candidate.title + u" — "_s + candidate.artist + u'\n' + details.join(u" · "_s);
+    return candidate.title + u" — "_s + candidate.artist + u'\n' + candidate.detailText();
 }
 
 QString AlbumRefetchSheet::warningText() const
