@@ -162,26 +162,7 @@ QCoro::Task<> LibraryMaintenanceView::fetchMissingArtwork()
 {
     if (m_isRunning)
         co_return;
-    QPointer<LibraryMaintenanceView> self(this);
-    setRunning(true);
-    setStatus(u"Looking for tracks without artwork…"_s);
-    const auto progress = [self](const Library::ArtworkProgress& step) {
-        if (self)
-            self->showArtworkProgress(step.albumsDone, step.albumCount);
-    };
-    QString status;
-    try {
-        const Library::MissingArtworkSummary summary = co_await m_library.fetchMissingArtwork(progress);
-        status = summary.totalMissing == 0 ? u"No tracks were missing artwork."_s
-                                           : u"Found artwork for %1 of %2 tracks."_s.arg(summary.fetchedCount)
-                                                 .arg(summary.totalMissing);
-    } catch (const std::exception& error) {
-        status = u"Fetching artwork failed: "_s + QString::fromUtf8(error.what());
-    }
-    if (!self)
-        co_return;
-    setRunning(false);
-    setStatus(status);
+    co_await runArtworkPass(false);
 }
 
 QCoro::Task<> LibraryMaintenanceView::refetchAllArtwork()
@@ -196,16 +177,29 @@ QCoro::Task<> LibraryMaintenanceView::refetchAllArtwork()
     };
     if (!m_confirm(this, request))
         co_return;
+    co_await runArtworkPass(true);
+}
+
+QCoro::Task<> LibraryMaintenanceView::runArtworkPass(bool everyTrack)
+{
     QPointer<LibraryMaintenanceView> self(this);
     setRunning(true);
+    setStatus(everyTrack ? u"Looking up artwork…"_s : u"Looking for tracks without artwork…"_s);
     const auto progress = [self](const Library::ArtworkProgress& step) {
         if (self)
             self->showArtworkProgress(step.albumsDone, step.albumCount);
     };
     QString status;
     try {
-        const Library::MissingArtworkSummary summary = co_await m_library.refreshAllArtwork(progress);
-        status = u"Re-fetched artwork for %1 of %2 tracks."_s.arg(summary.fetchedCount).arg(summary.totalMissing);
+        if (everyTrack) {
+            const Library::MissingArtworkSummary summary = co_await m_library.refreshAllArtwork(progress);
+            status = u"Re-fetched artwork for %1 of %2 tracks."_s.arg(summary.fetchedCount).arg(summary.totalMissing);
+        } else {
+            const Library::MissingArtworkSummary summary = co_await m_library.fetchMissingArtwork(progress);
+            status = summary.totalMissing == 0 ? u"No tracks were missing artwork."_s
+                                               : u"Found artwork for %1 of %2 tracks."_s.arg(summary.fetchedCount)
+                                                     .arg(summary.totalMissing);
+        }
     } catch (const std::exception& error) {
         status = u"Fetching artwork failed: "_s + QString::fromUtf8(error.what());
     }

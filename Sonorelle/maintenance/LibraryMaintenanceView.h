@@ -41,6 +41,8 @@ private:
     void setRunning(bool running);
     void setStatus(const QString& status);
     void showReport();
+    // Fetches covers for the tracks without one, or for every track.
+    QCoro::Task<> runArtworkPass(bool everyTrack);
     void showArtworkProgress(qsizetype albumsDone, qsizetype albumCount);
 
     Library& m_library;

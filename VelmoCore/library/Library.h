@@ -268,8 +268,8 @@ private:
     QCoro::Task<> applyAutoDownloadRule(QUuid podcastID);
 
     // The pass of fetchMissingArtwork and refreshAllArtwork over the given tracks.
-    QCoro::Task<MissingArtworkSummary> fetchArtwork(QList<Track> tracks, ArtworkProgressHandler onProgress,
-                                                    MetadataHTTPClient& client);
+    QCoro::Task<MissingArtworkSummary> artworkPass(QList<Track> tracks, ArtworkProgressHandler onProgress,
+                                                   MetadataHTTPClient& client);
 
     QUrl m_rootURL;
     ArtworkCache m_artworkCache;

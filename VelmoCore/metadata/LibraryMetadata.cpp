@@ -237,19 +237,19 @@ QCoro::Task<Library::MissingArtworkSummary> Library::fetchMissingArtwork(Artwork
     QList<Track> missing = co_await tracksWithMissingArtwork();
     if (!self)
         co_return MissingArtworkSummary{0, missing.size()};
-    co_return co_await fetchArtwork(std::move(missing), std::move(onProgress), client);
+    co_return co_await artworkPass(std::move(missing), std::move(onProgress), client);
 }
 
 QCoro::Task<Library::MissingArtworkSummary> Library::refreshAllArtwork(ArtworkProgressHandler onProgress,
                                                                       MetadataHTTPClient& client)
 {
     assertMainThread();
-    co_return co_await fetchArtwork(m_tracks, std::move(onProgress), client);
+    co_return co_await artworkPass(m_tracks, std::move(onProgress), client);
 }
 
-QCoro::Task<Library::MissingArtworkSummary> Library::fetchArtwork(QList<Track> tracks,
-                                                                 ArtworkProgressHandler onProgress,
-                                                                 MetadataHTTPClient& client)
+QCoro::Task<Library::MissingArtworkSummary> Library::artworkPass(QList<Track> tracks,
+                                                                ArtworkProgressHandler onProgress,
+                                                                MetadataHTTPClient& client)
 {
     MissingArtworkSummary summary;
     summary.totalMissing = tracks.size();
