@@ -205,7 +205,9 @@ QCoro::Task<Library::AlbumRefetchSummary> Library::refetchAlbumInfo(QList<Track>
         if (entry == m_tracks.end())
             continue;
         *entry = track;
-        m_artworkCache.warm(track.artworkData, track.id);
+        // An entry without bytes says nothing of the file's picture, which the cache may know.
+        if (track.artworkData)
+            m_artworkCache.warm(track.artworkData, track.id);
     }
     tracksDidChange();
     co_return summary;

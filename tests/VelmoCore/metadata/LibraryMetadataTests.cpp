@@ -169,6 +169,8 @@ TEST_F(LibraryMetadataTest, AFileThatRefusesTheTagsKeepsItsEntry)
                              addFile(u"b"_s, u"Old"_s, u"Careless"_s, 2, 263.0, 1),
                              addFile(u"c"_s, u"Old"_s, u"Careless"_s, 3, 262.0, 1)};
     QFile::remove(album.at(1).path());
+    TagWriter::writeArtwork(album.at(2).url, png, u"image/png"_s);
+    library.artworkCache().invalidate(album.at(2).id);
 
     const Library::AlbumRefetchSummary summary =
         BlockingWait::wait(library.refetchAlbumInfo(album, multidiscID, client));
@@ -179,6 +181,8 @@ TEST_F(LibraryMetadataTest, AFileThatRefusesTheTagsKeepsItsEntry)
               u"Updated 2 of 3 tracks — 1 couldn't be written. Artwork wasn't available for this release."_s);
     EXPECT_EQ(entryOf(album.at(1)), album.at(1));
     EXPECT_EQ(entryOf(album.at(2)).title, u"Starry"_s);
+    EXPECT_EQ(BlockingWait::wait(library.artworkCache().artwork(entryOf(album.at(2)))), png)
+        << "without a cover of the release, the file keeps its own and the cache still finds it";
 }
 
 TEST_F(LibraryMetadataTest, EntriesAreTakenAsTheyAreWhenTheReleaseArrives)
