@@ -166,7 +166,7 @@ public:
 
     // Online metadata (metadata/LibraryMetadata.cpp). Tags and pictures go into the files
     // first, one file at a time off the main thread, and an entry changes only where its file
-    // took the change. Each operation takes the HTTP client last, as the lookups do.
+    // took the change. Those that go online take the HTTP client last, as the lookups do.
 
     struct AlbumRefetchSummary {
         qint64 matchedCount = 0;   // tracks whose files and entries took the release's data
