@@ -1,6 +1,7 @@
 #include "VelmoCommands.h"
 
 #include "LibraryCommands.h"
+#include "MetadataCommands.h"
 #include "PlaylistCommands.h"
 #include "PodcastCommands.h"
 
@@ -12,5 +13,6 @@ CommandLine velmoCommands()
     addLibraryCommands(commandLine);
     addPlaylistCommands(commandLine);
     addPodcastCommands(commandLine);
+    addMetadataCommands(commandLine);
     return commandLine;
 }

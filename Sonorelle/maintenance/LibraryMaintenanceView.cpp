@@ -47,6 +47,15 @@ LibraryMaintenanceView::LibraryMaintenanceView(Library& library, Confirmation co
                            u"Moves every track's file into the canonical Artist/Album/Track layout under the library "
                            u"root. Files already in the right place are left alone."_s,
                            u"Organize Files"_s);
+    m_fetchArtwork = addAction(u"Fetch Missing Artwork"_s,
+                               u"Looks up and attaches cover art for tracks that don't have any, as long as the track "
+                               u"has an album name. Skips tracks that already have artwork."_s,
+                               u"Fetch Missing Artwork"_s);
+    m_refetchArtwork = addAction(u"Re-fetch All Artwork"_s,
+                                 u"Force re-fetches and overwrites artwork for every track, even ones that already have "
+                                 u"it. Useful after a bad artwork source wrote wrong covers — this uses the same "
+                                 u"verified-match pipeline as the other artwork actions."_s,
+                                 u"Re-fetch All Artwork"_s);
     m_prune = addAction(u"Prune Playlist Gaps"_s, u"Removes references to deleted tracks from every playlist."_s,
                         u"Prune Playlist Gaps"_s);
 
@@ -69,6 +78,8 @@ LibraryMaintenanceView::LibraryMaintenanceView(Library& library, Confirmation co
 
     connect(m_scan, &QPushButton::clicked, this, [this] { scanAndReconcile(); });
     connect(m_organize, &QPushButton::clicked, this, [this] { organizeFiles(); });
+    connect(m_fetchArtwork, &QPushButton::clicked, this, [this] { fetchMissingArtwork(); });
+    connect(m_refetchArtwork, &QPushButton::clicked, this, [this] { refetchAllArtwork(); });
     connect(m_prune, &QPushButton::clicked, this, &LibraryMaintenanceView::prunePlaylistGaps);
     connect(m_remove, &QPushButton::clicked, this, [this] { removeMissingTracks(); });
     setStatus(QString());
@@ -108,7 +119,7 @@ void LibraryMaintenanceView::setStatus(const QString& status)
 void LibraryMaintenanceView::setRunning(bool running)
 {
     m_isRunning = running;
-    for (QPushButton* action : {m_scan, m_organize, m_prune, m_remove})
+    for (QPushButton* action : {m_scan, m_organize, m_fetchArtwork, m_refetchArtwork, m_prune, m_remove})
         action->setEnabled(!running);
 }
 
@@ -145,6 +156,62 @@ QCoro::Task<> LibraryMaintenanceView::organizeFiles()
         co_return;
     setRunning(false);
     setStatus(u"Files organized."_s);
+}
+
+QCoro::Task<> LibraryMaintenanceView::fetchMissingArtwork()
+{
+    if (m_isRunning)
+        co_return;
+    co_await runArtworkPass(false);
+}
+
+QCoro::Task<> LibraryMaintenanceView::refetchAllArtwork()
+{
+    if (m_isRunning)
+        co_return;
+    const ConfirmationRequest request{
+        .title = u"Re-fetch artwork for all "_s + QString::number(m_library.tracks().size()) + u" tracks?"_s,
+        .message = u"This overwrites the artwork currently embedded on every track, including ones that already look "
+                   u"correct. This can't be undone."_s,
+        .confirmButton = u"Re-fetch All Artwork"_s,
+    };
+    if (!m_confirm(this, request))
+        co_return;
+    co_await runArtworkPass(true);
+}
+
+QCoro::Task<> LibraryMaintenanceView::runArtworkPass(bool everyTrack)
+{
+    QPointer<LibraryMaintenanceView> self(this);
+    setRunning(true);
+    setStatus(everyTrack ? u"Looking up artwork…"_s : u"Looking for tracks without artwork…"_s);
+    const auto progress = [self](const Library::ArtworkProgress& step) {
+        if (self)
+            self->showArtworkProgress(step.albumsDone, step.albumCount);
+    };
+    QString status;
+    try {
+        if (everyTrack) {
+            const Library::MissingArtworkSummary summary = co_await m_library.refreshAllArtwork(progress);
+            status = u"Re-fetched artwork for %1 of %2 tracks."_s.arg(summary.fetchedCount).arg(summary.totalMissing);
+        } else {
+            const Library::MissingArtworkSummary summary = co_await m_library.fetchMissingArtwork(progress);
+            status = summary.totalMissing == 0 ? u"No tracks were missing artwork."_s
+                                               : u"Found artwork for %1 of %2 tracks."_s.arg(summary.fetchedCount)
+                                                     .arg(summary.totalMissing);
+        }
+    } catch (const std::exception& error) {
+        status = u"Fetching artwork failed: "_s + QString::fromUtf8(error.what());
+    }
+    if (!self)
+        co_return;
+    setRunning(false);
+    setStatus(status);
+}
+
+void LibraryMaintenanceView::showArtworkProgress(qsizetype albumsDone, qsizetype albumCount)
+{
+    setStatus(u"Looking up artwork: %1 of %2 albums…"_s.arg(albumsDone).arg(albumCount));
 }
 
 void LibraryMaintenanceView::prunePlaylistGaps()

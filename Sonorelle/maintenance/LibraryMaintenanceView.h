@@ -13,8 +13,9 @@ class QLabel;
 class QPushButton;
 class QVBoxLayout;
 
-// The Maintenance screen: scan and reconcile, organise files, prune playlists, with the
-// report of the last scan and the confirmation before missing tracks are removed.
+// The Maintenance screen: scan and reconcile, organise files, fetch artwork, prune playlists,
+// with the report of the last scan and the confirmations before missing tracks are removed
+// and before every cover is replaced.
 class LibraryMaintenanceView : public QWidget {
     Q_OBJECT
 
@@ -23,6 +24,9 @@ public:
 
     QCoro::Task<> scanAndReconcile();
     QCoro::Task<> organizeFiles();
+    QCoro::Task<> fetchMissingArtwork();
+    // Asks first: it overwrites every track's picture.
+    QCoro::Task<> refetchAllArtwork();
     void prunePlaylistGaps();
     QCoro::Task<> removeMissingTracks();
 
@@ -37,6 +41,9 @@ private:
     void setRunning(bool running);
     void setStatus(const QString& status);
     void showReport();
+    // Fetches covers for the tracks without one, or for every track.
+    QCoro::Task<> runArtworkPass(bool everyTrack);
+    void showArtworkProgress(qsizetype albumsDone, qsizetype albumCount);
 
     Library& m_library;
     Confirmation m_confirm;
@@ -46,6 +53,8 @@ private:
     QVBoxLayout* m_sections;
     QPushButton* m_scan;
     QPushButton* m_organize;
+    QPushButton* m_fetchArtwork;
+    QPushButton* m_refetchArtwork;
     QPushButton* m_prune;
     QPushButton* m_remove;
     QWidget* m_reportBox;

@@ -2,12 +2,15 @@
 
 #include "AlbumArtworkLoader.h"
 #include "AlbumGridModel.h"
+#include "AlbumRefetchSheet.h"
 #include "AlbumTile.h"
+#include "widgets/StatusToast.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListView>
+#include <QMenu>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -15,15 +18,47 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int coverSide = 160;
+// The sentences of a re-fetch are longer than most toasts.
+constexpr auto refetchToastDuration = std::chrono::seconds(4);
+
+// Whether the picture a tile is drawn from changed: the first track's own bytes, which a
+// re-fetch or an artwork fetch replaces. Shared bytes are the same picture without comparing.
+bool pictureChanged(const Track& before, const Track& after)
+{
+    if (before.artworkData.has_value() != after.artworkData.has_value())
+        return true;
+    if (!before.artworkData)
+        return false;
+    return before.artworkData->constData() != after.artworkData->constData() && *before.artworkData != *after.artworkData;
+}
+
+// Covers are kept by album; an album whose first track is the same track with another
+// picture needs its cover drawn again.
+bool coversChanged(const QList<AlbumGroup>& before, const QList<AlbumGroup>& after)
+{
+    QHash<QUuid, const Track*> firstTracks;
+    for (const AlbumGroup& group : before) {
+        if (!group.tracks.isEmpty())
+            firstTracks.insert(group.tracks.constFirst().id, &group.tracks.constFirst());
+    }
+    return std::any_of(after.cbegin(), after.cend(), [&firstTracks](const AlbumGroup& group) {
+        if (group.tracks.isEmpty())
+            return false;
+        const Track* previous = firstTracks.value(group.tracks.constFirst().id);
+        return previous && pictureChanged(*previous, group.tracks.constFirst());
+    });
+}
 
 } // namespace
 
 AlbumsView::AlbumsView(Library& library, QWidget* parent)
     : QWidget(parent)
+    , m_library(library)
     , m_loader(new AlbumArtworkLoader(library, coverSide, this))
     , m_model(new AlbumGridModel(*m_loader, this))
     , m_sortPicker(new QComboBox(this))
     , m_grid(new QListView(this))
+    , m_toast(new StatusToast(this))
 {
     m_sortPicker->addItem(u"Artist"_s);
     m_sortPicker->addItem(u"Album"_s);
@@ -42,6 +77,9 @@ AlbumsView::AlbumsView(Library& library, QWidget* parent)
     m_grid->setSelectionMode(QAbstractItemView::SingleSelection);
     m_grid->setFrameShape(QFrame::NoFrame);
     m_grid->setLayoutMode(QListView::Batched);
+    m_grid->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_toastTimer.setSingleShot(true);
+    m_toastTimer.setInterval(refetchToastDuration);
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -54,6 +92,45 @@ AlbumsView::AlbumsView(Library& library, QWidget* parent)
         if (index.isValid())
             emit albumActivated(m_model->groups().at(index.row()));
     });
+    connect(m_grid, &QListView::customContextMenuRequested, this, [this](const QPoint& position) {
+        if (std::unique_ptr<QMenu> menu = contextMenu(m_grid->indexAt(position)))
+            menu->exec(m_grid->viewport()->mapToGlobal(position));
+    });
+    connect(&m_toastTimer, &QTimer::timeout, this, [this] { setRefetchStatus(std::nullopt); });
+}
+
+std::unique_ptr<QMenu> AlbumsView::contextMenu(const QModelIndex& index)
+{
+    if (!index.isValid() || index.row() >= m_model->groups().size())
+        return nullptr;
+    auto menu = std::make_unique<QMenu>(this);
+    const AlbumGroup album = m_model->groups().at(index.row());
+    menu->addAction(u"Re-fetch Album Info…"_s, this, [this, album] { showRefetchSheet(album); });
+    return menu;
+}
+
+void AlbumsView::showRefetchSheet(const AlbumGroup& album)
+{
+    if (m_refetchSheet)
+        return;
+    m_refetchTarget = album;
+    QPointer<AlbumsView> self(this);
+    const auto onResult = [self](const QString& message) {
+        if (self)
+            self->setRefetchStatus(message);
+    };
+    m_refetchSheet = new AlbumRefetchSheet(m_library, album, onResult, this);
+    m_refetchSheet->setAttribute(Qt::WA_DeleteOnClose);
+    connect(m_refetchSheet, &QDialog::finished, this, [this] { m_refetchTarget.reset(); });
+    m_refetchSheet->open();
+}
+
+void AlbumsView::setRefetchStatus(const std::optional<QString>& status)
+{
+    m_refetchStatus = status;
+    m_toast->setMessage(status.value_or(QString()));
+    if (status)
+        m_toastTimer.start();
 }
 
 const QList<AlbumGroup>& AlbumsView::groups() const
@@ -76,5 +153,8 @@ void AlbumsView::setSortOption(AlbumSortOption option)
 
 void AlbumsView::regroup()
 {
-    m_model->setGroups(AlbumGroup::group(m_tracks, m_sortOption));
+    QList<AlbumGroup> groups = AlbumGroup::group(m_tracks, m_sortOption);
+    if (coversChanged(m_model->groups(), groups))
+        m_loader->clear();
+    m_model->setGroups(std::move(groups));
 }

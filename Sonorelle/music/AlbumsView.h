@@ -1,9 +1,13 @@
 #pragma once
 
 #include "AlbumGroup.h"
+#include "AlbumRefetchSheet.h"
 
+#include <QPointer>
+#include <QTimer>
 #include <QWidget>
 
+#include <memory>
 #include <optional>
 
 class AlbumArtworkLoader;
@@ -11,8 +15,11 @@ class AlbumGridModel;
 class Library;
 class QComboBox;
 class QListView;
+class QMenu;
+class StatusToast;
 
-// The grid of albums with its "Sort by" picker. Activating a tile chooses its album.
+// The grid of albums with its "Sort by" picker. Activating a tile chooses its album; its
+// context menu re-fetches the album's information, and a toast tells how that went.
 class AlbumsView : public QWidget {
     Q_OBJECT
 
@@ -28,16 +35,32 @@ public:
     QListView* grid() const { return m_grid; }
     AlbumArtworkLoader* artworkLoader() const { return m_loader; }
 
+    // The menu of the tile at `index`: "Re-fetch Album Info…".
+    std::unique_ptr<QMenu> contextMenu(const QModelIndex& index);
+    // Opens the re-fetch sheet for the album; its sentence comes back as refetchStatus.
+    void showRefetchSheet(const AlbumGroup& album);
+    AlbumRefetchSheet* refetchSheet() const { return m_refetchSheet; }
+    const std::optional<AlbumGroup>& refetchTarget() const { return m_refetchTarget; }
+    const std::optional<QString>& refetchStatus() const { return m_refetchStatus; }
+    StatusToast* toast() const { return m_toast; }
+
 signals:
     void albumActivated(const AlbumGroup& group);
 
 private:
     void regroup();
+    void setRefetchStatus(const std::optional<QString>& status);
 
+    Library& m_library;
     QList<Track> m_tracks;
     AlbumSortOption m_sortOption = AlbumSortOption::artist;
     AlbumArtworkLoader* m_loader;
     AlbumGridModel* m_model;
     QComboBox* m_sortPicker;
     QListView* m_grid;
+    std::optional<AlbumGroup> m_refetchTarget;
+    QPointer<AlbumRefetchSheet> m_refetchSheet;
+    std::optional<QString> m_refetchStatus;
+    StatusToast* m_toast;
+    QTimer m_toastTimer;
 };

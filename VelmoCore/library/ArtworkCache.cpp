@@ -3,10 +3,27 @@
 #include "TagReader.h"
 
 #include <QCoro/QCoroFuture>
+#include <QPointer>
 #include <QtConcurrent/QtConcurrentRun>
 
+namespace {
+
+ArtworkCache::Artwork readPicture(const QUrl& url)
+{
+    const auto metadata = TagReader::read(url);
+    return metadata ? metadata->artworkData : std::nullopt;
+}
+
+} // namespace
+
 ArtworkCache::ArtworkCache(QObject* parent)
+    : ArtworkCache(readPicture, parent)
+{
+}
+
+ArtworkCache::ArtworkCache(Reader reader, QObject* parent)
     : QObject(parent)
+    , m_reader(std::move(reader))
 {
 }
 
@@ -25,14 +42,14 @@ QCoro::Task<ArtworkCache::Artwork> ArtworkCache::artwork(Track track)
     // A QFuture can be awaited by any number of callers: they all share the one read.
     Load load = m_inFlight.value(track.id);
     if (!load.future.isValid()) {
-        load.future = QtConcurrent::run([url = track.url]() -> Artwork {
-            const auto metadata = TagReader::read(url);
-            return metadata ? metadata->artworkData : std::nullopt;
-        });
+        load.future = QtConcurrent::run(m_reader, track.url);
         load.serial = m_nextSerial++;
         m_inFlight.insert(track.id, load);
     }
+    QPointer<ArtworkCache> self(this);
     const Artwork result = co_await load.future;
+    if (!self)
+        co_return result;
     // The result is recorded once, and only if nobody warmed or invalidated the entry
     // while the file was read.
     const auto current = m_inFlight.constFind(track.id);

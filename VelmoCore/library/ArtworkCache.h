@@ -7,8 +7,10 @@
 #include <QFuture>
 #include <QHash>
 #include <QObject>
+#include <QUrl>
 #include <QUuid>
 
+#include <functional>
 #include <optional>
 
 // The covers already read from audio files, by track id, so that a grid of albums does not
@@ -20,8 +22,11 @@ class ArtworkCache : public QObject {
 
 public:
     using Artwork = std::optional<QByteArray>;
+    // Reads a file's picture; runs on the thread pool. Tests count the reads through it.
+    using Reader = std::function<Artwork(const QUrl&)>;
 
     explicit ArtworkCache(QObject* parent = nullptr);
+    explicit ArtworkCache(Reader reader, QObject* parent = nullptr);
 
     QCoro::Task<Artwork> artwork(Track track);
     // The answer already known, without reading anything.
@@ -38,6 +43,7 @@ private:
         quint64 serial = 0; // tells a read from a later one for the same track
     };
 
+    Reader m_reader;
     QHash<QUuid, Artwork> m_cache;
     QHash<QUuid, Load> m_inFlight;
     quint64 m_nextSerial = 1;

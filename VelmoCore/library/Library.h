@@ -4,6 +4,9 @@
 #include "ReconcileReport.h"
 #include "Track.h"
 #include "TrackSignature.h"
+#include "metadata/ArtworkFetcher.h"
+#include "metadata/MetadataHTTPClient.h"
+#include "metadata/ReleaseCandidate.h"
 #include "playlists/Playlist.h"
 #include "playlists/SmartPlaylist.h"
 #include "podcasts/Episode.h"
@@ -22,8 +25,10 @@
 
 #include <QCoro/QCoroTask>
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 
 class FolderWatcher;
 class StoreWriter;
@@ -159,6 +164,77 @@ public:
     // and the EpisodeDownloader::DownloadError is thrown. An unknown id does nothing.
     QCoro::Task<> downloadEpisode(QUuid episodeID);
 
+    // Online metadata (metadata/LibraryMetadata.cpp). Tags and pictures go into the files
+    // first, one file at a time off the main thread, and an entry changes only where its file
+    // took the change. Those that go online take the HTTP client last, as the lookups do.
+
+    struct AlbumRefetchSummary {
+        qint64 matchedCount = 0;   // tracks whose files and entries took the release's data
+        qint64 totalCount = 0;     // tracks of the album
+        bool artworkFetched = false;
+        qint64 unwrittenCount = 0; // matched, but the file refused the tags; left as they were
+
+        // What the user is told: "Updated 12 tracks.", "Updated 9 of 12 tracks — 3 unmatched.",
+        // with a word on the artwork when the release had none.
+        QString message() const;
+    };
+
+    class AlbumRefetchError : public std::runtime_error {
+    public:
+        enum class Kind { networkError, noMatchFound };
+
+        // `description` is the underlying failure's own sentence.
+        static AlbumRefetchError networkError(const QString& description);
+        static AlbumRefetchError noMatchFound();
+
+        Kind kind() const { return m_kind; }
+        QString message() const { return m_message; }
+
+    private:
+        AlbumRefetchError(Kind kind, const QString& message);
+
+        Kind m_kind;
+        QString m_message;
+    };
+
+    struct MissingArtworkSummary {
+        qint64 fetchedCount = 0; // tracks that got a cover
+        qint64 totalMissing = 0; // tracks looked at
+    };
+
+    // Reported after each album of an artwork pass.
+    struct ArtworkProgress {
+        qsizetype albumsDone = 0;
+        qsizetype albumCount = 0;
+        QString artist;
+        QString album;
+        bool found = false;
+    };
+    using ArtworkProgressHandler = std::function<void(const ArtworkProgress&)>;
+
+    // The releases of the album's release group first, then up to 25 found by name. Throws
+    // MusicBrainzReleaseLookup::LookupError when nothing was found and a request failed.
+    QCoro::Task<QList<ReleaseCandidate>> searchAlbumReleaseCandidates(
+        QString artist, QString album, std::optional<QString> releaseGroupID,
+        MetadataHTTPClient& client = MetadataHTTPClient::shared());
+    // Overwrites the album's tags and cover with those of one release, matching its tracks by
+    // disc and track number (and length, where the disc is unknown). Files are not moved.
+    // Throws AlbumRefetchError, and then nothing has changed.
+    QCoro::Task<AlbumRefetchSummary> refetchAlbumInfo(QList<Track> tracks, QString releaseID,
+                                                      MetadataHTTPClient& client = MetadataHTTPClient::shared());
+    // The tracks, in library order, whose entry and file both lack a picture.
+    QCoro::Task<QList<Track>> tracksWithMissingArtwork();
+    // Looks a cover up for each album with a track missing one, an album at a time, and writes
+    // it into those tracks' files. Albums without a cover are passed over silently.
+    QCoro::Task<MissingArtworkSummary> fetchMissingArtwork(ArtworkProgressHandler onProgress = {},
+                                                           MetadataHTTPClient& client = MetadataHTTPClient::shared());
+    // The same for every track, overwriting the pictures they have.
+    QCoro::Task<MissingArtworkSummary> refreshAllArtwork(ArtworkProgressHandler onProgress = {},
+                                                         MetadataHTTPClient& client = MetadataHTTPClient::shared());
+    // Writes the picture into the files of those tracks and gives the number that took it. A
+    // body that isn't an image is never written. Tracks no longer here are passed over.
+    QCoro::Task<qsizetype> applyArtwork(ArtworkFetcher::ArtworkResult artwork, QSet<QUuid> trackIDs);
+
 signals:
     void tracksChanged();
     void playlistsChanged();
@@ -190,6 +266,10 @@ private:
 
     // One episode after another, the errors dropped; a refresh ends when they have.
     QCoro::Task<> applyAutoDownloadRule(QUuid podcastID);
+
+    // The pass of fetchMissingArtwork and refreshAllArtwork over the given tracks.
+    QCoro::Task<MissingArtworkSummary> artworkPass(QList<Track> tracks, ArtworkProgressHandler onProgress,
+                                                   MetadataHTTPClient& client);
 
     QUrl m_rootURL;
     ArtworkCache m_artworkCache;

@@ -18,6 +18,9 @@ struct ReleaseCandidate {
 
     qsizetype discCount() const { return discTrackCounts.size(); }
     qint64 totalTrackCount() const { return std::accumulate(discTrackCounts.cbegin(), discTrackCounts.cend(), qint64(0)); }
+    // How a list of releases tells this one apart: "2011 · Experience Edition · 2 discs (10, 9)",
+    // the year and comment where present, then the discs, or the tracks of a single disc.
+    QString detailText() const;
 
     bool operator==(const ReleaseCandidate&) const = default;
 };

@@ -1,11 +1,18 @@
 #include "library/BlockingWait.h"
 #include "library/Library.h"
 #include "maintenance/LibraryMaintenanceView.h"
+#include "library/TagReader.h"
 #include "support/AudioFixtures.h"
+#include "support/FakeServices.h"
+#include "support/JsonHelpers.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
 
 #include <QFileInfo>
+#include <QLabel>
+#include <QPushButton>
+#include <QTest>
+#include <QUrlQuery>
 
 #include <gtest/gtest.h>
 
@@ -91,4 +98,133 @@ TEST_F(MaintenanceTest, OrganizeAndPruneReportTheirWork)
     view.prunePlaylistGaps();
     EXPECT_EQ(view.status(), u"Removed dangling playlist entries."_s);
     EXPECT_TRUE(library.playlists().constFirst().trackIDs.isEmpty());
+}
+
+// Artwork.
+
+namespace {
+
+class MaintenanceArtworkTest : public MaintenanceTest {
+protected:
+    MaintenanceArtworkTest()
+    {
+        view.show();
+        // Only "Found" / "Album" has a cover, and only on iTunes.
+        services.iTunes.route(u"/art/1200x1200bb.jpg"_s, FakeResponse::ok(png, "image/png"));
+        services.iTunes.route(u"/search"_s, [this](const FakeRequest& request) {
+            const QUrlQuery query(QUrl(QString::fromUtf8(request.target)));
+            if (query.queryItemValue(u"term"_s, QUrl::FullyDecoded) != u"Found Album"_s)
+                return FakeResponse::ok(R"({"resultCount":0,"results":[]})", "application/json");
+            const QJsonObject result{{"artistName"_L1, "Found"_L1},
+                                     {"collectionName"_L1, "Album"_L1},
+                                     {"artworkUrl100"_L1, services.iTunes.url(u"/art/100x100bb.jpg"_s).toString()}};
+            return FakeResponse::ok(jsonText(QJsonObject{{"results"_L1, QJsonArray{result}}}), "application/json");
+        });
+    }
+
+    Track addFile(const QString& name, const QString& artist, const QString& album)
+    {
+        const QUrl url = QUrl::fromLocalFile(
+            AudioFixtures::copySample(u"taglib/sinewave.flac"_s, root + u'/' + name + u".flac"_s));
+        Track track = Track::fromFile(url, *TagReader::read(url));
+        track.artist = artist;
+        track.albumArtist = artist;
+        track.album = album;
+        library.add(track);
+        return track;
+    }
+
+    QPushButton* button(const QString& text) const
+    {
+        for (QPushButton* candidate : view.findChildren<QPushButton*>()) {
+            if (candidate->text() == text)
+                return candidate;
+        }
+        ADD_FAILURE() << "no button " << text.toStdString();
+        return nullptr;
+    }
+
+    // Clicks as the user would and waits for the action to end.
+    void click(const QString& text)
+    {
+        QPushButton* target = button(text);
+        ASSERT_NE(target, nullptr);
+        QTest::mouseClick(target, Qt::LeftButton);
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !view.isRunning(); }, 10000));
+    }
+
+    FakeServices services;
+    const QByteArray png = AudioFixtures::pngBytes();
+};
+
+} // namespace
+
+TEST_F(MaintenanceArtworkTest, TheArtworkActionsStandBetweenOrganizingAndPruning)
+{
+    QStringList headings;
+    const QStringList titles{u"Scan & Reconcile"_s, u"Organize Files"_s, u"Fetch Missing Artwork"_s,
+                             u"Re-fetch All Artwork"_s, u"Prune Playlist Gaps"_s};
+    for (const QLabel* label : view.findChildren<QLabel*>()) {
+        if (titles.contains(label->text()))
+            headings.append(label->text());
+    }
+    EXPECT_EQ(headings, titles);
+    const QString refetchDescription =
+        u"Force re-fetches and overwrites artwork for every track, even ones that already have it. Useful after a bad "
+        u"artwork source wrote wrong covers — this uses the same verified-match pipeline as the other artwork actions."_s;
+    const auto labels = view.findChildren<QLabel*>();
+    EXPECT_TRUE(std::any_of(labels.cbegin(), labels.cend(),
+                            [&](const QLabel* label) { return label->text() == refetchDescription; }));
+}
+
+TEST_F(MaintenanceArtworkTest, FetchingMissingArtworkSaysHowManyTracksGotACover)
+{
+    click(u"Fetch Missing Artwork"_s);
+    EXPECT_EQ(view.status(), u"No tracks were missing artwork."_s);
+
+    const Track found = addFile(u"a"_s, u"Found"_s, u"Album"_s);
+    addFile(u"b"_s, u"Lost"_s, u"Album"_s);
+    addFile(u"c"_s, u"Found"_s, u"Album"_s);
+    for (const Track& track : library.tracks())
+        library.artworkCache().invalidate(track.id);
+    click(u"Fetch Missing Artwork"_s);
+    EXPECT_EQ(view.status(), u"Found artwork for 2 of 3 tracks."_s);
+    EXPECT_EQ(TagReader::read(found.url)->artworkData, png);
+    EXPECT_FALSE(asked.has_value()) << "only re-fetching everything asks first";
+}
+
+TEST_F(MaintenanceArtworkTest, ReFetchingAllArtworkAsksFirst)
+{
+    addFile(u"a"_s, u"Found"_s, u"Album"_s);
+    addFile(u"b"_s, u"Lost"_s, u"Album"_s);
+
+    answer = false;
+    click(u"Re-fetch All Artwork"_s);
+    ASSERT_TRUE(asked.has_value());
+    EXPECT_EQ(asked->title, u"Re-fetch artwork for all 2 tracks?"_s);
+    EXPECT_EQ(asked->message, u"This overwrites the artwork currently embedded on every track, including ones that "
+                              u"already look correct. This can't be undone."_s);
+    EXPECT_EQ(asked->confirmButton, u"Re-fetch All Artwork"_s);
+    EXPECT_TRUE(services.iTunes.requests().isEmpty()) << "cancelled";
+    EXPECT_TRUE(view.status().isEmpty());
+
+    answer = true;
+    click(u"Re-fetch All Artwork"_s);
+    EXPECT_EQ(view.status(), u"Re-fetched artwork for 1 of 2 tracks."_s);
+}
+
+TEST_F(MaintenanceArtworkTest, ActionsWaitForARunningOne)
+{
+    addFile(u"a"_s, u"Found"_s, u"Album"_s);
+    library.artworkCache().invalidate(library.tracks().constFirst().id);
+    QCoro::Task<> running = view.fetchMissingArtwork();
+    EXPECT_TRUE(view.isRunning());
+    EXPECT_FALSE(button(u"Re-fetch All Artwork"_s)->isEnabled());
+    EXPECT_FALSE(button(u"Scan & Reconcile"_s)->isEnabled());
+    BlockingWait::wait(view.refetchAllArtwork());
+    EXPECT_FALSE(asked.has_value()) << "nothing starts while another action runs";
+    BlockingWait::wait(std::move(running));
+    EXPECT_FALSE(view.isRunning());
+    EXPECT_TRUE(button(u"Re-fetch All Artwork"_s)->isEnabled());
+    EXPECT_EQ(view.status(), u"Found artwork for 1 of 1 tracks."_s);
 }

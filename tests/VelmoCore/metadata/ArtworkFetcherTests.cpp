@@ -16,7 +16,7 @@ using ArtworkFetcher::FetchError;
 
 namespace {
 
-const QByteArray jpeg("\xFF\xD8\xFF\xE0\x00\x10JFIF\x00\x01", 14);
+const QByteArray jpeg("\xFF\xD8\xFF\xE0\x00\x10JFIF\x00\x01", 12);
 const QByteArray png("\x89PNG\r\n\x1A\n\x00\x00\x00\rIHDR", 16);
 const QByteArray gif("GIF89a\x01\x00\x01\x00", 10);
 const QByteArray webp("RIFF\x24\x00\x00\x00WEBPVP8 ", 16);

@@ -1,0 +1,154 @@
+#include "MetadataCommands.h"
+
+#include "CommandLine.h"
+#include "library/Library.h"
+#include "metadata/MusicBrainzReleaseLookup.h"
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString albumArtistOf(const Track& track)
+{
+    return track.albumArtist.isEmpty() ? track.artist : track.albumArtist;
+}
+
+// The album's tracks in disc and track order, named as the album grid names albums: by album
+// artist (or artist) and album. Exact names first; failing that, names that differ only in
+// case, as long as they name one album.
+std::optional<QList<Track>> findAlbum(Invocation& invocation, const QString& artist, const QString& album)
+{
+    const QList<Track>& tracks = invocation.library().tracks();
+    QList<Track> found;
+    for (const Track& track : tracks) {
+        if (albumArtistOf(track) == artist && track.album == album)
+            found.append(track);
+    }
+    if (found.isEmpty()) {
+        QStringList spellings;
+        for (const Track& track : tracks) {
+            if (albumArtistOf(track).compare(artist, Qt::CaseInsensitive) == 0
+                && track.album.compare(album, Qt::CaseInsensitive) == 0) {
+                const QString spelling = u"  \""_s + track.album + u"\" by "_s + albumArtistOf(track);
+                if (!spellings.contains(spelling))
+                    spellings.append(spelling);
+                found.append(track);
+            }
+        }
+        if (spellings.size() > 1) {
+            invocation.fail(u"%1 albums match \"%2\" by %3 when case is ignored:\n%4\nGive the names exactly as one of "
+                            u"them is written."_s.arg(spellings.size())
+                                .arg(album, artist, spellings.join(u'\n')));
+            return std::nullopt;
+        }
+    }
+    if (found.isEmpty()) {
+        invocation.fail(u"No album \"%1\" by %2 is in the library."_s.arg(album, artist));
+        return std::nullopt;
+    }
+    std::stable_sort(found.begin(), found.end(), [](const Track& a, const Track& b) {
+        return std::pair(a.discNumber.value_or(0), a.trackNumber.value_or(0))
+             < std::pair(b.discNumber.value_or(0), b.trackNumber.value_or(0));
+    });
+    return found;
+}
+
+QCoro::Task<int> fetchMissingArtwork(Invocation& invocation)
+{
+    QTextStream& err = invocation.err();
+    err << u"Looking for tracks without artwork…"_s << Qt::endl;
+    const auto progress = [&err](const Library::ArtworkProgress& step) {
+        err << u"  ["_s << step.albumsDone << u'/' << step.albumCount << u"] "_s << step.artist << u" — "_s
+            << step.album << (step.found ? u": found"_s : u": no cover"_s) << Qt::endl;
+    };
+    const Library::MissingArtworkSummary summary = co_await invocation.library().fetchMissingArtwork(progress);
+    if (summary.totalMissing == 0)
+        invocation.out() << u"No tracks were missing artwork.\n"_s;
+    else
+        invocation.out() << u"Found artwork for "_s << summary.fetchedCount << u" of "_s << summary.totalMissing
+                         << u" tracks.\n"_s;
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> listCandidates(Invocation& invocation, const QList<Track>& album)
+{
+    const Track& first = album.constFirst();
+    QList<ReleaseCandidate> candidates;
+    try {
+        candidates = co_await invocation.library().searchAlbumReleaseCandidates(albumArtistOf(first), first.album,
+                                                                                first.releaseGroupMBID);
+    } catch (const MusicBrainzReleaseLookup::LookupError& error) {
+        co_return invocation.fail(error.message());
+    }
+    QTextStream& out = invocation.out();
+    if (candidates.isEmpty()) {
+        out << u"No matches found on MusicBrainz.\n"_s;
+        co_return int(exitSuccess);
+    }
+    out << u"Releases that may be \""_s << first.album << u"\" by "_s << albumArtistOf(first) << u" ("_s
+        << album.size() << (album.size() == 1 ? u" track"_s : u" tracks"_s)
+        << u" in the library). Apply one with --release ID:\n"_s;
+    for (const ReleaseCandidate& candidate : std::as_const(candidates)) {
+        out << u"  "_s << candidate.id << u"  "_s << candidate.title << u" — "_s << candidate.artist << u"\n    "_s
+            << candidate.detailText() << u'\n';
+    }
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> refetchAlbum(Invocation& invocation)
+{
+    const QString artist = invocation.value(u"artist"_s);
+    const QString albumName = invocation.value(u"album"_s);
+    if (!invocation.isSet(u"artist"_s) || !invocation.isSet(u"album"_s)) {
+        invocation.err() << u"velmo: name the album with --artist and --album.\nUsage: velmo album refetch --artist "
+                            u"ARTIST --album ALBUM [--release ID]"_s
+                         << Qt::endl;
+        co_return int(exitUsage);
+    }
+    const std::optional<QList<Track>> album = findAlbum(invocation, artist, albumName);
+    if (!album)
+        co_return int(exitFailure);
+    if (!invocation.isSet(u"release"_s))
+        co_return co_await listCandidates(invocation, *album);
+
+    const QString releaseID = invocation.value(u"release"_s);
+    invocation.err() << u"Applying release "_s << releaseID << u" to "_s << album->size()
+                     << (album->size() == 1 ? u" track…"_s : u" tracks…"_s) << Qt::endl;
+    try {
+        const Library::AlbumRefetchSummary summary =
+            co_await invocation.library().refetchAlbumInfo(*album, releaseID);
+        invocation.out() << summary.message() << u'\n';
+    } catch (const Library::AlbumRefetchError& error) {
+        co_return invocation.fail(u"Re-fetch failed: "_s + error.message());
+    }
+    co_return int(exitSuccess);
+}
+
+} // namespace
+
+void addMetadataCommands(CommandLine& commandLine)
+{
+    commandLine.addGroup(u"artwork"_s, u"Album covers"_s);
+    commandLine.add({
+        .path = {u"artwork"_s, u"fetch-missing"_s},
+        .summary = u"Look up a cover for every album with tracks that have none, and write it into their files. "
+                   "Tracks without an album name are skipped."_s,
+        .access = Command::Access::changesLibrary,
+        .run = fetchMissingArtwork,
+    });
+
+    commandLine.addGroup(u"album"_s, u"Albums"_s);
+    commandLine.add({
+        .path = {u"album"_s, u"refetch"_s},
+        .summary = u"List the MusicBrainz releases that may be the album; with --release, overwrite the album's "
+                   "titles, artists, year, numbers and cover with that release's."_s,
+        .options = {QCommandLineOption(u"artist"_s, u"The album artist (or artist), as the library has it"_s,
+                                       u"ARTIST"_s),
+                    QCommandLineOption(u"album"_s, u"The album's name, as the library has it"_s, u"ALBUM"_s),
+                    QCommandLineOption(u"release"_s, u"The MusicBrainz release ID to apply"_s, u"ID"_s)},
+        .access = Command::Access::changesLibrary,
+        .run = refetchAlbum,
+    });
+}

@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// velmo artwork fetch-missing | velmo album refetch
+void addMetadataCommands(CommandLine& commandLine);
