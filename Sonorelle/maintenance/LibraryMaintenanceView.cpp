@@ -1,6 +1,7 @@
 #include "LibraryMaintenanceView.h"
 
 #include "library/Library.h"
+#include "widgets/Icons.h"
 
 #include <QFrame>
 #include <QHBoxLayout>
@@ -95,7 +96,8 @@ QPushButton* LibraryMaintenanceView::addAction(const QString& title, const QStri
     auto* text = new QLabel(description, section);
     text->setWordWrap(true);
     text->setEnabled(false);
-    auto* action = new QPushButton(button, section);
+    // "&" would mark a keyboard shortcut in a button's text.
+    auto* action = new QPushButton(QString(button).replace(u'&', u"&&"_s), section);
     auto* layout = new QVBoxLayout(section);
     layout->setContentsMargins(0, 8, 0, 8);
     layout->addWidget(heading);
@@ -139,7 +141,7 @@ QCoro::Task<> LibraryMaintenanceView::scanAndReconcile()
     }
     if (!self)
         co_return;
-    m_scan->setText(u"Scan & Reconcile"_s);
+    m_scan->setText(u"Scan && Reconcile"_s);
     setRunning(false);
     setStatus(status);
     showReport();
@@ -293,7 +295,7 @@ void LibraryMaintenanceView::showReport()
         if (!m_report->hasChanges()) {
             auto* row = new QWidget(m_reportBox);
             auto* mark = new QLabel(row);
-            mark->setPixmap(QIcon::fromTheme(u"emblem-ok"_s, style()->standardIcon(QStyle::SP_DialogApplyButton))
+            mark->setPixmap(Icons::symbol(u"checkmark.circle"_s)
                                 .pixmap(16, 16));
             auto* rowLayout = new QHBoxLayout(row);
             rowLayout->setContentsMargins(0, 0, 0, 0);

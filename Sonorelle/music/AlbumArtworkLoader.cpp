@@ -41,6 +41,7 @@ void AlbumArtworkLoader::clear()
 {
     m_covers.clear();
     m_known.clear();
+    ++m_generation;
 }
 
 void AlbumArtworkLoader::startNext()
@@ -56,6 +57,7 @@ void AlbumArtworkLoader::startNext()
 QCoro::Task<> AlbumArtworkLoader::load(AlbumGroup group, QString key)
 {
     QPointer<AlbumArtworkLoader> self(this);
+    const quint64 generation = m_generation;
     const Track first = group.tracks.constFirst();
     std::optional<QByteArray> bytes = first.artworkData;
     if (!bytes && m_library)
@@ -72,10 +74,13 @@ QCoro::Task<> AlbumArtworkLoader::load(AlbumGroup group, QString key)
         co_return;
     --m_running;
     m_loading.remove(key);
-    if (image.isNull())
-        m_known.insert(key);
-    else
-        m_covers.insert(key, new QImage(image));
+    // After a clear the tile asks again and gets a fresh read.
+    if (generation == m_generation) {
+        if (image.isNull())
+            m_known.insert(key);
+        else
+            m_covers.insert(key, new QImage(image));
+    }
     emit coverReady(key);
     startNext();
 }

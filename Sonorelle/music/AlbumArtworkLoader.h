@@ -42,6 +42,8 @@ private:
     QCache<QString, QImage> m_covers;
     QSet<QString> m_known;  // keys whose cover is known to be absent or undecodable
     QSet<QString> m_loading;
+    // Bumped by clear(), so that a load begun before it cannot bring an old cover back.
+    quint64 m_generation = 0;
     QList<std::pair<QString, AlbumGroup>> m_queue;
     int m_running = 0;
 };
