@@ -81,23 +81,36 @@ double peakMemoryMiB()
     return 0;
 }
 
-int loadStoreAndReportPeakMemory(const QString& libraryJson)
+int runMeasuredChild(const QString& argument, const QString& path)
 {
-    QTemporaryDir emptyStores;
-    for (StoreKind kind : allStoreKinds)
-        StoreLocations::setOverride(kind, emptyStores.filePath(StoreLocations::relativePath(kind)));
-    StoreLocations::setOverride(StoreKind::library, libraryJson);
-    const Library library(QUrl::fromLocalFile(emptyStores.path()));
-    printf("%lld %.1f\n", static_cast<long long>(library.tracks().size()), peakMemoryMiB());
+    qsizetype tracks = 0;
+    if (argument == QLatin1StringView(scanFolderArgument)) {
+        tracks = Library::scanFolder(QUrl::fromLocalFile(path)).size();
+    } else {
+        QTemporaryDir emptyStores;
+        for (StoreKind kind : allStoreKinds)
+            StoreLocations::setOverride(kind, emptyStores.filePath(StoreLocations::relativePath(kind)));
+        StoreLocations::setOverride(StoreKind::library, path);
+        const Library library(QUrl::fromLocalFile(emptyStores.path()));
+        tracks = library.tracks().size();
+    }
+    printf("%lld %.1f\n", static_cast<long long>(tracks), peakMemoryMiB());
     return 0;
 }
 
-double measureLoadPeakMemoryMiB(const QString& libraryJson)
+double measureInChild(const char* argument, const QString& path)
 {
     QProcess child;
-    child.start(QCoreApplication::applicationFilePath(), {QString::fromLatin1(loadStoreArgument), libraryJson});
-    if (!child.waitForFinished(120000))
+    child.start(QCoreApplication::applicationFilePath(), {QString::fromLatin1(argument), path});
+    if (!child.waitForFinished(600000))
         return -1;
     const QList<QByteArray> fields = child.readAllStandardOutput().trimmed().split(' ');
     return fields.size() == 2 ? fields.at(1).toDouble() : -1;
+}
+
+void writeFile(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        qFatal("Cannot write %s", qPrintable(path));
 }

@@ -12,8 +12,12 @@ QList<Track> generateTracks(qsizetype count);
 double peakMemoryMiB();
 
 // Memory is measured in a fresh process: this one's heap keeps what earlier benchmarks
-// freed. The child opens a library whose library.json is the given file and prints its
-// peak resident size.
-inline constexpr char loadStoreArgument[] = "--load-store";
-int loadStoreAndReportPeakMemory(const QString& libraryJson);
-double measureLoadPeakMemoryMiB(const QString& libraryJson);
+// freed. The child runs one piece of work named by its argument and prints its peak
+// resident size.
+inline constexpr char loadStoreArgument[] = "--load-store";   // open a library with this library.json
+inline constexpr char scanFolderArgument[] = "--scan-folder"; // scan this folder
+int runMeasuredChild(const QString& argument, const QString& path);
+double measureInChild(const char* argument, const QString& path);
+
+// Creates an empty file, or exits.
+void writeFile(const QString& path);

@@ -38,7 +38,7 @@ void loadLibrary(benchmark::State& state)
         benchmark::DoNotOptimize(library.tracks().size());
     }
     state.counters["storeMiB"] = double(json.size()) / (1024.0 * 1024.0);
-    state.counters["peakRssMiB"] = measureLoadPeakMemoryMiB(StoreLocations::path(StoreKind::library));
+    state.counters["peakRssMiB"] = measureInChild(loadStoreArgument, StoreLocations::path(StoreKind::library));
 }
 
 void saveLibrary(benchmark::State& state)
