@@ -56,8 +56,10 @@ SongsView::SongsView(Library& library, TextPrompt prompt, QWidget* parent)
 
 void SongsView::setRows(TrackTextIndex* index, QList<qsizetype> rows)
 {
-    // The selection is kept by id across a refresh of the rows.
+    // The selection is kept by id across a refresh of the rows, and the detail column is
+    // told only if the selected track really changed: a refresh must not close an edit.
     const QList<QUuid> selected = selectedTrackIDs();
+    m_refreshing = true;
     m_model->setRows(index, std::move(rows));
     QItemSelection selection;
     for (const QUuid& id : selected) {
@@ -66,6 +68,7 @@ void SongsView::setRows(TrackTextIndex* index, QList<qsizetype> rows)
             selection.select(m_model->index(row, 0), m_model->index(row, SongsTableModel::columnTotal - 1));
     }
     m_table->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    m_refreshing = false;
     selectionDidChange();
 }
 
@@ -91,6 +94,8 @@ void SongsView::fillContextMenu(QMenu& menu)
 
 void SongsView::selectionDidChange()
 {
+    if (m_refreshing)
+        return;
     const QModelIndexList rows = m_table->selectionModel()->selectedRows();
     std::optional<Track> first;
     int firstRow = std::numeric_limits<int>::max();

@@ -38,4 +38,5 @@ private:
     SongsTableModel* m_model;
     QTableView* m_table;
     std::optional<QUuid> m_selected;
+    bool m_refreshing = false;
 };

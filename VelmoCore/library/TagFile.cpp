@@ -5,6 +5,7 @@
 #include <taglib/mp4file.h>
 #include <taglib/mp4tag.h>
 #include <taglib/opusfile.h>
+#include <taglib/tfilestream.h>
 
 namespace {
 
@@ -24,12 +25,17 @@ TagLib::MP4::Tag* mp4Tag(const TagLib::FileRef& ref)
 
 } // namespace
 
-TagFile::TagFile(const QString& path, bool readAudioProperties)
-    : m_ref(QFile::encodeName(path).constData(), readAudioProperties, TagLib::AudioProperties::Average)
+TagFile::TagFile(const QString& path, Access access)
+    : m_stream(std::make_unique<TagLib::FileStream>(QFile::encodeName(path).constData(), access == Access::read))
 {
+    if (!m_stream->isOpen())
+        return;
+    m_ref = TagLib::FileRef(m_stream.get(), true, TagLib::AudioProperties::Average);
     const auto opened = [this] { return !m_ref.isNull() && m_ref.file()->isValid() && m_ref.tag(); };
-    if (!opened() && path.endsWith(QStringLiteral(".ogg"), Qt::CaseInsensitive))
-        m_ref = TagLib::FileRef(new TagLib::Ogg::Opus::File(QFile::encodeName(path).constData(), readAudioProperties));
+    if (!opened() && path.endsWith(QStringLiteral(".ogg"), Qt::CaseInsensitive)) {
+        m_stream->seek(0);
+        m_ref = TagLib::FileRef(new TagLib::Ogg::Opus::File(m_stream.get(), true));
+    }
     if (!opened())
         return;
     const TagLib::AudioProperties* audio = m_ref.audioProperties();

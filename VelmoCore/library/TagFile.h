@@ -2,7 +2,10 @@
 
 #include <QString>
 
+#include <memory>
+
 #include <taglib/fileref.h>
+#include <taglib/tiostream.h>
 #include <taglib/tpropertymap.h>
 
 // One audio file opened for its tags, for the length of one call. Two gaps in TagLib 1.13
@@ -11,7 +14,11 @@
 // by its content.
 class TagFile {
 public:
-    TagFile(const QString& path, bool readAudioProperties);
+    // Reading opens the file read-only: a file opened for writing reports a change when it
+    // is closed, and the folder watcher would read it again, and again.
+    enum class Access { read, write };
+
+    TagFile(const QString& path, Access access);
 
     // Opened, understood, with a tag, and holding audio or tags: a text file named ".mp3"
     // is not an audio file even though TagLib opens it.
@@ -26,6 +33,7 @@ public:
     bool save() { return m_ref.save(); }
 
 private:
+    std::unique_ptr<TagLib::IOStream> m_stream; // outlives the file that reads through it
     TagLib::FileRef m_ref;
     bool m_valid = false;
 };

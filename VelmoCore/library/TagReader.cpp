@@ -15,7 +15,7 @@ std::optional<TrackMetadata> read(const QUrl& url)
     const auto format = audioFormatFromURL(url);
     if (!format)
         return std::nullopt;
-    TagFile file(url.toLocalFile(), true);
+    TagFile file(url.toLocalFile(), TagFile::Access::read);
     if (!file.isValid())
         return std::nullopt;
 

@@ -81,7 +81,7 @@ void write(const Track& track)
     using namespace TagProperties;
     const QString path = track.path();
     checkExists(path);
-    TagFile file(path, true);
+    TagFile file(path, TagFile::Access::write);
     checkValid(file, path);
 
     TagLib::Tag& tag = file.tag();
@@ -128,7 +128,7 @@ void writeArtwork(const QUrl& url, const QByteArray& data, const QString& mimeTy
     checkExists(path);
     if (data.isEmpty())
         return;
-    TagFile file(path, true);
+    TagFile file(path, TagFile::Access::write);
     checkValid(file, path);
     if (!TagPictures::replaceAll(file.file(), data, mimeType) || !file.save())
         throw WriteError(WriteError::Kind::saveFailed, path);

@@ -283,3 +283,18 @@ TEST_F(MusicViewTest, AnEmptyLibraryAndAFruitlessSearchSaySo)
     view.setSearchText(u"zzz"_s);
     EXPECT_EQ(shownTitle(), u"No Results"_s);
 }
+
+TEST_F(MusicViewTest, ARefreshOfTheLibraryKeepsTheSelectedTrackWithoutASignal)
+{
+    library.add(track(u"A"_s, u"x"_s, u"y"_s));
+    library.add(track(u"B"_s, u"x"_s, u"y"_s));
+    MusicView view(library);
+    view.setViewMode(MusicViewMode::songs);
+    view.songsView()->table()->selectRow(1);
+    int emitted = 0;
+    QObject::connect(&view, &MusicView::selectedTrackChanged, [&emitted] { ++emitted; });
+    library.add(track(u"C"_s, u"x"_s, u"y"_s));
+    view.refreshNow();
+    EXPECT_EQ(emitted, 0) << "an edit open in the detail column would be lost";
+    EXPECT_EQ(view.songsView()->selectedTrackIDs().size(), 1);
+}

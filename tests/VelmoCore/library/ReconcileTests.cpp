@@ -2,7 +2,9 @@
 #include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "library/Reconciler.h"
+#include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "platform/FolderWatcher.h"
 #include "support/AudioFixtures.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
@@ -247,4 +249,17 @@ TEST_F(ScanTest, TheWatcherFollowsRenamesDeletionsAndNewFilesLive)
     EXPECT_FALSE(library.isWatching());
     QFile::remove(root + u"/C/new.flac"_s);
     EXPECT_FALSE(changed.wait(1500)) << "nothing is followed after stopping";
+}
+
+TEST_F(ScanTest, ReadingTagsIsNoChangeToTheWatcher)
+{
+    const QString path = copy(u"A/one.flac"_s);
+    FolderWatcher watcher(QUrl::fromLocalFile(root), 0.2);
+    QSignalSpy changed(&watcher, &FolderWatcher::filesChanged);
+    watcher.start();
+    ASSERT_TRUE(TagReader::read(QUrl::fromLocalFile(path)).has_value());
+    EXPECT_FALSE(changed.wait(1000)) << "a read that opened the file for writing would report it, and loop";
+    Track track = Library::scanFolder(QUrl::fromLocalFile(root)).constFirst();
+    TagWriter::write(track);
+    EXPECT_TRUE(changed.wait(3000)) << "a write is a change";
 }

@@ -24,7 +24,7 @@ namespace {
 // What is really in the file, property by property.
 TagLib::PropertyMap propertiesOf(const QString& path)
 {
-    const TagFile file(path, false);
+    const TagFile file(path, TagFile::Access::read);
     return file.isValid() ? file.properties() : TagLib::PropertyMap();
 }
 
@@ -41,7 +41,7 @@ bool hasProperty(const QString& path, const char* name)
 
 void setProperty(const QString& path, const char* name, const QString& value)
 {
-    TagFile file(path, false);
+    TagFile file(path, TagFile::Access::write);
     TagLib::PropertyMap properties = file.properties();
     properties.replace(name, TagLib::StringList(TagLib::String(value.toUtf8().constData(), TagLib::String::UTF8)));
     file.setProperties(properties);
