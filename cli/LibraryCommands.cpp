@@ -1,6 +1,7 @@
 #include "LibraryCommands.h"
 
 #include "CommandLine.h"
+#include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
@@ -112,6 +113,74 @@ QCoro::Task<int> check(Invocation& invocation)
     co_return anyCorrupt ? int(exitFailure) : int(exitSuccess);
 }
 
+QCoro::Task<int> organize(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    invocation.err() << u"Moving files into "_s << library.rootURL().toLocalFile() << u"…"_s << Qt::endl;
+    const Library::OrganizeReport report = co_await library.organizeLibrary();
+    QTextStream& out = invocation.out();
+    for (const auto& [before, after] : report.moved)
+        out << u"moved  "_s << before.path() << u"\n    to "_s << after.path() << u'\n';
+    for (const auto& [track, reason] : report.failed)
+        out << u"stays  "_s << track.path() << u"\n       "_s << reason << u'\n';
+    out << report.moved.size() << u" moved, "_s << report.failed.size() << u" could not move, "_s
+        << library.tracks().size() - report.moved.size() - report.failed.size() << u" already in place."_s << Qt::endl;
+    co_return int(exitSuccess);
+}
+
+void writeTracks(JsonWriter& json, QLatin1StringView key, const QList<Track>& tracks)
+{
+    json.key(key);
+    Json::writeArray(json, tracks);
+}
+
+QCoro::Task<int> scan(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    const bool applyRemovals = invocation.isSet(u"apply-removals"_s);
+    invocation.err() << u"Scanning "_s << library.rootURL().toLocalFile() << u"…"_s << Qt::endl;
+    const ReconcileReport report = co_await library.reconcile(applyRemovals);
+    if (invocation.json()) {
+        JsonWriter json;
+        json.beginObject();
+        writeTracks(json, "added"_L1, report.added);
+        writeTracks(json, "moved"_L1, report.moved);
+        writeTracks(json, "updated"_L1, report.updated);
+        writeTracks(json, "removedCandidates"_L1, report.removedCandidates);
+        writeTracks(json, "removedReferenced"_L1, report.removedReferenced);
+        json.field("removalsApplied"_L1, report.removalsApplied);
+        json.endObject();
+        invocation.out() << QJsonDocument::fromJson(json.bytes()).toJson(QJsonDocument::Indented);
+        co_return int(exitSuccess);
+    }
+    QTextStream& out = invocation.out();
+    if (!report.hasChanges()) {
+        out << u"Library is in sync."_s << Qt::endl;
+        co_return int(exitSuccess);
+    }
+    const auto list = [&out](const QList<Track>& tracks, const QString& what) {
+        if (tracks.isEmpty())
+            return;
+        out << tracks.size() << what << u'\n';
+        for (const Track& track : tracks)
+            out << u"  "_s << track.path() << u'\n';
+    };
+    list(report.added, u" added"_s);
+    list(report.moved, u" moved/renamed"_s);
+    list(report.updated, u" metadata updated"_s);
+    list(report.removedCandidates, u" missing on disk"_s);
+    if (!report.removedReferenced.isEmpty() && !report.removalsApplied)
+        out << report.removedReferenced.size()
+            << u" of the missing tracks are still used in playlists — removing them will drop them from those playlists."_s
+            << u'\n';
+    if (report.removalsApplied)
+        out << u"Removals applied."_s << u'\n';
+    else if (!report.removedCandidates.isEmpty())
+        out << u"Run again with --apply-removals to remove the missing tracks no playlist uses."_s << u'\n';
+    out.flush();
+    co_return int(exitSuccess);
+}
+
 } // namespace
 
 void addLibraryCommands(CommandLine& commandLine)
@@ -134,6 +203,22 @@ void addLibraryCommands(CommandLine& commandLine)
         .hasJsonOutput = true,
         .access = Command::Access::library,
         .run = stats,
+    });
+    commandLine.add({
+        .path = {u"library"_s, u"organize"_s},
+        .summary = u"Move every track's file into the Artist/Album/Track layout; print what moved and what could "
+                   "not, and why."_s,
+        .access = Command::Access::changesLibrary,
+        .run = organize,
+    });
+    commandLine.add({
+        .path = {u"library"_s, u"scan"_s},
+        .summary = u"Scan the music folder and merge what changed into the library, keeping each track's identity."_s,
+        .options = {QCommandLineOption(u"apply-removals"_s,
+                                       u"Remove the tracks whose files are missing, unless a playlist uses them"_s)},
+        .hasJsonOutput = true,
+        .access = Command::Access::changesLibrary,
+        .run = scan,
     });
     commandLine.add({
         .path = {u"library"_s, u"check"_s},

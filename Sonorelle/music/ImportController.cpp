@@ -1,52 +1,20 @@
 #include "ImportController.h"
 
 #include "library/Background.h"
-#include "library/JsonCoding.h"
 #include "library/Library.h"
-#include "library/LibraryOrganizer.h"
 #include "library/Settings.h"
-#include "library/TagWriter.h"
-#include "library/TrackSignature.h"
 
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
 
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-// Puts the file at its place in the library. An occupied place counts as done: the file
-// already there is the one the entry will name.
-bool placeFile(const QString& source, const QString& destination, bool copy)
-{
-    if (!QDir().mkpath(QFileInfo(destination).absolutePath()))
-        return false;
-    if (QFileInfo::exists(destination))
-        return true;
-    return copy ? QFile::copy(source, destination) : QFile::rename(source, destination);
-}
-
-} // namespace
 
 ImportController::ImportController(FolderPicker folderPicker, QObject* parent)
     : QObject(parent)
     , m_folderPicker(std::move(folderPicker))
     , m_copyFiles(Settings::value(Settings::copyImportedFiles))
 {
-}
-
-ImportStatus ImportController::classify(const Track& track, const QList<Track>& libraryTracks)
-{
-    const TrackSignature signature(track);
-    for (const Track& existing : libraryTracks) {
-        const TrackSignature other(existing);
-        if (other.key() == signature.key())
-            return other.matches(signature) ? ImportStatus::alreadyInLibrary : ImportStatus::possibleDuplicate;
-    }
-    return ImportStatus::new_;
 }
 
 QList<ImportController::AlbumGroup> ImportController::group(const QList<ImportCandidate>& candidates)
@@ -103,7 +71,7 @@ QCoro::Task<> ImportController::scan(Library& library, QUrl folder)
     if (!self)
         co_return;
     for (const Track& track : scanned) {
-        const ImportStatus status = classify(track, libraryTracks);
+        const ImportStatus status = FolderImport::classify(track, libraryTracks);
         m_candidates.append({track, status, status == ImportStatus::new_});
     }
     m_isScanning = false;
@@ -158,43 +126,19 @@ QCoro::Task<> ImportController::importSelected()
     emit changed();
 
     qsizetype imported = 0;
-    for (Track track : selected) {
-        const QUrl destination = LibraryOrganizer::canonicalURL(track, root);
-        const auto place = [source = track.path(), target = destination.toLocalFile(), copy] {
-            return placeFile(source, target, copy);
-        };
-        const bool placed = co_await Background::run(place);
+    for (const Track& track : std::as_const(selected)) {
+        const bool added = co_await FolderImport::importTrack(*library, track, copy);
         if (!self || !library)
             co_return;
         ++m_importProgress;
         emit progressChanged();
-        if (!placed)
-            continue;
-        track.url = destination;
-        // Our own id goes into files without a durable one, so that a later move outside the
-        // program is recognised. WAV files are left as they came.
-        if (!track.externalID && track.format != AudioFormat::wav) {
-            track.externalID = Json::uuidString(track.id);
-            const auto stamp = [track] {
-                try {
-                    TagWriter::write(track);
-                } catch (const TagWriter::WriteError&) {
-                    // The track is added all the same; its identity then rests on its text.
-                }
-            };
-            co_await Background::run(stamp);
-            if (!self || !library)
-                co_return;
-        }
-        library->add(track);
-        ++imported;
+        if (added)
+            ++imported;
     }
 
     m_isImporting = false;
     if (imported < 1) {
-        m_importError = u"No tracks could be imported. The files may already exist at the destination, or the app "
-                        u"may lack permission to write to "_s
-                      + root.toLocalFile() + u"."_s;
+        m_importError = FolderImport::nothingImportedMessage(root);
     } else {
         m_importedCount = imported;
         m_isPresented = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/FolderImport.h"
 #include "library/Track.h"
 #include "widgets/FolderPicker.h"
 
@@ -12,8 +13,6 @@
 #include <optional>
 
 class Library;
-
-enum class ImportStatus { new_, alreadyInLibrary, possibleDuplicate };
 
 struct ImportCandidate {
     Track track; // from the scan, with a fresh id
@@ -47,9 +46,6 @@ public:
     qsizetype importProgress() const { return m_importProgress; }
     const std::optional<QString>& importError() const { return m_importError; }
 
-    // The one rule of "already here": the first library track with the same text decides,
-    // by its length.
-    static ImportStatus classify(const Track& track, const QList<Track>& libraryTracks);
     static QList<AlbumGroup> group(const QList<ImportCandidate>& candidates);
 
     // Asks for a folder, then reads it. Nothing happens when the user cancels.

@@ -166,18 +166,24 @@ QCoro::Task<> Library::update(Track track)
     tracksDidChange();
 }
 
-QCoro::Task<> Library::organizeLibrary()
+QCoro::Task<Library::OrganizeReport> Library::organizeLibrary()
 {
     assertMainThread();
+    OrganizeReport report;
     QList<Track> organized = m_tracks;
     for (Track& track : organized) {
         const auto move = [track, root = m_rootURL] { return LibraryOrganizer::move(track, root, false); };
         try {
-            track = co_await Background::run(move);
-        } catch (const LibraryOrganizer::OrganizerError&) {
+            const Track moved = co_await Background::run(move);
+            if (moved.url != track.url)
+                report.moved.append({track, moved});
+            track = moved;
+        } catch (const LibraryOrganizer::OrganizerError& error) {
             // A collision or a missing file leaves this track where it is.
+            report.failed.append({track, error.message()});
         }
     }
     m_tracks = organized;
     tracksDidChange();
+    co_return report;
 }

@@ -70,9 +70,16 @@ public:
     // change. Throws TagWriter::WriteError. A track no longer in the library is left alone.
     QCoro::Task<> update(Track track);
 
+    // What organizeLibrary did: each track moved (as it now is), each that could not move and
+    // why. The screen shows neither; the command line prints both.
+    struct OrganizeReport {
+        QList<std::pair<Track, Track>> moved; // before and after
+        QList<std::pair<Track, QString>> failed;
+    };
+
     // Moves every file to its canonical place, one at a time off the main thread. A file
-    // that cannot move (its place is taken, it is gone) stays where it is, silently.
-    QCoro::Task<> organizeLibrary();
+    // that cannot move (its place is taken, it is gone) stays where it is.
+    QCoro::Task<OrganizeReport> organizeLibrary();
 
     // Scan and reconcile (library/LibraryScan.cpp).
 

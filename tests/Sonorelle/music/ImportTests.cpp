@@ -23,12 +23,12 @@ using namespace Qt::StringLiterals;
 TEST(ImportClassification, TheFirstTrackWithTheSameTextDecides)
 {
     const Track scanned = makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 200);
-    EXPECT_EQ(ImportController::classify(scanned, {}), ImportStatus::new_);
-    EXPECT_EQ(ImportController::classify(scanned, {makeTrack(u" song"_s, u"BAND"_s, u"Record"_s, 201.5)}),
+    EXPECT_EQ(FolderImport::classify(scanned, {}), ImportStatus::new_);
+    EXPECT_EQ(FolderImport::classify(scanned, {makeTrack(u" song"_s, u"BAND"_s, u"Record"_s, 201.5)}),
               ImportStatus::alreadyInLibrary);
-    EXPECT_EQ(ImportController::classify(scanned, {makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 203)}),
+    EXPECT_EQ(FolderImport::classify(scanned, {makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 203)}),
               ImportStatus::possibleDuplicate);
-    EXPECT_EQ(ImportController::classify(scanned, {makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 197),
+    EXPECT_EQ(FolderImport::classify(scanned, {makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 197),
                                                    makeTrack(u"Song"_s, u"Band"_s, u"Record"_s, 200)}),
               ImportStatus::possibleDuplicate)
         << "only the first match counts";

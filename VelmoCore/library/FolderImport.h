@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Track.h"
+
+#include <QCoro/QCoroTask>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+class Library;
+
+enum class ImportStatus { new_, alreadyInLibrary, possibleDuplicate };
+
+// Bringing files from any folder into the library: the verdict on each file, and the
+// placing of one file into the canonical layout. The review sheet and `velmo import` both
+// stand on this.
+namespace FolderImport {
+
+// The first library track with the same text decides, by its length; nothing else is
+// consulted.
+ImportStatus classify(const Track& track, const QList<Track>& libraryTracks);
+
+// Copies or moves the file to its canonical place (a place already taken counts as done,
+// and the entry then names the file there), stamps our id into a file without a durable id
+// of its own (WAV files are left as they came), and adds the track. False when the file
+// could not be placed; nothing is added then.
+QCoro::Task<bool> importTrack(Library& library, Track track, bool copy);
+
+// What the user reads when no file at all could be imported.
+QString nothingImportedMessage(const QUrl& root);
+
+} // namespace FolderImport

@@ -1,0 +1,117 @@
+#include "ImportCommands.h"
+
+#include "CommandLine.h"
+#include "library/Background.h"
+#include "library/FolderImport.h"
+#include "library/JsonCoding.h"
+#include "library/Library.h"
+#include "library/Settings.h"
+
+#include <QFileInfo>
+#include <QJsonDocument>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString statusName(ImportStatus status)
+{
+    switch (status) {
+    case ImportStatus::new_: return u"new"_s;
+    case ImportStatus::alreadyInLibrary: return u"alreadyInLibrary"_s;
+    case ImportStatus::possibleDuplicate: return u"possibleDuplicate"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+QCoro::Task<int> import(Invocation& invocation)
+{
+    if (invocation.isSet(u"copy"_s) && invocation.isSet(u"move"_s))
+        co_return invocation.fail(u"Choose either --copy or --move, not both."_s);
+    const QString folder = QFileInfo(invocation.arguments().constFirst()).absoluteFilePath();
+    if (!QFileInfo(folder).isDir())
+        co_return invocation.fail(u"There is no folder at "_s + folder + u'.');
+    const bool copy = invocation.isSet(u"copy"_s) || (!invocation.isSet(u"move"_s) && Settings::value(Settings::copyImportedFiles));
+
+    Library& library = invocation.library();
+    invocation.err() << u"Reading "_s << folder << u"…"_s << Qt::endl;
+    const auto scan = [folder] { return Library::scanFolder(QUrl::fromLocalFile(folder)); };
+    const QList<Track> scanned = co_await Background::run(scan);
+
+    QList<std::pair<Track, ImportStatus>> plan;
+    for (const Track& track : scanned)
+        plan.append({track, FolderImport::classify(track, library.tracks())});
+    if (invocation.json()) {
+        JsonWriter json;
+        json.beginArray();
+        for (const auto& [track, status] : std::as_const(plan)) {
+            json.beginObject();
+            json.field("status"_L1, statusName(status));
+            json.key("track"_L1);
+            track.writeJson(json);
+            json.endObject();
+        }
+        json.endArray();
+        invocation.out() << QJsonDocument::fromJson(json.bytes()).toJson(QJsonDocument::Indented);
+    } else {
+        for (const auto& [track, status] : std::as_const(plan))
+            invocation.out() << statusName(status).leftJustified(18) << track.path() << u'\n';
+        invocation.out().flush();
+    }
+
+    const bool all = invocation.isSet(u"all"_s);
+    QList<Track> chosen;
+    for (const auto& [track, status] : std::as_const(plan)) {
+        if (all || status == ImportStatus::new_)
+            chosen.append(track);
+    }
+    if (chosen.isEmpty()) {
+        invocation.err() << (plan.isEmpty() ? u"There are no audio files in the folder."_s
+                                            : u"Nothing new to import; --all imports the other files too."_s)
+                         << Qt::endl;
+        co_return int(exitSuccess);
+    }
+    if (invocation.isSet(u"dry-run"_s)) {
+        invocation.err() << chosen.size() << (chosen.size() == 1 ? u" file would be"_s : u" files would be"_s)
+                         << (copy ? u" copied"_s : u" moved"_s) << u" into "_s << library.rootURL().toLocalFile()
+                         << u'.' << Qt::endl;
+        co_return int(exitSuccess);
+    }
+
+    qsizetype imported = 0;
+    qsizetype done = 0;
+    for (const Track& track : std::as_const(chosen)) {
+        const bool added = co_await FolderImport::importTrack(library, track, copy);
+        ++done;
+        imported += added ? 1 : 0;
+        invocation.err() << u"["_s << done << u'/' << chosen.size() << u"] "_s << (added ? u""_s : u"not imported: "_s)
+                         << track.path() << Qt::endl;
+    }
+    if (imported < 1)
+        co_return invocation.fail(FolderImport::nothingImportedMessage(library.rootURL()));
+    invocation.err() << u"Imported "_s << imported << u" of "_s << chosen.size()
+                     << (chosen.size() == 1 ? u" file."_s : u" files."_s) << Qt::endl;
+    co_return int(exitSuccess);
+}
+
+} // namespace
+
+void addImportCommands(CommandLine& commandLine)
+{
+    commandLine.addGroup(u"import"_s, u"Bringing music in"_s);
+    commandLine.add({
+        .path = {u"import"_s},
+        .arguments = u"DIR"_s,
+        .summary = u"Read a folder, print what is new, already in the library or a possible duplicate, and import "
+                   "the new files (with --all, every file) into the library's layout."_s,
+        .options = {QCommandLineOption(u"copy"_s, u"Copy the files, whatever the setting says"_s),
+                    QCommandLineOption(u"move"_s, u"Move the files, whatever the setting says"_s),
+                    QCommandLineOption(u"all"_s, u"Also import files already in the library or possibly duplicates"_s),
+                    QCommandLineOption(u"dry-run"_s, u"Print the plan and stop"_s)},
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .hasJsonOutput = true,
+        .access = Command::Access::changesLibrary,
+        .run = import,
+    });
+}

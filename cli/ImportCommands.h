@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// velmo import
+void addImportCommands(CommandLine& commandLine);

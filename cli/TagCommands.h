@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// velmo tags read
+void addTagCommands(CommandLine& commandLine);
