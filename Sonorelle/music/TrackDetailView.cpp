@@ -4,6 +4,7 @@
 #include "library/DisplayText.h"
 #include "library/Library.h"
 #include "library/TagWriter.h"
+#include "metadata/ArtworkFetcher.h"
 #include "widgets/ArtworkView.h"
 #include "widgets/ElidedLabel.h"
 
@@ -26,14 +27,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// The picture's type from its first bytes; a file's own tags need one.
-QString imageMimeType(const QByteArray& data)
-{
-    if (data.startsWith("\x89PNG"))
-        return u"image/png"_s;
-    return u"image/jpeg"_s;
-}
 
 QLabel* selectableLabel(QWidget* parent)
 {
@@ -400,7 +393,7 @@ QCoro::Task<> TrackDetailView::save()
     try {
         if (writeArtwork) {
             const auto write = [url = record.url, picture = *record.artworkData] {
-                TagWriter::writeArtwork(url, picture, imageMimeType(picture));
+                TagWriter::writeArtwork(url, picture, ArtworkFetcher::mimeType(picture));
             };
             co_await Background::run(write);
         }
