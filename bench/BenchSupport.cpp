@@ -1,13 +1,23 @@
 #include "BenchSupport.h"
 
+#include "library/JsonCoding.h"
 #include "library/Library.h"
+#include "library/LibraryOrganizer.h"
 #include "library/StoreLocations.h"
+#include "library/TagFile.h"
+#include "library/TagReader.h"
+#include "library/TagWriter.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QRandomGenerator>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <array>
+#include <ctime>
 
 using namespace Qt::StringLiterals;
 
@@ -113,4 +123,95 @@ void writeFile(const QString& path)
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         qFatal("Cannot write %s", qPrintable(path));
+}
+
+namespace {
+
+struct FixtureSample {
+    const char* path; // below tests/data/audio
+    QString extension;
+};
+
+// Clean files of each container; an Opus stream travels in a ".ogg" file.
+const std::array fixtureSamples{
+    FixtureSample{"taglib/sinewave.flac", u"flac"_s},  FixtureSample{"taglib/xing.mp3", u"mp3"_s},
+    FixtureSample{"taglib/no-tags.m4a", u"m4a"_s},     FixtureSample{"taglib/empty.ogg", u"ogg"_s},
+    FixtureSample{"mutagen/example.opus", u"ogg"_s},   FixtureSample{"taglib/duplicate_tags.wav", u"wav"_s},
+};
+
+void removeDurableID(const QString& path)
+{
+    TagFile file(path, TagFile::Access::write);
+    TagLib::PropertyMap properties = file.properties();
+    properties.erase("VELMO_TRACK_ID");
+    file.setProperties(properties);
+    if (!file.save())
+        qFatal("Cannot save %s", qPrintable(path));
+}
+
+} // namespace
+
+QString mixedFormatFixture(int count)
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)
+                         + u"/sonorelle-bench/mixed-"_s + QString::number(count);
+    if (QFile::exists(folder + u"/complete"_s))
+        return folder;
+    QDir(folder).removeRecursively();
+    QDir().mkpath(folder);
+
+    const QList<Track> texts = generateTracks(count);
+    QRandomGenerator random(5);
+    QByteArray cover;
+    for (int i = 0; i < count; ++i) {
+        if (i % 12 == 0) {
+            cover = QByteArray("\xFF\xD8\xFF\xE0", 4);
+            for (int b = 0; b < 40'000; ++b)
+                cover.append(char(random.bounded(256)));
+        }
+        const FixtureSample& sample = fixtureSamples.at(size_t(i) % fixtureSamples.size());
+        const QString incoming = folder + u"/incoming."_s + sample.extension;
+        QFile::remove(incoming);
+        if (!QFile::copy(QStringLiteral(SONORELLE_AUDIO_SAMPLES "/") + QLatin1StringView(sample.path), incoming))
+            qFatal("Cannot write %s", qPrintable(incoming));
+        QFile::setPermissions(incoming, QFile::ReadOwner | QFile::WriteOwner);
+        const auto metadata = TagReader::read(QUrl::fromLocalFile(incoming));
+        if (!metadata)
+            qFatal("The sample %s cannot be read", sample.path);
+        Track track = Track::fromFile(QUrl::fromLocalFile(incoming), *metadata);
+        const Track& text = texts.at(i);
+        track.title = text.title;
+        track.artist = track.albumArtist = text.artist;
+        track.album = text.album;
+        track.genre = text.genre;
+        track.year = text.year;
+        track.trackNumber = text.trackNumber;
+        track.discNumber = text.discNumber;
+        track.customTags = text.customTags;
+        if (text.releaseMBID) {
+            track.externalID = text.externalID;
+            track.releaseMBID = text.releaseMBID;
+            track.releaseGroupMBID = text.releaseGroupMBID;
+        }
+        track.url = LibraryOrganizer::canonicalURL(track, QUrl::fromLocalFile(folder));
+        QDir().mkpath(QFileInfo(track.path()).absolutePath());
+        if (!QFile::rename(incoming, track.path()))
+            qFatal("Cannot write %s", qPrintable(track.path()));
+        try {
+            TagWriter::write(track);
+            TagWriter::writeArtwork(track.url, cover, u"image/jpeg"_s);
+        } catch (const TagWriter::WriteError& error) {
+            qFatal("%s", qPrintable(error.message()));
+        }
+        removeDurableID(track.path());
+    }
+    writeFile(folder + u"/complete"_s);
+    return folder;
+}
+
+double processCpuSeconds()
+{
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
 }

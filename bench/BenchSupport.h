@@ -21,3 +21,13 @@ double measureInChild(const char* argument, const QString& path);
 
 // Creates an empty file, or exits.
 void writeFile(const QString& path);
+
+// `count` tagged files of the six containers in turn: FLAC, MP3, M4A, Ogg Vorbis, Opus in
+// ".ogg" and WAV, made from the committed samples with TagWriter, twelve to an album, each
+// album with its own 40 KB cover. Two thirds carry no durable id, as files from elsewhere
+// do. Made once and kept in the cache folder.
+QString mixedFormatFixture(int count);
+
+// CPU time of the whole process, every thread, in seconds: with the wall time it tells how
+// many threads worked at once.
+double processCpuSeconds();

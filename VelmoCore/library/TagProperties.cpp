@@ -1,5 +1,7 @@
 #include "TagProperties.h"
 
+#include <algorithm>
+
 namespace TagProperties {
 
 TagLib::String customPropertyName(const QString& key)
@@ -12,7 +14,7 @@ TagLib::String customPropertyName(const QString& key)
         else
             name += byte;
     }
-    return TagLib::String(name.constData(), TagLib::String::UTF8);
+    return TagLib::String(name.toUpper().constData(), TagLib::String::UTF8);
 }
 
 QStringList splitKeys(const QString& list)
@@ -22,8 +24,10 @@ QStringList splitKeys(const QString& list)
 
 std::optional<QString> first(const TagLib::PropertyMap& properties, const TagLib::String& name)
 {
-    const auto it = properties.find(name);
-    if (it == properties.end() || it->second.isEmpty())
+    // PropertyMap::find would upper-case a copy of the name first.
+    const TagLib::SimplePropertyMap& map = properties;
+    const auto it = map.find(name);
+    if (it == map.end() || it->second.isEmpty())
         return std::nullopt;
     const QString value = toQString(it->second.front());
     if (value.isEmpty())
@@ -33,7 +37,11 @@ std::optional<QString> first(const TagLib::PropertyMap& properties, const TagLib
 
 QString toQString(const TagLib::String& string)
 {
-    return QString::fromStdString(string.to8Bit(true));
+    // TagLib keeps UTF-16 code units, one to each wchar_t: copied as they are, with no trip
+    // through UTF-8.
+    QString result(qsizetype(string.size()), Qt::Uninitialized);
+    std::transform(string.begin(), string.end(), result.begin(), [](wchar_t unit) { return QChar(char16_t(unit)); });
+    return result;
 }
 
 TagLib::String toTagLib(const QString& string)

@@ -14,25 +14,28 @@
 // reader and the writer, with the conversions between Qt's and TagLib's strings.
 namespace TagProperties {
 
-inline constexpr char albumArtist[] = "ALBUMARTIST";
-inline constexpr char discNumber[] = "DISCNUMBER";
-inline constexpr char musicBrainzTrackID[] = "MUSICBRAINZ_TRACKID";
-inline constexpr char velmoTrackID[] = "VELMO_TRACK_ID";
-inline constexpr char musicBrainzAlbumID[] = "MUSICBRAINZ_ALBUMID";
-inline constexpr char musicBrainzReleaseGroupID[] = "MUSICBRAINZ_RELEASEGROUPID";
-inline constexpr char bpm[] = "BPM";
-inline constexpr char customKeys[] = "VELMO_CUSTOM_KEYS";
+// Made once: a scan looks each of them up in every file. Upper-case, as property names are
+// kept in a PropertyMap.
+inline const TagLib::String albumArtist = "ALBUMARTIST";
+inline const TagLib::String discNumber = "DISCNUMBER";
+inline const TagLib::String musicBrainzTrackID = "MUSICBRAINZ_TRACKID";
+inline const TagLib::String velmoTrackID = "VELMO_TRACK_ID";
+inline const TagLib::String musicBrainzAlbumID = "MUSICBRAINZ_ALBUMID";
+inline const TagLib::String musicBrainzReleaseGroupID = "MUSICBRAINZ_RELEASEGROUPID";
+inline const TagLib::String bpm = "BPM";
+inline const TagLib::String customKeys = "VELMO_CUSTOM_KEYS";
 
-// "VELMO_CUSTOM_" + key. Vorbis comment names allow only printable ASCII without "=", so
-// any other character (and "%" itself) is written as %XX of its UTF-8 bytes; plain ASCII
-// keys keep their exact name. Names are compared without regard to case in every
-// container, so keys that differ only in case share one property.
+// "VELMO_CUSTOM_" + key, upper-cased. Vorbis comment names allow only printable ASCII
+// without "=", so any other character (and "%" itself) is written as %XX of its UTF-8
+// bytes. Names are compared without regard to case in every container, so keys that differ
+// only in case share one property.
 TagLib::String customPropertyName(const QString& key);
 
 // The key list as stored: split on ",", empty pieces dropped, no trimming.
 QStringList splitKeys(const QString& list);
 
-// The first value of a property; none when missing or empty.
+// The first value of a property; none when missing or empty. `name` is upper-case, as all
+// of the above are.
 std::optional<QString> first(const TagLib::PropertyMap& properties, const TagLib::String& name);
 
 QString toQString(const TagLib::String& string);

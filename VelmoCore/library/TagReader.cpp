@@ -22,7 +22,7 @@ std::optional<TrackMetadata> read(const QUrl& url)
     using namespace TagProperties;
     const TagLib::Tag& tag = file.tag();
     const TagLib::PropertyMap properties = file.properties();
-    const auto property = [&properties](const char* name) { return first(properties, name); };
+    const auto property = [&properties](const TagLib::String& name) { return first(properties, name); };
 
     TrackMetadata metadata;
     metadata.format = *format;
