@@ -17,46 +17,80 @@ bool contentChanged(const Track& before, const Track& after)
         || std::abs(before.duration - after.duration) > 0.5;
 }
 
-Result merge(const QList<Track>& existing, const QList<Track>& scanned, const QSet<QUuid>& referenced,
-             bool applyRemovals)
-{
-    QHash<QString, QList<qsizetype>> byExternalID;
-    QHash<QUrl, QList<qsizetype>> byPath;
-    for (qsizetype i = 0; i < existing.size(); ++i) {
-        if (existing.at(i).externalID)
-            byExternalID[*existing.at(i).externalID].append(i);
-        byPath[existing.at(i).url].append(i);
+namespace {
+
+// Indices of the existing list grouped by a key, each group in list order: the first index
+// under each key, and for each index the next one with the same key. Most keys have one
+// index, so this spares a list per key.
+template <typename Key>
+class IndexChains {
+public:
+    explicit IndexChains(qsizetype size)
+        : m_next(size, -1)
+    {
+        m_first.reserve(size);
     }
 
-    QList<bool> matched(existing.size(), false);
-    QHash<qsizetype, Track> merged;
-    Result result;
-    ReconcileReport& report = result.report;
+    // Called for the indices in descending order, so that each chain runs ascending.
+    void prepend(const Key& key, qsizetype index)
+    {
+        auto it = m_first.find(key);
+        if (it == m_first.end()) {
+            m_first.insert(key, index);
+            return;
+        }
+        m_next[index] = *it;
+        *it = index;
+    }
 
-    const auto firstUnmatched = [&matched](const QList<qsizetype>& candidates) -> std::optional<qsizetype> {
-        for (qsizetype i : candidates) {
-            if (!matched.at(i))
+    // The first index under the key for which `taken` is false, or none.
+    template <typename Taken>
+    std::optional<qsizetype> firstNot(const Key& key, const Taken& taken) const
+    {
+        for (qsizetype i = m_first.value(key, -1); i >= 0; i = m_next.at(i)) {
+            if (!taken(i))
                 return i;
         }
         return std::nullopt;
-    };
+    }
+
+private:
+    QHash<Key, qsizetype> m_first;
+    QList<qsizetype> m_next;
+};
+
+} // namespace
+
+Result merge(const QList<Track>& existing, const QList<Track>& scanned, const QSet<QUuid>& referenced,
+             bool applyRemovals)
+{
+    IndexChains<QString> byExternalID(existing.size());
+    IndexChains<QUrl> byPath(existing.size());
+    for (qsizetype i = existing.size() - 1; i >= 0; --i) {
+        if (existing.at(i).externalID)
+            byExternalID.prepend(*existing.at(i).externalID, i);
+        byPath.prepend(existing.at(i).url, i);
+    }
+
+    QList<bool> matched(existing.size(), false);
+    QList<std::optional<Track>> merged(existing.size());
+    Result result;
+    ReconcileReport& report = result.report;
+
+    const auto isMatched = [&matched](qsizetype i) { return matched.at(i); };
     const auto claim = [&](qsizetype i, const Track& scannedTrack) {
         matched[i] = true;
-        const Track record = scannedTrack.preservingIdentity(existing.at(i));
-        merged.insert(i, record);
-        return record;
+        merged[i] = scannedTrack.preservingIdentity(existing.at(i));
+        return *merged.at(i);
     };
 
     QList<Track> unresolved;
     for (const Track& s : scanned) {
         std::optional<qsizetype> index;
-        if (s.externalID) {
-            const auto byID = byExternalID.constFind(*s.externalID);
-            if (byID != byExternalID.cend())
-                index = firstUnmatched(*byID);
-        }
+        if (s.externalID)
+            index = byExternalID.firstNot(*s.externalID, isMatched);
         if (!index)
-            index = firstUnmatched(byPath.value(s.url));
+            index = byPath.firstNot(s.url, isMatched);
         if (!index) {
             unresolved.append(s);
             continue;
@@ -91,7 +125,7 @@ Result merge(const QList<Track>& existing, const QList<Track>& scanned, const QS
     result.tracks.reserve(existing.size() + report.added.size());
     for (qsizetype i = 0; i < existing.size(); ++i) {
         if (matched.at(i)) {
-            result.tracks.append(merged.value(i));
+            result.tracks.append(std::move(*merged[i]));
             continue;
         }
         report.removedCandidates.append(existing.at(i));
