@@ -10,8 +10,11 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QStandardPaths>
+#include <QThreadPool>
 
 #include <benchmark/benchmark.h>
+
+#include <chrono>
 
 using namespace Qt::StringLiterals;
 
@@ -62,6 +65,38 @@ void scanFolder(benchmark::State& state)
     state.counters["peakRssMiB"] = measureInChild(scanFolderArgument, folder);
 }
 
+// 2,000 files of the six containers, read in parallel as a scan does, and then with the
+// global thread pool held to none beyond the scanning thread itself.
+void scanMixedFolder(benchmark::State& state)
+{
+    const bool parallel = state.range(0) != 0;
+    const QString folder = mixedFormatFixture(2'000);
+    QThreadPool* pool = QThreadPool::globalInstance();
+    const int threads = pool->maxThreadCount();
+    if (!parallel) {
+        pool->setMaxThreadCount(1);
+        pool->reserveThread();
+    }
+    qsizetype found = 0;
+    double cpu = 0;
+    double wall = 0;
+    for (auto _ : state) {
+        const double cpuBefore = processCpuSeconds();
+        const auto start = std::chrono::steady_clock::now();
+        found = Library::scanFolder(QUrl::fromLocalFile(folder)).size();
+        wall += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        cpu += processCpuSeconds() - cpuBefore;
+    }
+    if (!parallel) {
+        pool->releaseThread();
+        pool->setMaxThreadCount(threads);
+    }
+    state.counters["tracks"] = double(found);
+    state.counters["filesPerSecond"] = benchmark::Counter(double(found), benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["busyThreads"] = wall > 0 ? cpu / wall : 0;
+}
+
 } // namespace
 
 BENCHMARK(scanFolder)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(scanMixedFolder)->ArgName("parallel")->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->MinTime(2)->UseRealTime();
