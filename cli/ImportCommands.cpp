@@ -38,9 +38,10 @@ QCoro::Task<int> import(Invocation& invocation)
     const auto scan = [folder] { return Library::scanFolder(QUrl::fromLocalFile(folder)); };
     const QList<Track> scanned = co_await Background::run(scan);
 
+    const FolderImport::Judge judge(library.tracks());
     QList<std::pair<Track, ImportStatus>> plan;
     for (const Track& track : scanned)
-        plan.append({track, FolderImport::classify(track, library.tracks())});
+        plan.append({track, judge.classify(track)});
     if (invocation.json()) {
         JsonWriter json;
         json.beginArray();

@@ -65,15 +65,20 @@ QCoro::Task<> ImportController::scan(Library& library, QUrl folder)
     emit changed();
 
     QPointer<ImportController> self(this);
-    const QList<Track> libraryTracks = library.tracks();
-    const auto read = [folder] { return Library::scanFolder(folder); };
-    const QList<Track> scanned = co_await Background::run(read);
+    // Judged beside the scan, against the catalogue as it was when the scan began.
+    const auto read = [folder, libraryTracks = library.tracks()] {
+        const FolderImport::Judge judge(libraryTracks);
+        QList<ImportCandidate> candidates;
+        for (const Track& track : Library::scanFolder(folder)) {
+            const ImportStatus status = judge.classify(track);
+            candidates.append({track, status, status == ImportStatus::new_});
+        }
+        return candidates;
+    };
+    QList<ImportCandidate> candidates = co_await Background::run(read);
     if (!self)
         co_return;
-    for (const Track& track : scanned) {
-        const ImportStatus status = FolderImport::classify(track, libraryTracks);
-        m_candidates.append({track, status, status == ImportStatus::new_});
-    }
+    m_candidates = std::move(candidates);
     m_isScanning = false;
     emit changed();
 }

@@ -29,15 +29,28 @@ bool placeFile(const QString& source, const QString& destination, bool copy)
 
 } // namespace
 
-ImportStatus classify(const Track& track, const QList<Track>& libraryTracks)
+Judge::Judge(const QList<Track>& libraryTracks)
+{
+    m_firstOfEachText.reserve(libraryTracks.size());
+    for (const Track& track : libraryTracks) {
+        const TrackSignature signature(track);
+        if (!m_firstOfEachText.contains(signature.key()))
+            m_firstOfEachText.insert(signature.key(), signature);
+    }
+}
+
+ImportStatus Judge::classify(const Track& track) const
 {
     const TrackSignature signature(track);
-    for (const Track& existing : libraryTracks) {
-        const TrackSignature other(existing);
-        if (other.key() == signature.key())
-            return other.matches(signature) ? ImportStatus::alreadyInLibrary : ImportStatus::possibleDuplicate;
-    }
-    return ImportStatus::new_;
+    const auto first = m_firstOfEachText.constFind(signature.key());
+    if (first == m_firstOfEachText.cend())
+        return ImportStatus::new_;
+    return first->matches(signature) ? ImportStatus::alreadyInLibrary : ImportStatus::possibleDuplicate;
+}
+
+ImportStatus classify(const Track& track, const QList<Track>& libraryTracks)
+{
+    return Judge(libraryTracks).classify(track);
 }
 
 QCoro::Task<bool> importTrack(Library& library, Track track, bool copy)

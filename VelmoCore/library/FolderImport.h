@@ -1,8 +1,10 @@
 #pragma once
 
 #include "Track.h"
+#include "TrackSignature.h"
 
 #include <QCoro/QCoroTask>
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QUrl>
@@ -16,8 +18,19 @@ enum class ImportStatus { new_, alreadyInLibrary, possibleDuplicate };
 // stand on this.
 namespace FolderImport {
 
-// The first library track with the same text decides, by its length; nothing else is
-// consulted.
+// The verdict on a file: the first library track with the same text decides, by its
+// length; nothing else is consulted. The catalogue is gone through once, so that a whole
+// folder is judged against a large one in time linear in both.
+class Judge {
+public:
+    explicit Judge(const QList<Track>& libraryTracks);
+    ImportStatus classify(const Track& track) const;
+
+private:
+    QHash<TrackSignature::Key, TrackSignature> m_firstOfEachText;
+};
+
+// One file alone.
 ImportStatus classify(const Track& track, const QList<Track>& libraryTracks);
 
 // Copies or moves the file to its canonical place (a place already taken counts as done,

@@ -22,8 +22,9 @@ Library::Library(const QUrl& rootURL, QObject* parent)
     m_podcasts = podcastStore.podcasts;
     m_episodes = podcastStore.episodes;
 
-    const auto writer = [](StoreKind kind, StoreWriter::Snapshot snapshot) {
-        return std::make_unique<StoreWriter>(StoreLocations::path(kind), std::move(snapshot));
+    // Children as well as owned, so that a benchmark can find them and time their writes.
+    const auto writer = [this](StoreKind kind, StoreWriter::Snapshot snapshot) {
+        return std::make_unique<StoreWriter>(StoreLocations::path(kind), std::move(snapshot), this);
     };
     m_tracksWriter = writer(StoreKind::library, [this] {
         return [tracks = m_tracks] { return LibraryStores::encodeTracks(tracks); };

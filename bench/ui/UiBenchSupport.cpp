@@ -6,11 +6,13 @@
 #include "music/MusicView.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QProcess>
 
 #include <cstdio>
 
-UiBenchStores::UiBenchStores(qsizetype tracks)
+UiBenchStores::UiBenchStores(qsizetype tracks, const QString& parent)
+    : m_folder((parent.isEmpty() ? QDir::tempPath() : parent) + QStringLiteral("/sonorelle-bench-XXXXXX"))
 {
     for (StoreKind kind : allStoreKinds)
         StoreLocations::setOverride(kind, m_folder.filePath(StoreLocations::relativePath(kind)));

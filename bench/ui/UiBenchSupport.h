@@ -6,7 +6,8 @@
 // Stores in a temporary folder, holding a generated library.json, for one benchmark.
 class UiBenchStores {
 public:
-    explicit UiBenchStores(qsizetype tracks);
+    // The folder is made below `parent`, the system's temporary folder unless given.
+    explicit UiBenchStores(qsizetype tracks, const QString& parent = QString());
     ~UiBenchStores();
 
     QString libraryJson() const;
