@@ -82,11 +82,19 @@ QCoro::Task<int> import(Invocation& invocation)
     qsizetype imported = 0;
     qsizetype done = 0;
     for (const Track& track : std::as_const(chosen)) {
-        const bool added = co_await FolderImport::importTrack(library, track, copy);
+        QString failure;
+        try {
+            co_await FolderImport::importTrack(library, track, copy);
+            ++imported;
+        } catch (const FolderImport::ImportError& error) {
+            failure = error.message();
+        }
         ++done;
-        imported += added ? 1 : 0;
-        invocation.err() << u"["_s << done << u'/' << chosen.size() << u"] "_s << (added ? u""_s : u"not imported: "_s)
-                         << track.path() << Qt::endl;
+        invocation.err() << u"["_s << done << u'/' << chosen.size() << u"] "_s;
+        if (failure.isEmpty())
+            invocation.err() << track.path() << Qt::endl;
+        else
+            invocation.err() << u"not imported: "_s << failure << Qt::endl;
     }
     if (imported < 1)
         co_return invocation.fail(FolderImport::nothingImportedMessage(library.rootURL()));

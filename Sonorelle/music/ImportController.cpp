@@ -62,6 +62,7 @@ QCoro::Task<> ImportController::scan(Library& library, QUrl folder)
     m_isScanning = true;
     m_candidates.clear();
     m_importError.reset();
+    m_importFailures.clear();
     emit changed();
 
     QPointer<ImportController> self(this);
@@ -128,16 +129,24 @@ QCoro::Task<> ImportController::importSelected()
     m_isImporting = true;
     m_importProgress = 0;
     m_importError.reset();
+    m_importFailures.clear();
     emit changed();
 
     qsizetype imported = 0;
     for (const Track& track : std::as_const(selected)) {
-        const bool added = co_await FolderImport::importTrack(*library, track, copy);
+        std::optional<QString> failure;
+        try {
+            co_await FolderImport::importTrack(*library, track, copy);
+        } catch (const FolderImport::ImportError& error) {
+            failure = error.message();
+        }
         if (!self || !library)
             co_return;
         ++m_importProgress;
         emit progressChanged();
-        if (added)
+        if (failure)
+            m_importFailures.append(*failure);
+        else
             ++imported;
     }
 

@@ -8,6 +8,7 @@
 #include <QList>
 #include <QObject>
 #include <QPointer>
+#include <QStringList>
 #include <QUrl>
 
 #include <optional>
@@ -45,6 +46,8 @@ public:
     // While importing: how many of the selected candidates have been handled.
     qsizetype importProgress() const { return m_importProgress; }
     const std::optional<QString>& importError() const { return m_importError; }
+    // Why the files of the last import that could not be placed were not, one sentence each.
+    const QStringList& importFailures() const { return m_importFailures; }
 
     static QList<AlbumGroup> group(const QList<ImportCandidate>& candidates);
 
@@ -83,4 +86,5 @@ private:
     qsizetype m_importedCount = 0;
     qsizetype m_importProgress = 0;
     std::optional<QString> m_importError;
+    QStringList m_importFailures;
 };

@@ -234,6 +234,9 @@ void ImportReviewSheet::showImportError()
     const QString message = *m_controller.importError();
     m_controller.clearImportError();
     auto* alert = new QMessageBox(QMessageBox::Warning, u"Import Failed"_s, message, QMessageBox::Ok, this);
+    // The first file's own reason is most often every file's.
+    if (const QStringList& failures = m_controller.importFailures(); !failures.isEmpty())
+        alert->setInformativeText(failures.constFirst());
     alert->setAttribute(Qt::WA_DeleteOnClose);
     alert->open();
 }

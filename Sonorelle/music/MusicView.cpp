@@ -158,7 +158,11 @@ void MusicView::importStateChanged()
         showImportSheet();
     if (m_importController.importComplete() && !m_toastTimer.isActive()) {
         const qsizetype count = m_importController.importedCount();
-        m_toast->setMessage(QString::number(count) + (count == 1 ? u" track imported"_s : u" tracks imported"_s));
+        QString message = QString::number(count) + (count == 1 ? u" track imported"_s : u" tracks imported"_s);
+        // The files left behind are named, with the reason of the first.
+        if (const QStringList& failures = m_importController.importFailures(); !failures.isEmpty())
+            message += u"; "_s + QString::number(failures.size()) + u" could not be: "_s + failures.constFirst();
+        m_toast->setMessage(message);
         m_toastTimer.start();
     }
 }

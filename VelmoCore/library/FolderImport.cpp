@@ -18,16 +18,39 @@ namespace FolderImport {
 
 namespace {
 
-bool placeFile(const QString& source, const QString& destination, bool copy)
+// An occupied place counts as done. QFile copies under a temporary name and renames only a
+// whole copy, so a failed copy leaves nothing behind.
+void placeFile(const QString& source, const QString& destination, bool copy)
 {
-    if (!QDir().mkpath(QFileInfo(destination).absolutePath()))
-        return false;
+    try {
+        LibraryOrganizer::checkNameLengths(destination);
+    } catch (const LibraryOrganizer::OrganizerError& error) {
+        throw ImportError(ImportError::Kind::nameTooLong, error.message());
+    }
+    const QString folder = QFileInfo(destination).absolutePath();
+    if (!QDir().mkpath(folder))
+        throw ImportError(ImportError::Kind::folderNotCreated, u"The folder “%1” could not be created."_s.arg(folder));
     if (QFileInfo::exists(destination))
-        return true;
-    return copy ? QFile::copy(source, destination) : QFile::rename(source, destination);
+        return;
+    QFile file(source);
+    if (copy && !file.copy(destination)) {
+        throw ImportError(ImportError::Kind::copyFailed,
+                          u"“%1” could not be copied to “%2”: %3"_s.arg(source, destination, file.errorString()));
+    }
+    if (!copy && !file.rename(destination)) {
+        throw ImportError(ImportError::Kind::moveFailed,
+                          u"“%1” could not be moved to “%2”: %3"_s.arg(source, destination, file.errorString()));
+    }
 }
 
 } // namespace
+
+ImportError::ImportError(Kind kind, const QString& sentence)
+    : std::runtime_error(sentence.toStdString())
+    , m_kind(kind)
+    , m_message(sentence)
+{
+}
 
 Judge::Judge(const QList<Track>& libraryTracks)
 {
@@ -53,16 +76,17 @@ ImportStatus classify(const Track& track, const QList<Track>& libraryTracks)
     return Judge(libraryTracks).classify(track);
 }
 
-QCoro::Task<bool> importTrack(Library& library, Track track, bool copy)
+QCoro::Task<> importTrack(Library& library, Track track, bool copy)
 {
     QPointer<Library> guarded(&library);
     const QUrl destination = LibraryOrganizer::canonicalURL(track, library.rootURL());
     const auto place = [source = track.path(), target = destination.toLocalFile(), copy] {
-        return placeFile(source, target, copy);
+        placeFile(source, target, copy);
     };
-    const bool placed = co_await Background::run(place);
-    if (!placed || !guarded)
-        co_return false;
+    co_await Background::run(place);
+    const ImportError closed(ImportError::Kind::libraryClosed, u"The library was closed during the import."_s);
+    if (!guarded)
+        throw closed;
     track.url = destination;
     // Our own id goes into files without a durable one, so that a later move outside the
     // program is recognised.
@@ -77,10 +101,9 @@ QCoro::Task<bool> importTrack(Library& library, Track track, bool copy)
         };
         co_await Background::run(stamp);
         if (!guarded)
-            co_return false;
+            throw closed;
     }
     guarded->add(track);
-    co_return true;
 }
 
 QString nothingImportedMessage(const QUrl& root)

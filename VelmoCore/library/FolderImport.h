@@ -9,6 +9,8 @@
 #include <QString>
 #include <QUrl>
 
+#include <stdexcept>
+
 class Library;
 
 enum class ImportStatus { new_, alreadyInLibrary, possibleDuplicate };
@@ -33,11 +35,26 @@ private:
 // One file alone.
 ImportStatus classify(const Track& track, const QList<Track>& libraryTracks);
 
+class ImportError : public std::runtime_error {
+public:
+    enum class Kind { nameTooLong, folderNotCreated, copyFailed, moveFailed, libraryClosed };
+
+    ImportError(Kind kind, const QString& sentence);
+
+    Kind kind() const { return m_kind; }
+    // What the user reads: which file, and why it stayed where it was.
+    const QString& message() const { return m_message; }
+
+private:
+    Kind m_kind;
+    QString m_message;
+};
+
 // Copies or moves the file to its canonical place (a place already taken counts as done,
 // and the entry then names the file there), stamps our id into a file without a durable id
-// of its own (WAV files are left as they came), and adds the track. False when the file
-// could not be placed; nothing is added then.
-QCoro::Task<bool> importTrack(Library& library, Track track, bool copy);
+// of its own (WAV files are left as they came), and adds the track. Throws ImportError when
+// the file could not be placed; nothing is added then, and a copy cut short leaves no part.
+QCoro::Task<> importTrack(Library& library, Track track, bool copy);
 
 // What the user reads when no file at all could be imported.
 QString nothingImportedMessage(const QUrl& root);

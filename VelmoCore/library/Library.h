@@ -19,6 +19,7 @@
 #include <QList>
 #include <QObject>
 #include <QSet>
+#include <QStringList>
 #include <QThread>
 #include <QUrl>
 #include <QUuid>
@@ -86,6 +87,12 @@ public:
     // A fresh Track for each readable audio file below the folder, in the order of the walk;
     // an empty list for a folder that does not exist. Blocking.
     static QList<Track> scanFolder(const QUrl& folder);
+    // Its two halves. The audio files below a folder, in the order of the walk: hidden
+    // entries and symbolic links are passed over, so a link back up the tree is no loop.
+    static QStringList audioFilesBelow(const QUrl& folder);
+    // A fresh Track for each file that reads, in the given order; a file that has gone or
+    // does not read is passed over. Tags are read in parallel.
+    static QList<Track> readTracks(const QStringList& files);
     // Scans the library folder and merges what it finds into the catalogue, keeping every
     // entry's identity through moves and renames. Missing files leave the catalogue only
     // with `applyRemovals`, and only when no playlist uses them.

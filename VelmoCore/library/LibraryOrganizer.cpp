@@ -6,6 +6,12 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <cerrno>
+#include <cstdio>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace LibraryOrganizer {
@@ -17,9 +23,36 @@ QString sentence(OrganizerError::Kind kind, const QString& path, const QString& 
     switch (kind) {
     case OrganizerError::Kind::sourceNotFound: return u"The file “%1” could not be found."_s.arg(path);
     case OrganizerError::Kind::destinationExists: return u"A file already exists at “%1”."_s.arg(path);
+    case OrganizerError::Kind::nameTooLong:
+        return u"The name “%1” is too long for the file system. Shorten the title, album or artist."_s.arg(detail);
     case OrganizerError::Kind::fileSystem: return u"The file could not be moved to “%1”: %2"_s.arg(path, detail);
     }
     Q_UNREACHABLE();
+}
+
+// The longest name the file system of `path` takes, asked of the nearest folder that exists.
+qsizetype longestName(const QString& path)
+{
+    QString folder = QFileInfo(path).absolutePath();
+    while (!QFileInfo(folder).isDir() && folder != QFileInfo(folder).absolutePath())
+        folder = QFileInfo(folder).absolutePath();
+    const long limit = ::pathconf(QFile::encodeName(folder).constData(), _PC_NAME_MAX);
+    return limit > 0 ? limit : 255;
+}
+
+// Long enough to tell which track it is.
+QString shortened(const QString& name)
+{
+    constexpr qsizetype shown = 60;
+    return name.size() <= shown ? name : name.left(shown) + u'…';
+}
+
+bool isSameFile(const QString& a, const QString& b)
+{
+    struct stat first {};
+    struct stat second {};
+    return ::stat(QFile::encodeName(a).constData(), &first) == 0 && ::stat(QFile::encodeName(b).constData(), &second) == 0
+        && first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
 } // namespace
@@ -61,10 +94,14 @@ QString sanitizePathComponent(const QString& text)
 QUrl canonicalURL(const Track& track, const QUrl& root)
 {
     const QString path = track.url.path();
-    const QString artist = sanitizePathComponent(track.artist.isEmpty() ? u"Unknown Artist"_s : track.artist);
-    const QString album = sanitizePathComponent(track.album.isEmpty() ? u"Unknown Album"_s : track.album);
+    const auto cleaned = [](const QString& text, const QString& fallback) {
+        const QString name = sanitizePathComponent(text);
+        return name.isEmpty() ? fallback : name;
+    };
+    const QString artist = cleaned(track.artist, u"Unknown Artist"_s);
+    const QString album = cleaned(track.album, u"Unknown Album"_s);
     const QString extension = FilePaths::pathExtension(path);
-    const QString title = sanitizePathComponent(track.title.isEmpty() ? FilePaths::baseName(path) : track.title);
+    const QString title = cleaned(track.title, cleaned(FilePaths::baseName(path), u"Untitled"_s));
 
     QString fileName;
     if (track.trackNumber) {
@@ -89,7 +126,11 @@ Track move(const Track& track, const QUrl& root, bool overwrite)
     const QString destination = destinationURL.toLocalFile();
     if (!QFileInfo::exists(source))
         throw OrganizerError(OrganizerError::Kind::sourceNotFound, source);
-    if (QFileInfo::exists(destination)) {
+    checkNameLengths(destination);
+    // The file itself under another name (through a link to the root, or on a file system
+    // blind to case) is renamed, never removed as something in the way.
+    const bool sameFile = isSameFile(source, destination);
+    if (QFileInfo::exists(destination) && !sameFile) {
         if (!overwrite)
             throw OrganizerError(OrganizerError::Kind::destinationExists, destination);
         if (!QFile::remove(destination))
@@ -98,12 +139,26 @@ Track move(const Track& track, const QUrl& root, bool overwrite)
     const QString folder = QFileInfo(destination).absolutePath();
     if (!QDir().mkpath(folder))
         throw OrganizerError(OrganizerError::Kind::fileSystem, destination, u"the folder could not be created"_s);
-    QFile file(source);
-    if (!file.rename(destination))
-        throw OrganizerError(OrganizerError::Kind::fileSystem, destination, file.errorString());
+    if (sameFile) {
+        if (::rename(QFile::encodeName(source).constData(), QFile::encodeName(destination).constData()) != 0)
+            throw OrganizerError(OrganizerError::Kind::fileSystem, destination, qt_error_string(errno));
+    } else {
+        QFile file(source);
+        if (!file.rename(destination))
+            throw OrganizerError(OrganizerError::Kind::fileSystem, destination, file.errorString());
+    }
     Track moved = track;
     moved.url = destinationURL;
     return moved;
+}
+
+void checkNameLengths(const QString& path)
+{
+    const qsizetype limit = longestName(path);
+    for (const QString& name : path.split(u'/', Qt::SkipEmptyParts)) {
+        if (QFile::encodeName(name).size() > limit)
+            throw OrganizerError(OrganizerError::Kind::nameTooLong, path, shortened(name));
+    }
 }
 
 } // namespace LibraryOrganizer

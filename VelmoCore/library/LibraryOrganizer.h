@@ -14,7 +14,7 @@ namespace LibraryOrganizer {
 
 class OrganizerError : public std::runtime_error {
 public:
-    enum class Kind { sourceNotFound, destinationExists, fileSystem };
+    enum class Kind { sourceNotFound, destinationExists, nameTooLong, fileSystem };
 
     OrganizerError(Kind kind, const QString& path, const QString& detail = {});
 
@@ -31,11 +31,17 @@ private:
 // more: a name of dots alone comes out empty.
 QString sanitizePathComponent(const QString& text);
 
-// Where the track's file belongs under `root`. Pure: touches nothing on disk.
+// Where the track's file belongs under `root`. Pure: touches nothing on disk. A name that
+// cleans to nothing falls back as an empty one does ("Unknown Artist", the file's own name):
+// a file named ".flac" would be hidden and pass unseen by every scan.
 QUrl canonicalURL(const Track& track, const QUrl& root);
 
 // Moves the file to its canonical place and returns the track with its new url; a track
 // already there is returned unchanged. Blocking; throws OrganizerError.
 Track move(const Track& track, const QUrl& root, bool overwrite);
+
+// Throws OrganizerError (nameTooLong) when a folder or file name in the path is longer than
+// its file system takes, 255 bytes on most: such a path cannot be made.
+void checkNameLengths(const QString& path);
 
 } // namespace LibraryOrganizer

@@ -57,10 +57,19 @@ private:
 
 QList<Track> Library::scanFolder(const QUrl& folder)
 {
+    return readTracks(audioFilesBelow(folder));
+}
+
+QStringList Library::audioFilesBelow(const QUrl& folder)
+{
     QStringList files;
     if (QFileInfo(folder.toLocalFile()).isDir())
         collectAudioFiles(folder.toLocalFile(), files);
+    return files;
+}
 
+QList<Track> Library::readTracks(const QStringList& files)
+{
     QList<Track> tracks;
     tracks.reserve(files.size());
     PictureFolder pictures;

@@ -2,10 +2,13 @@
 
 #include <QFile>
 
+#include <taglib/id3v2tag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mp4tag.h>
+#include <taglib/mpegfile.h>
 #include <taglib/opusfile.h>
 #include <taglib/tfilestream.h>
+#include <taglib/wavfile.h>
 
 namespace {
 
@@ -15,6 +18,11 @@ const TagLib::String freeFormPrefix = "----:com.apple.iTunes:";
 bool isOurs(const TagLib::String& name)
 {
     return name.upper().startsWith("VELMO_");
+}
+
+TagLib::ID3v2::Version versionOf(const TagLib::ID3v2::Tag* tag)
+{
+    return tag && tag->header()->majorVersion() == 3 ? TagLib::ID3v2::v3 : TagLib::ID3v2::v4;
 }
 
 TagLib::MP4::Tag* mp4Tag(const TagLib::FileRef& ref)
@@ -81,4 +89,16 @@ void TagFile::setProperties(const TagLib::PropertyMap& properties)
         if (isOurs(name))
             mp4->setItem(freeFormPrefix + name.upper(), values);
     }
+}
+
+bool TagFile::save()
+{
+    // The same calls as a plain save(), but for the version.
+    if (auto* mpeg = dynamic_cast<TagLib::MPEG::File*>(m_ref.file())) {
+        return mpeg->save(TagLib::MPEG::File::AllTags, TagLib::File::StripOthers, versionOf(mpeg->ID3v2Tag()),
+                          TagLib::File::Duplicate);
+    }
+    if (auto* wav = dynamic_cast<TagLib::RIFF::WAV::File*>(m_ref.file()))
+        return wav->save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers, versionOf(wav->ID3v2Tag()));
+    return m_ref.save();
 }

@@ -30,7 +30,9 @@ public:
 
     TagLib::PropertyMap properties() const;
     void setProperties(const TagLib::PropertyMap& properties);
-    bool save() { return m_ref.save(); }
+    // An ID3v2 tag is saved in the version it was read in, 2.3 or 2.4: many players read 2.3
+    // alone. (TagLib writes no 2.2; such a tag, or a new one, becomes 2.4.)
+    bool save();
 
 private:
     std::unique_ptr<TagLib::IOStream> m_stream; // outlives the file that reads through it

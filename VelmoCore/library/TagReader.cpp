@@ -5,6 +5,8 @@
 #include "TagPictures.h"
 #include "TagProperties.h"
 
+#include <QFileInfo>
+
 #include <taglib/audioproperties.h>
 #include <taglib/tag.h>
 
@@ -15,7 +17,11 @@ std::optional<TrackMetadata> read(const QUrl& url)
     const auto format = audioFormatFromURL(url);
     if (!format)
         return std::nullopt;
-    TagFile file(url.toLocalFile(), TagFile::Access::read);
+    // Only a regular file: opening a named pipe would wait for a writer for ever.
+    const QString path = url.toLocalFile();
+    if (!QFileInfo(path).isFile())
+        return std::nullopt;
+    TagFile file(path, TagFile::Access::read);
     if (!file.isValid())
         return std::nullopt;
 
