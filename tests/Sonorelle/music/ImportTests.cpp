@@ -3,6 +3,7 @@
 #include "library/Library.h"
 #include "library/Settings.h"
 #include "library/TagReader.h"
+#include "library/TagWriter.h"
 #include "music/ImportController.h"
 #include "music/ImportReviewSheet.h"
 #include "support/AudioFixtures.h"
@@ -10,6 +11,7 @@
 #include "support/TrackFactory.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QPushButton>
@@ -162,6 +164,36 @@ TEST_F(ImportTest, NothingImportedSaysWhyAndKeepsTheSheet)
               u"No tracks could be imported. The files may already exist at the destination, or the app may lack "
               u"permission to write to "_s + root + u"."_s);
     EXPECT_TRUE(library.tracks().isEmpty());
+    ASSERT_EQ(controller->importFailures().size(), 1);
+    EXPECT_TRUE(controller->importFailures().constFirst().contains(u"could not be created"_s));
+}
+
+TEST_F(ImportTest, EachFileThatStaysBehindIsNamedWithItsReason)
+{
+    sample(u"fits.flac"_s);
+    const QString tooLong = sample(QString(200, u'x') + u".flac"_s);
+    Track renamed = Track::fromFile(QUrl::fromLocalFile(tooLong), *TagReader::read(QUrl::fromLocalFile(tooLong)));
+    renamed.title = QString(300, u'y');
+    TagWriter::write(renamed);
+    const QString vanishing = sample(u"vanishing.flac"_s);
+    const auto controller = scanned();
+    ASSERT_EQ(controller->candidates().size(), 3);
+    QFile::remove(vanishing);
+    controller->setCopyFiles(true);
+
+    BlockingWait::wait(controller->importSelected());
+    EXPECT_EQ(controller->importedCount(), 1);
+    ASSERT_EQ(library.tracks().size(), 1);
+    EXPECT_EQ(library.tracks().constFirst().title, u"fits"_s);
+    const QStringList failures = controller->importFailures();
+    ASSERT_EQ(failures.size(), 2);
+    EXPECT_TRUE(failures.at(0).contains(u"could not be copied"_s)) << failures.at(0).toStdString();
+    EXPECT_TRUE(failures.at(1).contains(u"too long"_s)) << failures.at(1).toStdString();
+    EXPECT_TRUE(QFileInfo::exists(tooLong)) << "left where it was";
+    QStringList placed;
+    for (QDirIterator it(root, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories); it.hasNext();)
+        placed.append(QFileInfo(it.next()).fileName());
+    EXPECT_EQ(placed, QStringList{u"fits.flac"_s}) << "no part of a failed copy is left";
 }
 
 TEST_F(ImportTest, TheSheetCountsTicksAndNamesItsButton)

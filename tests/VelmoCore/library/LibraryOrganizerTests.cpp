@@ -68,6 +68,15 @@ TEST(CanonicalURL, FallsBackForEmptyFields)
         << "the performer, not the album artist";
 }
 
+TEST(CanonicalURL, ANameThatCleansToNothingFallsBackToo)
+{
+    // A file named ".flac" would be hidden from every later scan.
+    Track track = trackAt(u"/in/...mp3"_s, u"..."_s, u" . "_s, u"?"_s);
+    EXPECT_EQ(canonicalPath(track), u"/music/Unknown Artist/-/Untitled.mp3"_s);
+    track.url = QUrl::fromLocalFile(u"/in/Own Name.mp3"_s);
+    EXPECT_EQ(canonicalPath(track), u"/music/Unknown Artist/-/Own Name.mp3"_s);
+}
+
 TEST(OrganizerMove, MovesIntoPlaceCreatingFolders)
 {
     QTemporaryDir folder;
@@ -115,4 +124,45 @@ TEST(OrganizerMove, RefusesMissingSourcesAndTakenDestinations)
 
     LibraryOrganizer::move(track, libraryRoot, true);
     EXPECT_EQ(readFile(folder.filePath(u"A/B/Song.mp3"_s)), "new");
+}
+
+TEST(OrganizerMove, ANameTooLongForTheFileSystemIsRefusedNotCut)
+{
+    QTemporaryDir folder;
+    const QUrl libraryRoot = QUrl::fromLocalFile(folder.filePath(u"Library"_s));
+    const QString source = folder.filePath(u"in.flac"_s);
+    writeFile(source, "audio");
+    // 90 characters of three bytes each: short in characters, 270 bytes on the disk.
+    const QString longAlbum = QString(90, QChar(0x6771));
+    for (const Track& track : {trackAt(source, QString(256, u'x'), u"A"_s, u"B"_s), trackAt(source, u"Song"_s, u"A"_s, longAlbum)}) {
+        try {
+            LibraryOrganizer::move(track, libraryRoot, false);
+            FAIL();
+        } catch (const OrganizerError& error) {
+            EXPECT_EQ(error.kind(), OrganizerError::Kind::nameTooLong);
+            EXPECT_TRUE(error.message().contains(u"too long"_s)) << error.message().toStdString();
+        }
+    }
+    EXPECT_EQ(readFile(source), "audio");
+    EXPECT_FALSE(QFileInfo::exists(libraryRoot.toLocalFile())) << "no folder made on the way";
+
+    const QString fits = QString(85, QChar(0x6771)); // 255 bytes
+    const Track moved = LibraryOrganizer::move(trackAt(source, u"Song"_s, u"A"_s, fits), libraryRoot, false);
+    EXPECT_EQ(readFile(moved.path()), "audio");
+}
+
+TEST(OrganizerMove, TheFileItselfReachedThroughALinkIsRenamedNeverRemoved)
+{
+    QTemporaryDir folder;
+    const QString real = folder.filePath(u"real"_s);
+    const QString linked = folder.filePath(u"linked"_s);
+    writeFile(real + u"/A/B/Song.flac"_s, "the only copy");
+    ASSERT_TRUE(QFile::link(real, linked));
+    const Track track = trackAt(real + u"/A/B/Song.flac"_s, u"Song"_s, u"A"_s, u"B"_s);
+
+    for (bool overwrite : {false, true}) {
+        const Track moved = LibraryOrganizer::move(track, QUrl::fromLocalFile(linked), overwrite);
+        EXPECT_EQ(moved.path(), linked + u"/A/B/Song.flac"_s);
+        EXPECT_EQ(readFile(real + u"/A/B/Song.flac"_s), "the only copy");
+    }
 }

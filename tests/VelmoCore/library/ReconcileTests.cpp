@@ -174,6 +174,43 @@ TEST_F(ScanTest, ReadsAudioFilesAndPassesOverTheRest)
     EXPECT_TRUE(Library::scanFolder(QUrl::fromLocalFile(root + u"/absent"_s)).isEmpty());
 }
 
+TEST_F(ScanTest, LinksArePassedOverSoALoopEnds)
+{
+    copy(u"A/a.flac"_s);
+    ASSERT_TRUE(QFile::link(root, root + u"/A/loop"_s));
+    ASSERT_TRUE(QFile::link(root + u"/A/a.flac"_s, root + u"/A/link.flac"_s));
+    const QList<Track> tracks = Library::scanFolder(QUrl::fromLocalFile(root));
+    ASSERT_EQ(tracks.size(), 1) << "each file once, by its own name";
+    EXPECT_EQ(tracks.constFirst().path(), root + u"/A/a.flac"_s);
+}
+
+TEST_F(ScanTest, AFileGoneBetweenTheWalkAndTheReadIsPassedOver)
+{
+    copy(u"a.flac"_s);
+    copy(u"b.flac"_s);
+    writeFile(root + u"/cover.jpg"_s, "not audio");
+    const QStringList files = Library::audioFilesBelow(QUrl::fromLocalFile(root));
+    EXPECT_EQ(files, (QStringList{root + u"/a.flac"_s, root + u"/b.flac"_s}));
+    QFile::remove(root + u"/a.flac"_s);
+    const QList<Track> tracks = Library::readTracks(files);
+    ASSERT_EQ(tracks.size(), 1);
+    EXPECT_EQ(tracks.constFirst().path(), root + u"/b.flac"_s);
+}
+
+TEST_F(ScanTest, AFolderWithoutAudioReconcilesToNothingFound)
+{
+    writeFile(root + u"/notes.txt"_s, "liner notes");
+    Library library(QUrl::fromLocalFile(root));
+    Track kept = makeTrack(u"Elsewhere"_s);
+    kept.url = QUrl::fromLocalFile(root + u"/gone.flac"_s);
+    library.add(kept);
+    const ReconcileReport report = BlockingWait::wait(library.reconcile(false));
+    EXPECT_TRUE(report.added.isEmpty());
+    EXPECT_EQ(report.removedCandidates.size(), 1);
+    EXPECT_FALSE(report.removalsApplied);
+    EXPECT_EQ(library.tracks().size(), 1) << "kept until removals are asked for";
+}
+
 TEST_F(ScanTest, OnePictureIsHeldOnceForTheWholeAlbum)
 {
     for (int n = 0; n < 70; ++n)

@@ -11,9 +11,12 @@
 #include <QFile>
 #include <QTemporaryDir>
 
+#include <taglib/id3v2tag.h>
+#include <taglib/mpegfile.h>
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -320,4 +323,39 @@ TEST(TagWriter, KeepsWhatElseTheFileHolds)
     EXPECT_EQ(firstValue(path, "LYRICS"), "Lyrics");
     EXPECT_EQ(TagReader::read(track.url)->artworkData, before->artworkData);
     EXPECT_EQ(TagReader::read(track.url)->title, u"Renamed"_s);
+}
+
+TEST(TagWriter, AnId3TagKeepsItsVersionAndTextBeyondLatin1)
+{
+    QTemporaryDir folder;
+    const auto id3Version = [](const QString& path) {
+        TagLib::MPEG::File file(QFile::encodeName(path).constData(), false);
+        return file.hasID3v2Tag() ? int(file.ID3v2Tag()->header()->majorVersion()) : 0;
+    };
+    const QString older = AudioFixtures::copySample(u"mutagen/silence-44-s.mp3"_s, folder.filePath(u"23.mp3"_s));
+    const QString untagged = AudioFixtures::copySample(u"taglib/xing.mp3"_s, folder.filePath(u"none.mp3"_s));
+    ASSERT_EQ(id3Version(older), 3);
+    // Decomposed accents, an ideograph, an emoji: 2.3 stores them as UTF-16, 2.4 as UTF-8.
+    const QString title = u"Cafe\u0301 \u6771\u4eac \U0001F3B5"_s;
+    for (const QString& path : {older, untagged}) {
+        Track track = Track::fromFile(QUrl::fromLocalFile(path), *TagReader::read(QUrl::fromLocalFile(path)));
+        track.title = title;
+        track.customTags = {{u"Stimmung"_s, u"gru\u0308n"_s}};
+        TagWriter::write(track);
+        const auto read = TagReader::read(track.url);
+        EXPECT_EQ(read->title, title) << path.toStdString();
+        EXPECT_EQ(read->customTags, track.customTags) << path.toStdString();
+    }
+    EXPECT_EQ(id3Version(older), 3) << "many players read 2.3 alone";
+    EXPECT_EQ(id3Version(untagged), 4) << "a new tag is 2.4";
+}
+
+TEST(TagReader, PassesOverWhatIsNotARegularFile)
+{
+    QTemporaryDir folder;
+    const QString pipe = folder.filePath(u"pipe.mp3"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(pipe)), std::nullopt) << "opening it would wait for a writer";
+    ASSERT_TRUE(QDir().mkpath(folder.filePath(u"folder.flac"_s)));
+    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(folder.filePath(u"folder.flac"_s))), std::nullopt);
 }
