@@ -1,6 +1,7 @@
 #include "PodcastCommands.h"
 
 #include "CommandLine.h"
+#include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "podcasts/EpisodeDownloader.h"
@@ -31,16 +32,6 @@ QString counted(qsizetype count, const QString& noun)
     return QString::number(count) + u' ' + noun + (count == 1 ? QString() : u"s"_s);
 }
 
-QString formatDuration(double seconds)
-{
-    if (seconds <= 0)
-        return u"–"_s;
-    const qint64 whole = qint64(seconds + 0.5);
-    const QString minutesAndSeconds = u"%1:%2"_s.arg((whole / 60) % 60, whole >= 3600 ? 2 : 1, 10, QChar(u'0'))
-                                          .arg(whole % 60, 2, 10, QChar(u'0'));
-    return whole >= 3600 ? QString::number(whole / 3600) + u':' + minutesAndSeconds : minutesAndSeconds;
-}
-
 QString formatDate(const Date& date)
 {
     return date.toDateTime().toLocalTime().toString(u"yyyy-MM-dd"_s);
@@ -63,7 +54,7 @@ QString ruleText(const PodcastAutoDownloadRule& rule)
 void printEpisodeLines(QTextStream& out, const QList<Episode>& episodes)
 {
     for (const Episode& episode : episodes) {
-        out << formatDate(episode.publishDate) << u"  "_s << formatDuration(episode.duration).rightJustified(8)
+        out << formatDate(episode.publishDate) << u"  "_s << (episode.duration > 0 ? DisplayText::formatDuration(episode.duration) : u"–"_s).rightJustified(8)
             << u"  "_s << stateName(episode.downloadState).leftJustified(13) << (episode.isPlayed ? u"played  "_s : u"        "_s)
             << episode.title << u'\n';
     }
@@ -240,6 +231,44 @@ QCoro::Task<int> download(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
+// "none", "latest N" or "newer-than DAYS"; nothing for anything else.
+std::optional<PodcastAutoDownloadRule> parseRule(const QStringList& words)
+{
+    if (words == QStringList{u"none"_s})
+        return PodcastAutoDownloadRule::none();
+    if (words.size() != 2)
+        return std::nullopt;
+    bool ok = false;
+    const qint64 number = words.at(1).toLongLong(&ok);
+    if (!ok || number < 1)
+        return std::nullopt;
+    if (words.at(0) == "latest"_L1)
+        return PodcastAutoDownloadRule::latestN(number);
+    if (words.at(0) == "newer-than"_L1)
+        return PodcastAutoDownloadRule::newerThan(number);
+    return std::nullopt;
+}
+
+QCoro::Task<int> setAutoDownload(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    const auto found = findRecord(library.podcasts(), invocation.arguments().constFirst(), u"podcast"_s);
+    if (const auto* problem = std::get_if<QString>(&found))
+        co_return invocation.fail(*problem);
+    const auto rule = parseRule(invocation.arguments().mid(1));
+    if (!rule) {
+        invocation.err() << u"velmo: the rule is \"none\", \"latest N\" or \"newer-than DAYS\", with N and DAYS "
+                            u"from 1.\nUsage: velmo podcast auto-download NAME none|latest N|newer-than DAYS"_s
+                         << Qt::endl;
+        co_return int(exitUsage);
+    }
+    const Podcast& podcast = std::get<Podcast>(found);
+    library.updatePodcastAutoDownload(podcast.id, *rule);
+    invocation.out() << u"Auto-download for "_s << quoted(podcast.title) << u": "_s << ruleText(*rule)
+                     << u". It applies from the next refresh."_s << Qt::endl;
+    co_return int(exitSuccess);
+}
+
 QCoro::Task<int> search(Invocation& invocation)
 {
     QList<PodcastSearchResult> results;
@@ -368,6 +397,15 @@ void addPodcastCommands(CommandLine& commandLine)
         .maximumArguments = 2,
         .access = Command::Access::changesLibrary,
         .run = download,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"auto-download"_s},
+        .arguments = u"NAME none|latest N|newer-than DAYS"_s,
+        .summary = u"Set what a refresh of the podcast downloads by itself."_s,
+        .minimumArguments = 2,
+        .maximumArguments = 3,
+        .access = Command::Access::changesLibrary,
+        .run = setAutoDownload,
     });
     commandLine.add({
         .path = {u"podcast"_s, u"search"_s},

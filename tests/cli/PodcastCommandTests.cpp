@@ -141,6 +141,18 @@ TEST_F(VelmoPodcasts, SubscribeListDownloadAndRefresh)
     EXPECT_TRUE(refreshed.out.contains(u"1 new episode, 0 downloaded."_s)) << refreshed.out.toStdString();
     EXPECT_TRUE(velmo({u"podcast"_s, u"list"_s}).out.contains(u"3 episodes, 1 downloaded; auto-download: none"_s));
 
+    EXPECT_EQ(velmo({u"podcast"_s, u"auto-download"_s, u"owls"_s, u"latest"_s, u"0"_s}).status, 2);
+    EXPECT_EQ(velmo({u"podcast"_s, u"auto-download"_s, u"owls"_s, u"newest"_s, u"2"_s}).status, 2);
+    const Result ruled = velmo({u"podcast"_s, u"auto-download"_s, u"owls"_s, u"latest"_s, u"2"_s});
+    ASSERT_EQ(ruled.status, 0) << ruled.err.toStdString();
+    EXPECT_EQ(PodcastStore::load().value.podcasts.constFirst().autoDownloadRule, PodcastAutoDownloadRule::latestN(2));
+    EXPECT_TRUE(ruled.out.contains(u"latest 2"_s)) << ruled.out.toStdString();
+    const QList<Episode> after = PodcastStore::load().value.episodes;
+    EXPECT_EQ(std::count_if(after.cbegin(), after.cend(),
+                            [](const Episode& e) { return e.downloadState == DownloadState::downloaded; }),
+              1)
+        << "no download starts before the next refresh";
+
     feed = "not a feed";
     const Result failed = velmo({u"podcast"_s, u"refresh"_s, u"Night Owls"_s});
     EXPECT_EQ(failed.status, 1);
