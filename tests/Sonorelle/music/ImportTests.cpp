@@ -13,8 +13,6 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QStandardItemModel>
 #include <QTreeView>
 
@@ -85,25 +83,43 @@ protected:
 
 } // namespace
 
-TEST_F(ImportTest, AnImportedFileIsPlacedStampedAndAdded)
+TEST_F(ImportTest, AnImportedFileIsPlacedStampedAndAddedAndASecondCopyIsAlreadyThere)
 {
-    sample(u"My Song.flac"_s);
+    sample(u"a.flac"_s);
     ImportController controller;
     EXPECT_FALSE(controller.copyFiles()) << "moving is the default";
     BlockingWait::wait(controller.scan(library, QUrl::fromLocalFile(source)));
     ASSERT_EQ(controller.candidates().size(), 1);
     EXPECT_TRUE(controller.candidates().constFirst().isSelected);
-
     BlockingWait::wait(controller.importSelected());
     EXPECT_TRUE(controller.importComplete());
     EXPECT_FALSE(controller.isPresented());
     EXPECT_EQ(controller.importedCount(), 1);
     ASSERT_EQ(library.tracks().size(), 1);
-    const Track& added = library.tracks().constFirst();
-    EXPECT_EQ(added.path(), root + u"/Unknown Artist/Unknown Album/My Song.flac"_s);
-    EXPECT_FALSE(QFileInfo::exists(source + u"/My Song.flac"_s)) << "moved, not copied";
+    const Track added = library.tracks().constFirst();
+    EXPECT_EQ(added.path(), root + u"/Unknown Artist/Unknown Album/a.flac"_s);
+    EXPECT_FALSE(QFileInfo::exists(source + u"/a.flac"_s)) << "moved, not copied";
     EXPECT_EQ(added.externalID, Json::uuidString(added.id));
     EXPECT_EQ(TagReader::read(added.url)->externalID, Json::uuidString(added.id));
+
+    // The library's own file and a new copy of it.
+    sample(u"a.flac"_s);
+    ImportController both;
+    BlockingWait::wait(both.scan(library, QUrl::fromLocalFile(stores.folder())));
+    ASSERT_EQ(both.candidates().size(), 2);
+    for (const ImportCandidate& candidate : both.candidates())
+        EXPECT_EQ(candidate.status, ImportStatus::alreadyInLibrary) << "the same title, from the same file name";
+    both.selectAll(true);
+    EXPECT_EQ(both.selectedCount(), 0) << "only a hand ticks a file already in the library";
+
+    // A taken place counts as imported and names the file there.
+    const auto second = scanned();
+    second->setSelected(0, true);
+    BlockingWait::wait(second->importSelected());
+    ASSERT_EQ(library.tracks().size(), 2);
+    EXPECT_EQ(library.tracks().at(1).url, added.url);
+    EXPECT_NE(library.tracks().at(1).id, added.id);
+    EXPECT_TRUE(QFileInfo::exists(source + u"/a.flac"_s)) << "the source stays where it is";
 }
 
 TEST_F(ImportTest, CopyingLeavesTheSourceAndWavFilesAreNeverWritten)
@@ -118,38 +134,6 @@ TEST_F(ImportTest, CopyingLeavesTheSourceAndWavFilesAreNeverWritten)
     EXPECT_TRUE(QFileInfo::exists(source + u"/take.wav"_s));
     EXPECT_EQ(readFile(library.tracks().constFirst().path()), before);
     EXPECT_EQ(library.tracks().constFirst().externalID, std::nullopt);
-}
-
-TEST_F(ImportTest, TheLibrarysOwnFilesAreAlreadyThereAndSelectAllLeavesThemAlone)
-{
-    sample(u"a.flac"_s);
-    BlockingWait::wait(scanned()->importSelected());
-    sample(u"again/a.flac"_s);
-
-    ImportController controller;
-    BlockingWait::wait(controller.scan(library, QUrl::fromLocalFile(stores.folder())));
-    ASSERT_EQ(controller.candidates().size(), 2);
-    for (const ImportCandidate& candidate : controller.candidates())
-        EXPECT_EQ(candidate.status, ImportStatus::alreadyInLibrary) << "the same title, from the same file name";
-    EXPECT_EQ(controller.selectedCount(), 0);
-    controller.selectAll(true);
-    EXPECT_EQ(controller.selectedCount(), 0) << "only a hand ticks a file already in the library";
-    controller.setSelected(0, true);
-    EXPECT_EQ(controller.selectedCount(), 1);
-}
-
-TEST_F(ImportTest, ATakenPlaceCountsAsImportedAndNamesTheFileThere)
-{
-    sample(u"a.flac"_s);
-    BlockingWait::wait(scanned()->importSelected());
-    sample(u"a.flac"_s);
-    const auto second = scanned();
-    second->setSelected(0, true);
-    BlockingWait::wait(second->importSelected());
-    ASSERT_EQ(library.tracks().size(), 2);
-    EXPECT_EQ(library.tracks().at(0).url, library.tracks().at(1).url);
-    EXPECT_NE(library.tracks().at(0).id, library.tracks().at(1).id);
-    EXPECT_TRUE(QFileInfo::exists(source + u"/a.flac"_s)) << "the source stays where it is";
 }
 
 TEST_F(ImportTest, NothingImportedSaysWhyAndKeepsTheSheet)

@@ -41,29 +41,24 @@ QStringList titlesAt(const TrackTextIndex& index, const QList<qsizetype>& rows)
 
 } // namespace
 
-TEST(TrackSearch, MatchesTitleArtistOrAlbumWithoutRegardToCase)
+TEST(TrackSearch, MatchesTitleArtistOrAlbumWithoutRegardToCaseAndFollowsUpdates)
 {
     TrackTextIndex index;
-    index.update({track(u"Blue Train"_s, u"John Coltrane"_s, u"Blue Train"_s),
-                  track(u"So What"_s, u"Miles Davis"_s, u"Kind of Blue"_s, u"Coltrane fans"_s),
-                  track(u"Naima"_s, u"John Coltrane"_s, u"Giant Steps"_s)});
+    QList<Track> tracks{track(u"Blue Train"_s, u"John Coltrane"_s, u"Blue Train"_s),
+                        track(u"So What"_s, u"Miles Davis"_s, u"Kind of Blue"_s, u"Coltrane fans"_s),
+                        track(u"Naima"_s, u"John Coltrane"_s, u"Giant Steps"_s)};
+    index.update(tracks);
     EXPECT_EQ(titlesAt(index, index.filter(u"COLTRANE"_s)), (QStringList{u"Blue Train"_s, u"Naima"_s}))
         << "the album artist is not searched";
     EXPECT_EQ(titlesAt(index, index.filter(u"blue"_s)), (QStringList{u"Blue Train"_s, u"So What"_s}));
     EXPECT_TRUE(index.filter(u"john naima"_s).isEmpty()) << "no tokenising across fields";
     EXPECT_TRUE(index.filter(u"naima "_s).isEmpty()) << "the text is not trimmed";
     EXPECT_EQ(index.filter(QString()).size(), 3);
-}
 
-TEST(TrackSearch, AnUpdateSeesRenamedTracks)
-{
-    TrackTextIndex index;
-    Track renamed = track(u"Old"_s, u"A"_s, u"B"_s);
-    index.update({renamed});
-    renamed.title = u"New"_s;
-    index.update({renamed});
-    EXPECT_EQ(index.filter(u"new"_s).size(), 1);
-    EXPECT_TRUE(index.filter(u"old"_s).isEmpty());
+    tracks[2].title = u"New"_s;
+    index.update(tracks);
+    EXPECT_EQ(titlesAt(index, index.filter(u"new"_s)), QStringList{u"New"_s});
+    EXPECT_TRUE(index.filter(u"naima"_s).isEmpty());
 }
 
 TEST(AlbumGrouping, GroupsByAlbumArtistAndAlbumExactly)
@@ -80,23 +75,18 @@ TEST(AlbumGrouping, GroupsByAlbumArtistAndAlbumExactly)
                                  u"Star/duets/1"_s}));
 }
 
-TEST(AlbumGrouping, TheFirstTrackAfterFilteringNamesTheGroup)
+TEST(AlbumGrouping, TheFirstTrackNamesTheGroupAndTracksSortByDiscAndNumber)
 {
-    Track early = track(u"Intro"_s, u"Band"_s, u"Record"_s);
+    Track early = track(u"Intro"_s, u"Band"_s, u"Record"_s, u"Band"_s);
     early.year = 1999;
     Track late = track(u"Outro"_s, u"Band feat. Guest"_s, u"Record"_s, u"Band"_s);
     late.year = 2001;
     late.artworkData = QByteArray("cover");
-    early.albumArtist = u"Band"_s;
     const AlbumGroup both = AlbumGroup::group({early, late}, AlbumSortOption::artist).constFirst();
     EXPECT_EQ(both.year, 1999);
     EXPECT_EQ(both.artworkData, QByteArray("cover")) << "the first track that has artwork gives the group's";
-    const AlbumGroup filtered = AlbumGroup::group({late}, AlbumSortOption::artist).constFirst();
-    EXPECT_EQ(filtered.year, 2001);
-}
+    EXPECT_EQ(AlbumGroup::group({late}, AlbumSortOption::artist).constFirst().year, 2001);
 
-TEST(AlbumGrouping, SortsByPlainStringOrderAndTracksByDiscAndNumber)
-{
     Track second = track(u"b"_s, u"Z"_s, u"album"_s);
     second.discNumber = 2;
     second.trackNumber = 1;
@@ -111,39 +101,18 @@ TEST(AlbumGrouping, SortsByPlainStringOrderAndTracksByDiscAndNumber)
     EXPECT_EQ(byAlbum.at(2).tracks.at(0).title, u"a"_s) << "no disc counts as 0";
 }
 
-TEST(SongsTable, NumbersSortByDiscAndTrackAndShowTheDiscOnlyWhenThereAreSeveral)
+TEST(SongsTable, NumbersShowTheDiscOnlyWhenThereAreSeveralTitlesSortNaturallyAndYearDoesNotSort)
 {
-    Track discTwo = track(u"b"_s, u"A"_s, u"X"_s);
+    Track discTwo = track(u"Track 10"_s, u"b"_s, u"X"_s);
     discTwo.discNumber = 2;
     discTwo.trackNumber = 5;
-    Track discOne = track(u"a"_s, u"A"_s, u"X"_s);
+    Track discOne = track(u"track 9"_s, u"C"_s, u"X"_s);
     discOne.discNumber = 1;
     discOne.trackNumber = 9;
-    Track bare = track(u"c"_s, u"A"_s, u"X"_s);
-    EXPECT_EQ(SongsTableModel::numberSortKey(discTwo), 20005);
-    EXPECT_EQ(SongsTableModel::numberSortKey(bare), 0);
-
     TrackTextIndex index;
-    index.update({discTwo, discOne, bare});
+    index.update({discTwo, discOne, track(u"Ärger"_s, u"a"_s, u"X"_s)});
     SongsTableModel model;
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
-    model.setRows(&index, {0, 1, 2});
-    model.sort(SongsTableModel::number, Qt::AscendingOrder);
-    EXPECT_EQ(model.data(model.index(0, SongsTableModel::number), Qt::DisplayRole).toString(), u"–"_s);
-    EXPECT_EQ(model.data(model.index(1, SongsTableModel::number), Qt::DisplayRole).toString(), u"1-9"_s);
-    EXPECT_EQ(model.data(model.index(2, SongsTableModel::number), Qt::DisplayRole).toString(), u"2-5"_s);
-    model.setRows(&index, {0});
-    EXPECT_EQ(model.data(model.index(0, SongsTableModel::number), Qt::DisplayRole).toString(), u"5"_s);
-    EXPECT_EQ(model.data(model.index(0, SongsTableModel::year), Qt::DisplayRole).toString(), u"–"_s);
-    EXPECT_EQ(model.data(model.index(0, SongsTableModel::format), Qt::DisplayRole).toString(), u"FLAC"_s);
-}
-
-TEST(SongsTable, TitlesSortInNaturalOrderAndYearDoesNotSort)
-{
-    TrackTextIndex index;
-    index.update({track(u"Track 10"_s, u"b"_s, u"X"_s), track(u"track 9"_s, u"C"_s, u"X"_s),
-                  track(u"Ärger"_s, u"a"_s, u"X"_s)});
-    SongsTableModel model;
     model.setRows(&index, {0, 1, 2});
     const auto column = [&model](int c) {
         QStringList values;
@@ -152,10 +121,16 @@ TEST(SongsTable, TitlesSortInNaturalOrderAndYearDoesNotSort)
         return values;
     };
     EXPECT_EQ(column(SongsTableModel::title), (QStringList{u"Ärger"_s, u"track 9"_s, u"Track 10"_s}));
+    model.sort(SongsTableModel::number, Qt::AscendingOrder);
+    EXPECT_EQ(column(SongsTableModel::number), (QStringList{u"–"_s, u"1-9"_s, u"2-5"_s}));
     model.sort(SongsTableModel::artist, Qt::DescendingOrder);
     EXPECT_EQ(column(SongsTableModel::artist), (QStringList{u"C"_s, u"b"_s, u"a"_s}));
     model.sort(SongsTableModel::year, Qt::AscendingOrder);
     EXPECT_EQ(column(SongsTableModel::artist), (QStringList{u"C"_s, u"b"_s, u"a"_s}));
+    model.setRows(&index, {0});
+    EXPECT_EQ(column(SongsTableModel::number), QStringList{u"5"_s});
+    EXPECT_EQ(column(SongsTableModel::year), QStringList{u"–"_s});
+    EXPECT_EQ(column(SongsTableModel::format), QStringList{u"FLAC"_s});
 }
 
 namespace {
@@ -168,13 +143,25 @@ protected:
 
 } // namespace
 
-TEST_F(MusicViewTest, StartsOnAlbumsAndSearchNarrowsBothViews)
+TEST_F(MusicViewTest, StartsOnAlbumsSaysWhenEmptyAndSearchNarrowsBothViews)
 {
+    MusicView view(library);
+    view.resize(600, 400);
+    view.show();
+    const auto shownTitle = [&view] {
+        for (PlaceholderView* placeholder : view.findChildren<PlaceholderView*>()) {
+            if (placeholder->isVisible())
+                return placeholder->title();
+        }
+        return QString();
+    };
+    EXPECT_EQ(view.viewMode(), MusicViewMode::albums);
+    EXPECT_EQ(shownTitle(), u"No Music Yet"_s);
     library.add(track(u"Song A"_s, u"Alpha"_s, u"First"_s));
     library.add(track(u"Song B"_s, u"Beta"_s, u"Second"_s));
-    MusicView view(library);
-    EXPECT_EQ(view.viewMode(), MusicViewMode::albums);
-    EXPECT_EQ(view.albumsView()->groups().size(), 2);
+    view.refreshNow();
+    EXPECT_EQ(shownTitle(), QString());
+    EXPECT_EQ(view.albumsView()->groups().size(), 2) << "the lists follow the library";
     view.setSearchText(u"beta"_s);
     ASSERT_EQ(view.albumsView()->groups().size(), 1);
     EXPECT_EQ(view.albumsView()->groups().constFirst().album, u"Second"_s);
@@ -182,13 +169,12 @@ TEST_F(MusicViewTest, StartsOnAlbumsAndSearchNarrowsBothViews)
     EXPECT_EQ(view.songsView()->model()->rowCount(), 1);
     view.setSearchText(QString());
     EXPECT_EQ(view.songsView()->model()->rowCount(), 2);
-
-    library.add(track(u"Song C"_s, u"Gamma"_s, u"Third"_s));
-    view.refreshNow();
-    EXPECT_EQ(view.songsView()->model()->rowCount(), 3) << "the lists follow the library";
+    view.setViewMode(MusicViewMode::albums);
+    view.setSearchText(u"zzz"_s);
+    EXPECT_EQ(shownTitle(), u"No Results"_s);
 }
 
-TEST_F(MusicViewTest, TheFirstSelectedRowInTableOrderIsTheSelectedTrack)
+TEST_F(MusicViewTest, TheFirstSelectedRowInTableOrderIsTheSelectedTrackAndARefreshKeepsItSilently)
 {
     const Track b = track(u"B"_s, u"x"_s, u"y"_s);
     const Track a = track(u"A"_s, u"x"_s, u"y"_s);
@@ -197,13 +183,25 @@ TEST_F(MusicViewTest, TheFirstSelectedRowInTableOrderIsTheSelectedTrack)
     MusicView view(library);
     view.setViewMode(MusicViewMode::songs);
     std::optional<Track> selected;
-    QObject::connect(&view, &MusicView::selectedTrackChanged, [&](const std::optional<Track>& t) { selected = t; });
+    int emitted = 0;
+    QObject::connect(&view, &MusicView::selectedTrackChanged, [&](const std::optional<Track>& t) {
+        selected = t;
+        ++emitted;
+    });
     QTableView* table = view.songsView()->table();
     table->selectAll();
     ASSERT_TRUE(selected.has_value());
     EXPECT_EQ(selected->id, a.id) << "A sorts first by title";
     table->clearSelection();
     EXPECT_FALSE(selected.has_value());
+
+    table->selectRow(1);
+    EXPECT_EQ(selected->id, b.id);
+    emitted = 0;
+    library.add(track(u"C"_s, u"x"_s, u"y"_s));
+    view.refreshNow();
+    EXPECT_EQ(emitted, 0) << "an edit open in the detail column would be lost";
+    EXPECT_EQ(view.songsView()->selectedTrackIDs().size(), 1);
 }
 
 TEST_F(MusicViewTest, TheContextMenuAddsTheSelectionToAPlaylistOrANewOne)
@@ -212,11 +210,7 @@ TEST_F(MusicViewTest, TheContextMenuAddsTheSelectionToAPlaylistOrANewOne)
     library.add(track(u"B"_s, u"x"_s, u"y"_s));
     const Playlist existing = library.createPlaylist(u"Road"_s);
     std::optional<QString> answer = u"  Fresh  "_s;
-    SongsView songs(library, [&answer](QWidget*, const TextPromptRequest& request) {
-        EXPECT_EQ(request.title, u"New Playlist"_s);
-        EXPECT_EQ(request.acceptButton, u"Create"_s);
-        return answer;
-    });
+    SongsView songs(library, [&answer](QWidget*, const TextPromptRequest&) { return answer; });
     TrackTextIndex index;
     index.update(library.tracks());
     songs.setRows(&index, {0, 1});
@@ -235,7 +229,6 @@ TEST_F(MusicViewTest, TheContextMenuAddsTheSelectionToAPlaylistOrANewOne)
     ASSERT_EQ(entries.size(), 3);
     EXPECT_EQ(entries.at(0)->text(), u"Road"_s);
     EXPECT_TRUE(entries.at(1)->isSeparator());
-    EXPECT_EQ(entries.at(2)->text(), u"New Playlist…"_s);
 
     entries.at(0)->trigger();
     EXPECT_EQ(library.playlists().constFirst().trackIDs.size(), 2);
@@ -262,39 +255,4 @@ TEST_F(MusicViewTest, AnImportShowsItsCountForAMoment)
     EXPECT_EQ(view.toast()->text(), u"1 track imported"_s);
     QTRY_VERIFY_WITH_TIMEOUT(!view.toast()->isVisible(), 5000);
     EXPECT_FALSE(view.importController().importComplete());
-}
-
-TEST_F(MusicViewTest, AnEmptyLibraryAndAFruitlessSearchSaySo)
-{
-    MusicView view(library);
-    view.resize(600, 400);
-    view.show();
-    const auto shownTitle = [&view] {
-        for (PlaceholderView* placeholder : view.findChildren<PlaceholderView*>()) {
-            if (placeholder->isVisible())
-                return placeholder->title();
-        }
-        return QString();
-    };
-    EXPECT_EQ(shownTitle(), u"No Music Yet"_s);
-    library.add(track(u"Song"_s, u"Artist"_s, u"Album"_s));
-    view.refreshNow();
-    EXPECT_EQ(shownTitle(), QString());
-    view.setSearchText(u"zzz"_s);
-    EXPECT_EQ(shownTitle(), u"No Results"_s);
-}
-
-TEST_F(MusicViewTest, ARefreshOfTheLibraryKeepsTheSelectedTrackWithoutASignal)
-{
-    library.add(track(u"A"_s, u"x"_s, u"y"_s));
-    library.add(track(u"B"_s, u"x"_s, u"y"_s));
-    MusicView view(library);
-    view.setViewMode(MusicViewMode::songs);
-    view.songsView()->table()->selectRow(1);
-    int emitted = 0;
-    QObject::connect(&view, &MusicView::selectedTrackChanged, [&emitted] { ++emitted; });
-    library.add(track(u"C"_s, u"x"_s, u"y"_s));
-    view.refreshNow();
-    EXPECT_EQ(emitted, 0) << "an edit open in the detail column would be lost";
-    EXPECT_EQ(view.songsView()->selectedTrackIDs().size(), 1);
 }

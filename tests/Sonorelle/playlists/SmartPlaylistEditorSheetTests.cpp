@@ -79,7 +79,7 @@ protected:
     }
 };
 
-TEST_F(SmartPlaylistSheetTest, SaveWaitsForANameThatIsMoreThanBlanks)
+TEST_F(SmartPlaylistSheetTest, SaveWaitsForANameThatIsMoreThanBlanksAndCancelGivesNothing)
 {
     auto sheet = openSheet(SmartPlaylistEditorModel::newDraft());
     EXPECT_FALSE(sheet->saveButton()->isEnabled());
@@ -89,16 +89,18 @@ TEST_F(SmartPlaylistSheetTest, SaveWaitsForANameThatIsMoreThanBlanks)
     EXPECT_TRUE(sheet->saveButton()->isEnabled());
     sheet->nameField()->clear();
     EXPECT_FALSE(sheet->saveButton()->isEnabled());
+    QTest::keyClicks(sheet->nameField(), u"Kept?"_s);
+    QSignalSpy completed(sheet.get(), &SmartPlaylistEditorSheet::completed);
+    sheet->reject();
+    EXPECT_FALSE(resultOf(completed).has_value());
 }
 
-TEST_F(SmartPlaylistSheetTest, ColumnsOfferTheLibrarysValuesAndSearchesNarrowThem)
+TEST_F(SmartPlaylistSheetTest, ColumnsOfferTheLibrarysValuesSearchesNarrowThemAndTheyFollowTheLibrary)
 {
     auto sheet = openSheet(SmartPlaylistEditorModel::newDraft());
     EXPECT_EQ(texts(sheet->artistList()), (QStringList{u"Anna"_s, u"Band"_s, u"Ben"_s, u"anna k"_s}));
     EXPECT_EQ(texts(sheet->genreList()), (QStringList{u"Jazz"_s, u"Rock"_s}));
     EXPECT_EQ(texts(sheet->decadeList()), (QStringList{u"1990s"_s, u"2000s"_s}));
-    EXPECT_EQ(sheet->artistSearchField()->placeholderText(), u"Search artists…"_s);
-    EXPECT_EQ(sheet->genreSearchField()->placeholderText(), u"Search genres…"_s);
 
     QTest::keyClicks(sheet->artistSearchField(), u"ANNA"_s);
     EXPECT_EQ(texts(sheet->artistList()), (QStringList{u"Anna"_s, u"anna k"_s}));
@@ -107,6 +109,23 @@ TEST_F(SmartPlaylistSheetTest, ColumnsOfferTheLibrarysValuesAndSearchesNarrowThe
     QTest::keyClicks(sheet->genreSearchField(), u"x"_s);
     EXPECT_TRUE(texts(sheet->genreList()).isEmpty());
     EXPECT_TRUE(sheet->genreEmptyText().isEmpty()) << "the library has genres, only the search finds none";
+
+    // A search hides wanted values without dropping them.
+    clickOption(sheet->artistList(), u"Anna"_s);
+    sheet->artistSearchField()->clear();
+    QTest::keyClicks(sheet->artistSearchField(), u"Be"_s);
+    EXPECT_EQ(texts(sheet->artistList()), QStringList{u"Ben"_s});
+    clickOption(sheet->artistList(), u"Ben"_s);
+    sheet->artistSearchField()->clear();
+    EXPECT_EQ(wanted(sheet->artistList()), (QStringList{u"Anna"_s, u"Ben"_s}));
+    EXPECT_EQ(sheet->draft().filterArtists, (QSet<QString>{u"Anna"_s, u"Ben"_s}));
+
+    Track later = makeTrack(u"Late"_s, u"Cleo"_s);
+    later.year = 1975;
+    library.add(later);
+    EXPECT_TRUE(QTest::qWaitFor([&sheet] { return texts(sheet->decadeList()).size() == 3; }, 2000));
+    EXPECT_EQ(texts(sheet->decadeList()), (QStringList{u"1970s"_s, u"1990s"_s, u"2000s"_s}));
+    EXPECT_TRUE(texts(sheet->artistList()).contains(u"Cleo"_s));
 }
 
 TEST_F(SmartPlaylistSheetTest, TogglesChangeTheDraftAndThePreviewLive)
@@ -126,7 +145,6 @@ TEST_F(SmartPlaylistSheetTest, TogglesChangeTheDraftAndThePreviewLive)
     clickOption(sheet->genreList(), u"Jazz"_s);
     clickOption(sheet->genreList(), u"Rock"_s);
     EXPECT_EQ(sheet->previewText(), u"No Matching Tracks"_s);
-    EXPECT_EQ(sheet->previewModel()->rowCount(), 0);
     EXPECT_EQ(wanted(sheet->genreList()), QStringList{u"Rock"_s});
 
     QSignalSpy completed(sheet.get(), &SmartPlaylistEditorSheet::completed);
@@ -139,18 +157,6 @@ TEST_F(SmartPlaylistSheetTest, TogglesChangeTheDraftAndThePreviewLive)
     EXPECT_EQ(result->filterGenres, QSet<QString>{u"Rock"_s});
     EXPECT_EQ(result->filterDecades, QSet<qint64>{1990});
     EXPECT_TRUE(library.smartPlaylists().isEmpty()) << "the owner decides what to do with it";
-}
-
-TEST_F(SmartPlaylistSheetTest, ASearchHidesWantedValuesWithoutDroppingThem)
-{
-    auto sheet = openSheet(SmartPlaylistEditorModel::newDraft());
-    clickOption(sheet->artistList(), u"Anna"_s);
-    QTest::keyClicks(sheet->artistSearchField(), u"Be"_s);
-    EXPECT_EQ(texts(sheet->artistList()), QStringList{u"Ben"_s});
-    clickOption(sheet->artistList(), u"Ben"_s);
-    sheet->artistSearchField()->clear();
-    EXPECT_EQ(wanted(sheet->artistList()), (QStringList{u"Anna"_s, u"Ben"_s}));
-    EXPECT_EQ(sheet->draft().filterArtists, (QSet<QString>{u"Anna"_s, u"Ben"_s}));
 }
 
 TEST_F(SmartPlaylistSheetTest, AValueNoTrackHasStaysInTheDraftButIsNotOffered)
@@ -168,26 +174,6 @@ TEST_F(SmartPlaylistSheetTest, AValueNoTrackHasStaysInTheDraftButIsNotOffered)
     ASSERT_TRUE(result.has_value());
     EXPECT_EQ(result->id, draft.id);
     EXPECT_EQ(result->filterGenres, (QSet<QString>{u"Polka"_s, u"Jazz"_s}));
-}
-
-TEST_F(SmartPlaylistSheetTest, CancelGivesNothing)
-{
-    auto sheet = openSheet(SmartPlaylistEditorModel::newDraft());
-    QTest::keyClicks(sheet->nameField(), u"Kept?"_s);
-    QSignalSpy completed(sheet.get(), &SmartPlaylistEditorSheet::completed);
-    sheet->reject();
-    EXPECT_FALSE(resultOf(completed).has_value());
-}
-
-TEST_F(SmartPlaylistSheetTest, TheOptionsFollowTheLibraryWhileOpen)
-{
-    auto sheet = openSheet(SmartPlaylistEditorModel::newDraft());
-    Track later = makeTrack(u"Late"_s, u"Cleo"_s);
-    later.year = 1975;
-    library.add(later);
-    EXPECT_TRUE(QTest::qWaitFor([&sheet] { return texts(sheet->decadeList()).size() == 3; }, 2000));
-    EXPECT_EQ(texts(sheet->decadeList()), (QStringList{u"1970s"_s, u"1990s"_s, u"2000s"_s}));
-    EXPECT_TRUE(texts(sheet->artistList()).contains(u"Cleo"_s));
 }
 
 TEST(SmartPlaylistSheetEmptyLibrary, EachColumnSaysWhatIsMissing)
@@ -247,7 +233,7 @@ TEST_F(SmartPlaylistDetailTest, ShowsTheMatchesAndEditingThroughTheSheetUpdatesT
     EXPECT_EQ(view->header()->summary(), u"0 tracks · 0:00"_s);
 }
 
-TEST_F(SmartPlaylistDetailTest, ExportWritesTheMatchesAndAFailureIsShown)
+TEST_F(SmartPlaylistDetailTest, ExportWritesTheMatches)
 {
     SmartPlaylist rock = library.createSmartPlaylist(u"Rock"_s);
     rock.filterGenres = {u"Rock"_s};
@@ -260,10 +246,6 @@ TEST_F(SmartPlaylistDetailTest, ExportWritesTheMatchesAndAFailureIsShown)
     EXPECT_EQ(readFile(*fileAnswer),
               u"#EXTM3U\n#EXTINF:200,Ben - Day\n"_s.toUtf8()
                   + PlaylistExporter::relativePath(folder.path(), ben.url.toLocalFile()).toUtf8() + "\n");
-
-    fileAnswer = folder.filePath(u"no/such/folder/Rock.m3u8"_s);
-    view->exportFile();
-    EXPECT_TRUE(view->header()->error().startsWith(u"The playlist could not be written to"_s));
 }
 
 } // namespace

@@ -7,23 +7,17 @@
 
 using namespace Qt::StringLiterals;
 
-TEST(DisplayText, MinutesBelowAnHourAndHoursFromOneOn)
+TEST(DisplayText, DurationsShowMinutesBelowAnHourHoursFromOneOnAndNothingNegativeOrNotFinite)
 {
-    EXPECT_EQ(DisplayText::formatDuration(0), u"0:00"_s);
-    EXPECT_EQ(DisplayText::formatDuration(5.99), u"0:05"_s) << "truncated, not rounded";
-    EXPECT_EQ(DisplayText::formatDuration(245), u"4:05"_s);
-    EXPECT_EQ(DisplayText::formatDuration(3599.9), u"59:59"_s);
-    EXPECT_EQ(DisplayText::formatDuration(3600), u"1:00:00"_s);
-    EXPECT_EQ(DisplayText::formatDuration(3723), u"1:02:03"_s);
-    EXPECT_EQ(DisplayText::formatDuration(100 * 3600 + 1), u"100:00:01"_s);
-}
-
-TEST(DisplayText, NothingNegativeOrNotFiniteShows)
-{
-    EXPECT_EQ(DisplayText::formatDuration(-5), u"0:00"_s);
-    EXPECT_EQ(DisplayText::formatDuration(std::numeric_limits<double>::quiet_NaN()), u"0:00"_s);
-    EXPECT_EQ(DisplayText::formatDuration(-std::numeric_limits<double>::infinity()), u"0:00"_s);
-    EXPECT_TRUE(DisplayText::formatDuration(std::numeric_limits<double>::infinity()).endsWith(u":00"_s));
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    // 5.99 shows 0:05: truncated, not rounded.
+    const std::pair<double, QString> cases[] = {{0, u"0:00"_s}, {5.99, u"0:05"_s}, {245, u"4:05"_s},
+        {3599.9, u"59:59"_s}, {3600, u"1:00:00"_s}, {3723, u"1:02:03"_s}, {100 * 3600 + 1, u"100:00:01"_s},
+        {-5, u"0:00"_s}, {nan, u"0:00"_s}, {-infinity, u"0:00"_s}};
+    for (const auto& [seconds, text] : cases)
+        EXPECT_EQ(DisplayText::formatDuration(seconds), text) << seconds;
+    EXPECT_TRUE(DisplayText::formatDuration(infinity).endsWith(u":00"_s));
 }
 
 TEST(DisplayText, TrackNumbersShowTheirDiscOnlyInListsOfSeveralDiscs)

@@ -26,20 +26,6 @@ protected:
 
 } // namespace
 
-TEST_F(SettingsTest, AFreshDomainReadsEveryDefault)
-{
-    EXPECT_FALSE(Settings::value(Settings::isOnboarded));
-    EXPECT_FALSE(Settings::value(Settings::copyImportedFiles));
-    EXPECT_EQ(Settings::value(Settings::ripStrategy), RipStrategyKind::direct);
-    EXPECT_EQ(Settings::value(Settings::defaultOutputFormat), OutputFormat::keepSource);
-    EXPECT_EQ(Settings::value(Settings::defaultBitrate), 320);
-    EXPECT_EQ(Settings::value(Settings::defaultFolderStructure), FolderStructure::artistAlbumTrack);
-    EXPECT_TRUE(Settings::value(Settings::defaultSyncPlaylists));
-    EXPECT_TRUE(Settings::value(Settings::defaultSyncPodcasts));
-    EXPECT_EQ(Settings::libraryRootPath(), std::nullopt);
-    EXPECT_EQ(Settings::libraryRootURL(), std::nullopt);
-}
-
 TEST_F(SettingsTest, ValuesSurviveInTheSettingsFile)
 {
     Settings::setValue(Settings::isOnboarded, true);
@@ -60,41 +46,45 @@ TEST_F(SettingsTest, ValuesSurviveInTheSettingsFile)
     EXPECT_EQ(Settings::libraryRootURL(), QUrl::fromLocalFile(u"/home/me/Music, Old/Sonorelle"_s));
 }
 
-TEST_F(SettingsTest, ValuesOfTheWrongTypeReadAsDefaults)
+TEST_F(SettingsTest, AFreshDomainAndValuesOfTheWrongTypeReadAsDefaults)
 {
+    const auto expectDefaults = [](const char* when) {
+        SCOPED_TRACE(when);
+        EXPECT_FALSE(Settings::value(Settings::isOnboarded));
+        EXPECT_FALSE(Settings::value(Settings::copyImportedFiles));
+        EXPECT_EQ(Settings::value(Settings::ripStrategy), RipStrategyKind::direct);
+        EXPECT_EQ(Settings::value(Settings::defaultOutputFormat), OutputFormat::keepSource);
+        EXPECT_EQ(Settings::value(Settings::defaultBitrate), 320);
+        EXPECT_EQ(Settings::value(Settings::defaultFolderStructure), FolderStructure::artistAlbumTrack);
+        EXPECT_TRUE(Settings::value(Settings::defaultSyncPlaylists));
+        EXPECT_TRUE(Settings::value(Settings::defaultSyncPodcasts));
+        EXPECT_EQ(Settings::libraryRootPath(), std::nullopt);
+        EXPECT_EQ(Settings::libraryRootURL(), std::nullopt);
+    };
+    expectDefaults("fresh");
     writeRaw(u"isOnboarded"_s, u"yes please"_s);
     writeRaw(u"defaultSyncPodcasts"_s, 7);
     writeRaw(u"defaultBitrate"_s, u"loud"_s);
     writeRaw(u"ripStrategy"_s, u"x"_s);
     writeRaw(u"defaultOutputFormat"_s, u"MP3"_s);
     writeRaw(u"libraryRootPath"_s, QStringList{u"a"_s, u"b"_s});
-    EXPECT_FALSE(Settings::value(Settings::isOnboarded));
-    EXPECT_TRUE(Settings::value(Settings::defaultSyncPodcasts));
-    EXPECT_EQ(Settings::value(Settings::defaultBitrate), 320);
-    EXPECT_EQ(Settings::value(Settings::ripStrategy), RipStrategyKind::direct);
-    EXPECT_EQ(Settings::value(Settings::defaultOutputFormat), OutputFormat::keepSource);
-    EXPECT_EQ(Settings::libraryRootPath(), std::nullopt);
+    expectDefaults("wrong types");
 }
 
-TEST(LibraryLock, ASecondHolderIsRefusedUntilTheFirstLetsGo)
+TEST(LibraryLock, ASecondHolderIsRefusedUntilTheFirstLetsGoAndADeadOneIsTakenOver)
 {
     TemporaryStores stores;
-    auto first = std::make_unique<LibraryLock>();
-    EXPECT_EQ(first->acquire(), std::nullopt);
-
-    LibraryLock second;
-    const auto refusal = second.acquire();
-    ASSERT_TRUE(refusal.has_value());
-    EXPECT_TRUE(refusal->contains(QString::number(QCoreApplication::applicationPid()))) << qPrintable(*refusal);
-    EXPECT_TRUE(refusal->contains(u"Quit it first"_s));
-
-    first.reset();
-    EXPECT_EQ(second.acquire(), std::nullopt);
-}
-
-TEST(LibraryLock, ALockLeftByADeadProcessIsTakenOver)
-{
-    TemporaryStores stores;
+    {
+        auto first = std::make_unique<LibraryLock>();
+        EXPECT_EQ(first->acquire(), std::nullopt);
+        LibraryLock second;
+        const auto refusal = second.acquire();
+        ASSERT_TRUE(refusal.has_value());
+        EXPECT_TRUE(refusal->contains(QString::number(QCoreApplication::applicationPid()))) << qPrintable(*refusal);
+        EXPECT_TRUE(refusal->contains(u"Quit it first"_s));
+        first.reset();
+        EXPECT_EQ(second.acquire(), std::nullopt);
+    }
     // The format QLockFile writes: pid, application, host. No process has pid 2^22 + 1.
     writeFile(StoreLocations::lockFilePath(), "4194305\nsonorelle\n\n");
     LibraryLock lock;

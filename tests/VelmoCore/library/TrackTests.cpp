@@ -18,37 +18,22 @@ QUrl file(const QString& path) { return QUrl::fromLocalFile(path); }
 
 } // namespace
 
-TEST(AudioFormat, AcceptsTheSixExtensionsInAnyCase)
+TEST(AudioFormat, SixExtensionsInAnyCaseButNotAlacOrAiffAndExactRawValues)
 {
-    EXPECT_TRUE(isAudioFile(file(u"/m/a.flac"_s)));
-    EXPECT_TRUE(isAudioFile(file(u"/m/a.M4A"_s)));
-    EXPECT_TRUE(isAudioFile(file(u"/m/a.Mp3"_s)));
+    for (const QString& path : {u"/m/a.flac"_s, u"/m/a.M4A"_s, u"/m/a.Mp3"_s})
+        EXPECT_TRUE(isAudioFile(file(path))) << qPrintable(path);
+    // A leading dot starts no extension, and a folder's dot is not the file's.
+    for (const QString& path : {u"/m/a.aiff"_s, u"/m/a.alac"_s, u"/m/.mp3"_s, u"/m/x.mp3/readme"_s})
+        EXPECT_FALSE(isAudioFile(file(path))) << qPrintable(path);
+    EXPECT_EQ(acceptedAudioExtensions().size(), 6);
     EXPECT_EQ(audioFormatFromURL(file(u"/m/a.M4A"_s)), AudioFormat::aac);
     EXPECT_EQ(audioFormatFromURL(file(u"/m/a.aac"_s)), AudioFormat::aac);
     EXPECT_EQ(audioFormatFromURL(file(u"/m/a.WAV"_s)), AudioFormat::wav);
-}
-
-TEST(AudioFormat, AlacAndAiffAreNoAudioFiles)
-{
-    EXPECT_FALSE(isAudioFile(file(u"/m/a.aiff"_s)));
-    EXPECT_FALSE(isAudioFile(file(u"/m/a.alac"_s)));
     EXPECT_EQ(audioFormatFromURL(file(u"/m/a.alac"_s)), std::nullopt);
-    // A leading dot starts no extension, and a folder's dot is not the file's.
-    EXPECT_FALSE(isAudioFile(file(u"/m/.mp3"_s)));
-    EXPECT_FALSE(isAudioFile(file(u"/m/x.mp3/readme"_s)));
-    EXPECT_EQ(acceptedAudioExtensions().size(), 6);
-}
-
-TEST(AudioFormat, RawValuesAreExactAndCaseSensitive)
-{
     EXPECT_EQ(enumFromRawValue<AudioFormat>(u"alac"), AudioFormat::alac);
     EXPECT_EQ(enumFromRawValue<AudioFormat>(u"FLAC"), std::nullopt);
     EXPECT_EQ(enumFromRawValue<AudioFormat>(u"m4a"), std::nullopt);
     EXPECT_EQ(rawValue(AudioFormat::ogg), u"ogg"_s);
-    const auto cases = allCases<AudioFormat>();
-    ASSERT_EQ(cases.size(), 6u);
-    EXPECT_EQ(cases.front(), AudioFormat::flac);
-    EXPECT_EQ(cases.back(), AudioFormat::wav);
 }
 
 TEST(TrackFromFile, FallsBackToTheFileNameOnlyWhenTheTitleIsEmpty)
@@ -77,16 +62,14 @@ TEST(TrackIdentity, PreservingIdentityKeepsIdDateAndCustomTagsOfTheOldRecord)
     fresh.customTags = {{u"MOOD"_s, u"file says otherwise"_s}};
     fresh.artworkData = QByteArray("new art");
 
-    const Track merged = fresh.preservingIdentity(old);
-    EXPECT_EQ(merged.id, old.id);
-    EXPECT_EQ(merged.dateAdded, old.dateAdded);
-    EXPECT_EQ(merged.customTags, old.customTags);
-    EXPECT_EQ(merged.url, fresh.url);
-    EXPECT_EQ(merged.title, fresh.title);
-    EXPECT_EQ(merged.artworkData, fresh.artworkData);
+    Track expected = fresh;
+    expected.id = old.id;
+    expected.dateAdded = old.dateAdded;
+    expected.customTags = old.customTags;
+    EXPECT_EQ(fresh.preservingIdentity(old), expected) << "everything else comes from the file";
 }
 
-TEST(TrackJson, RoundTripEqualsTheOriginalExceptArtwork)
+TEST(TrackJson, RoundTripEqualsTheOriginalExceptArtworkWhichEqualityCounts)
 {
     Track track = makeFullTrack();
     track.artworkData = QByteArray("picture bytes");
@@ -96,8 +79,17 @@ TEST(TrackJson, RoundTripEqualsTheOriginalExceptArtwork)
 
     const Track decoded = Json::decode<Track>(json);
     EXPECT_NE(decoded, track);
+    track.artworkData = QByteArray();
+    EXPECT_NE(decoded, track) << "empty artwork is not the same as none";
     track.artworkData = std::nullopt;
     EXPECT_EQ(decoded, track);
+
+    Track other = decoded;
+    other.customTags.insert(u"x"_s, u"y"_s);
+    EXPECT_NE(other, decoded);
+    other = decoded;
+    other.dateAdded = decoded.dateAdded.addingSeconds(0.001);
+    EXPECT_NE(other, decoded);
 }
 
 TEST(TrackJson, WritesTheStoreForm)
@@ -113,9 +105,7 @@ TEST(TrackJson, WritesTheStoreForm)
     EXPECT_EQ(o.value("format"_L1).toString(), u"flac"_s);
     EXPECT_TRUE(o.value("customTags"_L1).isObject());
     EXPECT_EQ(o.keys().size(), 11) << "absent optionals leave their keys out";
-    for (const char* key : {"year", "trackNumber", "discNumber", "bitrate", "sampleRate", "externalID",
-                            "releaseMBID", "releaseGroupMBID", "bpm"})
-        EXPECT_FALSE(o.contains(QLatin1StringView(key))) << key;
+    EXPECT_FALSE(o.contains("year"_L1));
 }
 
 TEST(TrackJson, ReadsStoresFromEarlierVersions)
@@ -145,13 +135,10 @@ TEST(TrackJson, RejectsMissingRequiredKeysAndBadValues)
         o.insert(QLatin1StringView(key), value);
         return o;
     };
-    EXPECT_THROW(fromQt<Track>(withValue("format", u"aiff"_s)), DecodingError);
-    EXPECT_THROW(fromQt<Track>(withValue("id", u"not-a-uuid"_s)), DecodingError);
-    EXPECT_THROW(fromQt<Track>(withValue("year", 1959.5)), DecodingError);
-    EXPECT_THROW(fromQt<Track>(withValue("year", u"1959"_s)), DecodingError);
-    EXPECT_THROW(fromQt<Track>(withValue("title", 5)), DecodingError);
-    EXPECT_THROW(fromQt<Track>(withValue("customTags", QJsonObject{{u"k"_s, 1}})), DecodingError);
-    EXPECT_THROW(fromQt<Track>(withValue("genre", QJsonValue::Null)), DecodingError);
+    const std::pair<const char*, QJsonValue> bad[] = {{"format", u"aiff"_s}, {"id", u"not-a-uuid"_s}, {"year", 1959.5},
+        {"year", u"1959"_s}, {"title", 5}, {"customTags", QJsonObject{{u"k"_s, 1}}}, {"genre", QJsonValue::Null}};
+    for (const auto& [key, value] : bad)
+        EXPECT_THROW(fromQt<Track>(withValue(key, value)), DecodingError) << key;
     try {
         fromQt<Track>(withValue("duration", u"long"_s));
         FAIL() << "expected a decoding error";
@@ -160,32 +147,21 @@ TEST(TrackJson, RejectsMissingRequiredKeysAndBadValues)
     }
 }
 
-TEST(TrackEquality, CoversEveryFieldIncludingArtworkAndCustomTags)
-{
-    const Track base = makeFullTrack();
-    Track other = base;
-    EXPECT_EQ(base, other);
-    other.customTags.insert(u"x"_s, u"y"_s);
-    EXPECT_NE(base, other);
-    other = base;
-    other.artworkData = QByteArray();
-    EXPECT_NE(base, other) << "empty artwork is not the same as none";
-    other = base;
-    other.dateAdded = base.dateAdded.addingSeconds(0.001);
-    EXPECT_NE(base, other);
-}
-
-TEST(TrackSignature, NormalisesOnlyOuterWhiteSpaceAndCase)
+TEST(TrackSignature, NormalisesOnlyOuterWhiteSpaceAndCaseAndUntaggedFilesMatchOnTitle)
 {
     const TrackSignature a(u"  The Beatles\n"_s, u"Abbey Road"_s, u"Something"_s, 182.0);
     const TrackSignature b(u"the beatles"_s, u"ABBEY ROAD\t"_s, u"\u00a0something"_s, 182.0);
     EXPECT_EQ(a.key(), b.key());
     EXPECT_EQ(qHash(a.key()), qHash(b.key()));
-    EXPECT_NE(TrackSignature(u"Beyonce"_s, u""_s, u"Halo"_s, 0).key(),
-              TrackSignature(u"Beyoncé"_s, u""_s, u"Halo"_s, 0).key());
-    EXPECT_NE(TrackSignature(u"The Band"_s, u""_s, u"x"_s, 0).key(),
-              TrackSignature(u"Band"_s, u""_s, u"x"_s, 0).key());
-    EXPECT_NE(TrackSignature(u"A  B"_s, u""_s, u"x"_s, 0).key(), TrackSignature(u"A B"_s, u""_s, u"x"_s, 0).key());
+    const auto key = [](const QString& artist) { return TrackSignature(artist, u""_s, u"x"_s, 0).key(); };
+    EXPECT_NE(key(u"Beyonce"_s), key(u"Beyoncé"_s));
+    EXPECT_NE(key(u"The Band"_s), key(u"Band"_s));
+    EXPECT_NE(key(u"A  B"_s), key(u"A B"_s));
+
+    const Track first = makeTrack(u"Track 01"_s, QString(), QString(), 0);
+    Track second = makeTrack(u"track 01 "_s, QString(), QString(), 61);
+    second.albumArtist = u"Someone"_s;
+    EXPECT_TRUE(TrackSignature(first).matches(TrackSignature(second))) << "albumArtist takes no part";
 }
 
 TEST(TrackSignature, DurationsMatchWithinTwoSecondsOrWhenEitherIsUnknown)
@@ -201,23 +177,10 @@ TEST(TrackSignature, DurationsMatchWithinTwoSecondsOrWhenEitherIsUnknown)
         << "different text is no conflict";
 }
 
-TEST(TrackSignature, UntaggedFilesMatchOnTitleAlone)
-{
-    Track first = makeTrack(u"Track 01"_s, QString(), QString(), 0);
-    Track second = makeTrack(u"track 01 "_s, QString(), QString(), 61);
-    EXPECT_TRUE(TrackSignature(first).matches(TrackSignature(second)));
-    second.albumArtist = u"Someone"_s;
-    EXPECT_TRUE(TrackSignature(first).matches(TrackSignature(second))) << "albumArtist takes no part";
-}
-
 TEST(TrackSignature, AReleaseTrackUnderItsAlbumMatchesTheLibrarysCopy)
 {
     const TrackMetadataStub stub{.number = 6, .title = u"Money "_s, .artist = u"pink floyd"_s, .duration = 382.7};
     const TrackSignature fromDisc(u"The Dark Side of the Moon"_s, stub);
-    EXPECT_EQ(fromDisc.artist, u"pink floyd"_s);
-    EXPECT_EQ(fromDisc.title, u"money"_s);
-    EXPECT_EQ(fromDisc.album, u"the dark side of the moon"_s);
-    EXPECT_DOUBLE_EQ(fromDisc.duration, 382.7);
     EXPECT_TRUE(fromDisc.matches(TrackSignature(makeTrack(u"Money"_s, u"Pink Floyd"_s, u"The Dark Side of the Moon"_s, 381.0))));
     EXPECT_FALSE(fromDisc.matches(TrackSignature(makeTrack(u"Money"_s, u"Pink Floyd"_s, u"Wish You Were Here"_s, 382.7))));
 }

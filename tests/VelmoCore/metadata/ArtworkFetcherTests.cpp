@@ -93,7 +93,6 @@ TEST(ArtworkImages, KindFromTheFirstBytes)
     EXPECT_EQ(ArtworkFetcher::mimeType(gif), u"image/gif"_s);
     EXPECT_EQ(ArtworkFetcher::mimeType(webp), u"image/webp"_s);
     EXPECT_EQ(ArtworkFetcher::mimeType("plain text"), u"image/jpeg"_s);
-    EXPECT_EQ(ArtworkFetcher::mimeType(QByteArray()), u"image/jpeg"_s);
 
     for (const QByteArray& image : {jpeg, png, gif, webp})
         EXPECT_TRUE(ArtworkFetcher::isImage(image)) << image.toHex().constData();
@@ -173,22 +172,25 @@ TEST(ArtworkMusicBrainzMatch, NeedsAScoreOf80AndAnID)
     EXPECT_TRUE(noMatch("not json"));
 }
 
-TEST_F(ArtworkFetcherTest, AReleaseWithACoverIsOneRequest)
+TEST_F(ArtworkFetcherTest, TheReleaseCoverFirstThenTheReleaseGroups)
 {
-    services.coverArt.route(releaseFront, FakeResponse::ok(jpeg, "image/jpeg"));
-    const ArtworkResult result =
-        BlockingWait::wait(ArtworkFetcher::fetchArtwork(queen, deluxe, releaseID, groupID, client));
-    EXPECT_EQ(result, (ArtworkResult{jpeg, u"image/jpeg"_s}));
-    EXPECT_EQ(totalRequests(), 1);
-}
+    EXPECT_EQ(awaitFailure<FetchError>(ArtworkFetcher::fetchCoverArt(std::nullopt, std::nullopt, client)).kind(),
+              FetchError::Kind::artworkUnavailable);
+    EXPECT_EQ(totalRequests(), 0) << "no IDs, no request";
 
-TEST_F(ArtworkFetcherTest, TheReleaseGroupStandsInForTheRelease)
-{
     services.coverArt.route(groupFront, FakeResponse::ok(png, "image/png"));
-    const ArtworkResult result = BlockingWait::wait(ArtworkFetcher::fetchCoverArt(releaseID, groupID, client));
-    EXPECT_EQ(result, (ArtworkResult{png, u"image/png"_s}));
+    EXPECT_EQ(BlockingWait::wait(ArtworkFetcher::fetchCoverArt(releaseID, groupID, client)), (ArtworkResult{png, u"image/png"_s}));
     EXPECT_EQ(services.coverArt.requestCount(releaseFront), 1);
     EXPECT_EQ(services.coverArt.requestCount(groupFront), 1);
+
+    services.coverArt.route(releaseFront, FakeResponse::ok(jpeg, "image/jpeg"));
+    EXPECT_EQ(BlockingWait::wait(ArtworkFetcher::fetchArtwork(queen, deluxe, releaseID, groupID, client)),
+              (ArtworkResult{jpeg, u"image/jpeg"_s}));
+    EXPECT_EQ(totalRequests(), 3) << "a release with a cover is one request";
+
+    services.coverArt.route(releaseFront, FakeResponse::withStatus(503));
+    EXPECT_EQ(awaitFailure<FetchError>(ArtworkFetcher::fetchCoverArt(releaseID, std::nullopt, client)).kind(),
+              FetchError::Kind::networkError) << "with the release alone, its failure";
 }
 
 TEST_F(ArtworkFetcherTest, NoCoverInTheArchiveLeavesITunes)
@@ -231,19 +233,18 @@ TEST_F(ArtworkFetcherTest, TheNameSearchFindsTheReleaseAndItsCover)
     EXPECT_EQ(query.queryItemValue(u"limit"_s), u"1"_s);
 }
 
-TEST_F(ArtworkFetcherTest, ALowScoreGoesToITunes)
+TEST_F(ArtworkFetcherTest, ALowScoreABusyArchiveOrAnUnreachableMusicBrainzStillLeaveITunes)
 {
     services.musicBrainz.route(u"/ws/2/release"_s,
                                FakeResponse::ok(R"({"releases":[{"id":"r","score":79,"release-group":{"id":"g"}}]})"));
     serveQueenFromITunes();
     EXPECT_EQ(BlockingWait::wait(ArtworkFetcher::fetch(queen, deluxe, client)).data, jpeg);
     EXPECT_TRUE(services.coverArt.requests().isEmpty());
-}
 
-TEST_F(ArtworkFetcherTest, AnUnreachableMusicBrainzStillLeavesITunes)
-{
+    services.coverArt.route(releaseFront, FakeResponse::withStatus(429));
+    EXPECT_EQ(BlockingWait::wait(ArtworkFetcher::fetchArtwork(queen, deluxe, releaseID, std::nullopt, client)).data, jpeg);
+
     FakeServices::configure(FakeServices::vacantAddress(), services.coverArt.url(QString()), services.iTunes.url(QString()));
-    serveQueenFromITunes();
     EXPECT_EQ(BlockingWait::wait(ArtworkFetcher::fetch(queen, deluxe, client)).data, jpeg);
 }
 
@@ -254,6 +255,11 @@ TEST_F(ArtworkFetcherTest, TextInsteadOfAnImageIsNoArtwork)
     const FetchError error = awaitFailure<FetchError>(ArtworkFetcher::fetchCoverArt(releaseID, groupID, client));
     EXPECT_EQ(error.kind(), FetchError::Kind::artworkUnavailable) << "a declared type doesn't make text a picture";
     EXPECT_EQ(services.coverArt.requests().size(), 2);
+
+    const QString large = serveQueenFromITunes();
+    services.iTunes.route(large, FakeResponse::ok("<html>Image not found</html>", "text/html"));
+    EXPECT_EQ(awaitFailure<FetchError>(ArtworkFetcher::searchITunes(queen, deluxe, client)).kind(),
+              FetchError::Kind::artworkUnavailable);
 }
 
 TEST_F(ArtworkFetcherTest, TheTypeComesFromTheServerOrFromTheBytes)
@@ -286,30 +292,4 @@ TEST_F(ArtworkFetcherTest, ImageFailuresInTheirKinds)
     EXPECT_EQ(kindOf(QUrl(u"file:///etc/passwd"_s)), FetchError::Kind::artworkUnavailable);
     EXPECT_EQ(kindOf(QUrl(u"/relative/1200x1200bb.jpg"_s)), FetchError::Kind::artworkUnavailable);
     EXPECT_EQ(totalRequests(), before) << "no request for an address that isn't on the web";
-}
-
-TEST_F(ArtworkFetcherTest, TheArchiveAloneWithoutIDsOrWithAFailedRelease)
-{
-    EXPECT_EQ(awaitFailure<FetchError>(ArtworkFetcher::fetchCoverArt(std::nullopt, std::nullopt, client)).kind(),
-              FetchError::Kind::artworkUnavailable);
-    EXPECT_EQ(totalRequests(), 0);
-
-    services.coverArt.route(releaseFront, FakeResponse::withStatus(503));
-    EXPECT_EQ(awaitFailure<FetchError>(ArtworkFetcher::fetchCoverArt(releaseID, std::nullopt, client)).kind(),
-              FetchError::Kind::networkError) << "with the release alone, its failure";
-}
-
-TEST_F(ArtworkFetcherTest, ABusyArchiveStillLeavesITunes)
-{
-    services.coverArt.route(releaseFront, FakeResponse::withStatus(429));
-    serveQueenFromITunes();
-    EXPECT_EQ(BlockingWait::wait(ArtworkFetcher::fetchArtwork(queen, deluxe, releaseID, std::nullopt, client)).data, jpeg);
-}
-
-TEST_F(ArtworkFetcherTest, AnITunesArtworkAddressThatAnswersTextIsNoArtwork)
-{
-    const QString large = serveQueenFromITunes();
-    services.iTunes.route(large, FakeResponse::ok("<html>Image not found</html>", "text/html"));
-    EXPECT_EQ(awaitFailure<FetchError>(ArtworkFetcher::searchITunes(queen, deluxe, client)).kind(),
-              FetchError::Kind::artworkUnavailable);
 }

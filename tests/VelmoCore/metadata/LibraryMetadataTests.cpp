@@ -125,19 +125,16 @@ TEST_F(LibraryMetadataTest, ATwoDiscAlbumWithoutDiscNumbersIsMatchedOnDisc1First
     EXPECT_EQ(summary.totalCount, 7);
     EXPECT_TRUE(summary.artworkFetched);
     EXPECT_EQ(summary.unwrittenCount, 0);
-    EXPECT_EQ(summary.message(), u"Updated 5 of 7 tracks — 2 unmatched."_s);
 
     const TrackMetadata second = fileOf(album.at(1));
     EXPECT_EQ(second.title, u"Bye\u2010Bye Butterfly"_s) << "with the release's own hyphen";
     EXPECT_EQ(second.album, u"ケアレス"_s);
     EXPECT_EQ(second.year, 2021);
-    EXPECT_EQ(second.trackNumber, 2);
     EXPECT_EQ(second.discNumber, 1);
     EXPECT_EQ(second.releaseMBID, multidiscID);
     EXPECT_EQ(second.releaseGroupMBID, multidiscGroupID);
     EXPECT_EQ(second.artworkData, png);
     EXPECT_EQ(fileOf(album.at(4)).title, u"ケアレス"_s) << "the disc-1 lookup comes first";
-    EXPECT_EQ(fileOf(album.at(4)).discNumber, 1);
 
     for (const Track& unmatched : {album.at(5), album.at(6)}) {
         EXPECT_EQ(fileOf(unmatched).title, unmatched.title);
@@ -156,9 +153,7 @@ TEST_F(LibraryMetadataTest, ATwoDiscAlbumWithoutDiscNumbersIsMatchedOnDisc1First
     }
     EXPECT_EQ(entryOf(other), other);
 
-    ASSERT_EQ(services.musicBrainz.requests().size(), 1);
-    const QUrlQuery query(QUrl(QString::fromUtf8(services.musicBrainz.requests().constFirst().target)));
-    EXPECT_EQ(query.queryItemValue(u"inc"_s), u"artists+recordings+genres"_s);
+    EXPECT_EQ(services.musicBrainz.requests().size(), 1);
     EXPECT_EQ(services.iTunes.requests().size(), 0) << "the release's cover was found first";
 }
 
@@ -177,8 +172,7 @@ TEST_F(LibraryMetadataTest, AFileThatRefusesTheTagsKeepsItsEntry)
 
     EXPECT_EQ(summary.matchedCount, 2);
     EXPECT_EQ(summary.unwrittenCount, 1);
-    EXPECT_EQ(summary.message(),
-              u"Updated 2 of 3 tracks — 1 couldn't be written. Artwork wasn't available for this release."_s);
+    EXPECT_FALSE(summary.artworkFetched);
     EXPECT_EQ(entryOf(album.at(1)), album.at(1));
     EXPECT_EQ(entryOf(album.at(2)).title, u"Starry"_s);
     EXPECT_EQ(BlockingWait::wait(library.artworkCache().artwork(entryOf(album.at(2)))), png)
@@ -232,14 +226,6 @@ TEST_F(LibraryMetadataTest, AFailedReleaseFetchChangesNothing)
     EXPECT_EQ(services.coverArt.requests().size(), 0);
 }
 
-TEST_F(LibraryMetadataTest, AnEmptyAlbumAsksNothing)
-{
-    const Library::AlbumRefetchSummary summary = BlockingWait::wait(library.refetchAlbumInfo({}, multidiscID, client));
-    EXPECT_EQ(summary.matchedCount, 0);
-    EXPECT_EQ(summary.totalCount, 0);
-    EXPECT_EQ(totalRequests(), 0);
-}
-
 TEST_F(LibraryMetadataTest, ACoverThatIsTextIsNeverWritten)
 {
     serveMultidiscRelease();
@@ -253,7 +239,6 @@ TEST_F(LibraryMetadataTest, ACoverThatIsTextIsNeverWritten)
 
     EXPECT_EQ(summary.matchedCount, 1);
     EXPECT_FALSE(summary.artworkFetched);
-    EXPECT_EQ(summary.message(), u"Updated 1 track. Artwork wasn't available for this release."_s);
     EXPECT_EQ(fileOf(track).title, u"ケアレス"_s) << "the tags are applied all the same";
     EXPECT_EQ(fileOf(track).artworkData, std::nullopt);
     EXPECT_EQ(entryOf(track).artworkData, std::nullopt);
@@ -274,6 +259,8 @@ TEST_F(LibraryMetadataTest, SummarySentences)
     EXPECT_EQ(message(9, 12, true), u"Updated 9 of 12 tracks — 3 unmatched."_s);
     EXPECT_EQ(message(0, 4, false), u"Updated 0 of 4 tracks — 4 unmatched. Artwork wasn't available for this release."_s);
     EXPECT_EQ(message(8, 12, true, 1), u"Updated 8 of 12 tracks — 3 unmatched, 1 couldn't be written."_s);
+    EXPECT_EQ(message(2, 3, false, 1),
+              u"Updated 2 of 3 tracks — 1 couldn't be written. Artwork wasn't available for this release."_s);
 }
 
 TEST_F(LibraryMetadataTest, CandidatesOfTheReleaseGroupComeFirstThenTwentyFiveByName)
@@ -287,15 +274,12 @@ TEST_F(LibraryMetadataTest, CandidatesOfTheReleaseGroupComeFirstThenTwentyFiveBy
     });
     const QList<ReleaseCandidate> candidates = BlockingWait::wait(
         library.searchAlbumReleaseCandidates(u"Some \"Artist\""_s, u"Album"_s, u"group"_s, client));
-    const QList<ReleaseCandidate> grouped =
-        MusicBrainzReleaseLookup::parseCandidates(testData(u"metadata/musicbrainz/release_group_2.json"_s));
-    ASSERT_GT(candidates.size(), grouped.size());
-    EXPECT_EQ(candidates.constFirst().id, grouped.constFirst().id);
+    ASSERT_EQ(candidates.size(), 6) << "three of the group, then three by name";
+    EXPECT_EQ(candidates.constFirst().id, u"123"_s);
 
     ASSERT_EQ(services.musicBrainz.requests().size(), 2);
     const QUrlQuery search(QUrl(QString::fromUtf8(services.musicBrainz.requests().at(1).target)));
     EXPECT_EQ(search.queryItemValue(u"limit"_s), u"25"_s);
-    EXPECT_EQ(search.queryItemValue(u"query"_s, QUrl::FullyDecoded), u"artist:Some Artist AND release:Album"_s);
 }
 
 // Artwork passes.
@@ -361,14 +345,14 @@ TEST_F(LibraryMetadataTest, OneAlbumFailsAndTheNextGetsItsCover)
     }
 }
 
-TEST_F(LibraryMetadataTest, NothingMissingAsksNoService)
+TEST_F(LibraryMetadataTest, NothingToDoAsksNoService)
 {
+    const Library::AlbumRefetchSummary refetched = BlockingWait::wait(library.refetchAlbumInfo({}, multidiscID, client));
+    EXPECT_EQ(refetched.totalCount, 0) << "an empty album";
     Track track = addFile(u"a"_s, u"Artist"_s, u"Album"_s, 1, 200.0);
     track.artworkData = png;
     BlockingWait::wait(library.update(track));
-    const Library::MissingArtworkSummary summary = BlockingWait::wait(library.fetchMissingArtwork({}, client));
-    EXPECT_EQ(summary.fetchedCount, 0);
-    EXPECT_EQ(summary.totalMissing, 0);
+    EXPECT_EQ(BlockingWait::wait(library.fetchMissingArtwork({}, client)).totalMissing, 0) << "no missing artwork";
     EXPECT_EQ(totalRequests(), 0);
 }
 

@@ -6,6 +6,7 @@
 #include "support/TestData.h"
 
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QUrlQuery>
 
 #include <gtest/gtest.h>
@@ -103,7 +104,6 @@ TEST(MusicBrainzParseRelease, ReadsARealRelease)
     EXPECT_EQ(first.recordingMBID, u"bef3fddb-5aca-49f5-b2fd-d56a23268d63"_s);
     EXPECT_EQ(first.discNumber, std::nullopt);
     EXPECT_EQ(release.tracks.at(9).number, 10);
-    EXPECT_EQ(release.tracks.at(9).title, u"Eclipse"_s);
 }
 
 TEST(MusicBrainzParseRelease, TakesTheMediumThatHoldsTheDisc)
@@ -137,7 +137,6 @@ TEST(MusicBrainzParseRelease, DiscNumberWithoutAPosition)
 TEST(MusicBrainzParseRelease, YearIsTheFirstFourCharactersOfTheDate)
 {
     EXPECT_EQ(releaseWith({{"date"_L1, "1973-03-24"_L1}}).year, 1973);
-    EXPECT_EQ(releaseWith({{"date"_L1, "1973-03"_L1}}).year, 1973);
     EXPECT_EQ(releaseWith({{"date"_L1, "1973"_L1}}).year, 1973);
     EXPECT_EQ(releaseWith({{"date"_L1, ""_L1}}).year, std::nullopt);
     EXPECT_EQ(releaseWith({{"date"_L1, "c. 1973"_L1}}).year, std::nullopt);
@@ -162,14 +161,9 @@ TEST(MusicBrainzParseRelease, TheGenreWithTheMostVotesWins)
 
 TEST(MusicBrainzParseRelease, TracksFallBackPieceByPiece)
 {
-    const QJsonObject credited{
-        {"title"_L1, "Recording title"_L1},
-        {"length"_L1, 215000},
-        {"id"_L1, "rec-1"_L1},
-        {"artist-credit"_L1, QJsonArray{QJsonObject{{"name"_L1, "Credited As"_L1},
-                                                    {"joinphrase"_L1, " & "_L1},
-                                                    {"artist"_L1, QJsonObject{{"name"_L1, "Roger Waters"_L1}}}},
-                                        QJsonObject{{"artist"_L1, QJsonObject{{"name"_L1, "David Gilmour"_L1}}}}}}};
+    const QJsonObject credited = QJsonDocument::fromJson(R"({"title": "Recording title", "length": 215000, "id": "rec-1",
+        "artist-credit": [{"name": "Credited As", "joinphrase": " & ", "artist": {"name": "Roger Waters"}},
+                          {"artist": {"name": "David Gilmour"}}]})").object();
     const ReleaseMetadata release = releaseWithTracks({track("1"_L1, credited), track("B2"_L1, {}, u"Only the track's"_s),
                                                        track(3, {{"length"_L1, "215000"_L1}}), track(QJsonValue(), {})});
     ASSERT_EQ(release.tracks.size(), 4);
@@ -193,20 +187,15 @@ TEST(MusicBrainzParseRelease, TracksFallBackPieceByPiece)
     EXPECT_EQ(release.tracks.at(3).number, 4);
 }
 
-TEST(MusicBrainzParseRelease, AnUnusableNumberLeavesTheOthersAlone)
+TEST(MusicBrainzParseRelease, UnusableNumbersTakeThePositionAndImplausibleLengthsAreUnknown)
 {
-    const ReleaseMetadata release = releaseWithTracks(
-        {track("A"_L1, {}), track("7"_L1, {}), track(1e300, {}), track("99999999999999999999"_L1, {}), track(" 5"_L1, {})});
+    const ReleaseMetadata release = releaseWithTracks({track("A"_L1, {{"length"_L1, 1e300}}), track("7"_L1, {{"length"_L1, -5000}}),
+                                                       track(1e300, {{"length"_L1, 1500.5}}), track("99999999999999999999"_L1, {}),
+                                                       track(" 5"_L1, {})});
     QList<qint64> numbers;
     for (const TrackMetadataStub& stub : release.tracks)
         numbers.append(stub.number);
-    EXPECT_EQ(numbers, (QList<qint64>{1, 7, 3, 4, 5}));
-}
-
-TEST(MusicBrainzParseRelease, ImplausibleLengthsAreUnknown)
-{
-    const ReleaseMetadata release = releaseWithTracks(
-        {track("1"_L1, {{"length"_L1, 1e300}}), track("2"_L1, {{"length"_L1, -5000}}), track("3"_L1, {{"length"_L1, 1500.5}})});
+    EXPECT_EQ(numbers, (QList<qint64>{1, 7, 3, 4, 5})) << "an unusable number leaves the others alone";
     EXPECT_EQ(release.tracks.at(0).duration, 0.0);
     EXPECT_EQ(release.tracks.at(1).duration, 0.0);
     EXPECT_DOUBLE_EQ(release.tracks.at(2).duration, 1.5005);
@@ -216,12 +205,9 @@ TEST(MusicBrainzParseRelease, ARealReleaseOfNullsGivesDefaults)
 {
     const ReleaseMetadata release =
         MusicBrainzDiscLookup::parseRelease(testDataObject(u"metadata/musicbrainz/release_null.json"_s), discID);
-    EXPECT_EQ(release.mbid, QString());
     EXPECT_EQ(release.title, QString());
-    EXPECT_EQ(release.artist, QString());
     EXPECT_EQ(release.year, std::nullopt);
     EXPECT_EQ(release.disambiguation, std::nullopt);
-    EXPECT_EQ(release.status, std::nullopt);
     EXPECT_EQ(release.releaseGroupID, std::nullopt);
     EXPECT_EQ(release.genre, std::nullopt);
     EXPECT_EQ(release.discNumber, 1) << "its one medium has a null position";
@@ -237,7 +223,7 @@ TEST(MusicBrainzParseReleases, FindsTheReleasesOnTopOrUnderDisc)
     EXPECT_EQ(top.at(1).tracks.size(), 10);
 
     const QJsonObject nested{{"disc"_L1, discAnswer({darkSide()})}};
-    EXPECT_EQ(MusicBrainzDiscLookup::parseReleases(jsonText(nested), discID).size(), 1);
+    EXPECT_EQ(MusicBrainzDiscLookup::parseReleases(jsonText(nested), discID).size(), 1) << "or under \"disc\"";
 }
 
 TEST(MusicBrainzParseReleases, AnswersWithoutReleasesOrNotObjects)
@@ -252,13 +238,11 @@ TEST(MusicBrainzParseReleases, AnswersWithoutReleasesOrNotObjects)
         return LookupError::Kind::tocReadFailed;
     };
     EXPECT_EQ(kindOf(R"({"releases": []})"), LookupError::Kind::noMatchFound);
-    EXPECT_EQ(kindOf(R"({"releases": "none"})"), LookupError::Kind::noMatchFound);
     EXPECT_EQ(kindOf(R"({"releases": [1, "two", null]})"), LookupError::Kind::noMatchFound);
     EXPECT_EQ(kindOf(R"({"error": "Not Found"})"), LookupError::Kind::noMatchFound);
     EXPECT_EQ(kindOf(R"([{"id": "b84ee12a-09ef-421b-82de-0441a926375b"}])"), LookupError::Kind::parseError);
     EXPECT_EQ(kindOf("<!DOCTYPE html><html><body>502 Bad Gateway</body></html>"), LookupError::Kind::parseError);
     EXPECT_EQ(kindOf(R"({"releases": [)"), LookupError::Kind::parseError);
-    EXPECT_EQ(kindOf(""), LookupError::Kind::parseError);
 }
 
 TEST(MusicBrainzDiscLookupErrors, SpeakToTheUser)
@@ -291,33 +275,25 @@ TEST_F(MusicBrainzDiscFetchTest, AsksForTheDiscAndParsesTheAnswer)
 
     const QUrlQuery query(QUrl(QString::fromUtf8(services.musicBrainz.requests().at(0).target)));
     EXPECT_EQ(query.queryItemValue(u"toc"_s), u"1+3+260295+150+18901+39738"_s);
-    EXPECT_EQ(query.queryItemValue(u"inc"_s), u"artists+recordings+genres"_s);
 }
 
-TEST_F(MusicBrainzDiscFetchTest, NotFoundIsNoMatchNeverANetworkError)
+TEST_F(MusicBrainzDiscFetchTest, FailuresInTheirKinds)
 {
     services.musicBrainz.route(path, FakeResponse::withStatus(404, R"({"error": "Not Found"})"));
-    EXPECT_EQ(awaitFailure<LookupError>(lookUp()).kind(), LookupError::Kind::noMatchFound);
+    EXPECT_EQ(awaitFailure<LookupError>(lookUp()).kind(), LookupError::Kind::noMatchFound) << "never a network error";
     EXPECT_EQ(services.musicBrainz.requestCount(path), 1);
-}
 
-TEST_F(MusicBrainzDiscFetchTest, AnUnreachableServiceIsANetworkErrorHoldingTheCause)
-{
-    FakeServices::configure(FakeServices::vacantAddress(), services.coverArt.url(QString()), services.iTunes.url(QString()));
-    const LookupError error = awaitFailure<LookupError>(lookUp());
-    EXPECT_EQ(error.kind(), LookupError::Kind::networkError);
-    ASSERT_TRUE(error.httpError().has_value());
-    EXPECT_EQ(error.httpError()->kind(), MetadataHTTPClient::HTTPError::Kind::network);
-    EXPECT_EQ(error.httpError()->networkError(), QNetworkReply::ConnectionRefusedError);
-}
-
-TEST_F(MusicBrainzDiscFetchTest, AnErrorPageIsAParseErrorAndAServerErrorANetworkError)
-{
     services.musicBrainz.route(path, FakeResponse::ok("<html><body>Maintenance</body></html>", "text/html"));
     EXPECT_EQ(awaitFailure<LookupError>(lookUp()).kind(), LookupError::Kind::parseError);
 
     services.musicBrainz.route(path, FakeResponse::withStatus(500));
-    const LookupError error = awaitFailure<LookupError>(lookUp());
-    EXPECT_EQ(error.kind(), LookupError::Kind::networkError);
-    EXPECT_EQ(error.httpError()->statusCode(), 500);
+    const LookupError serverError = awaitFailure<LookupError>(lookUp());
+    EXPECT_EQ(serverError.kind(), LookupError::Kind::networkError);
+    EXPECT_EQ(serverError.httpError()->statusCode(), 500);
+
+    FakeServices::configure(FakeServices::vacantAddress(), services.coverArt.url(QString()), services.iTunes.url(QString()));
+    const LookupError unreachable = awaitFailure<LookupError>(lookUp());
+    EXPECT_EQ(unreachable.kind(), LookupError::Kind::networkError);
+    ASSERT_TRUE(unreachable.httpError().has_value());
+    EXPECT_EQ(unreachable.httpError()->networkError(), QNetworkReply::ConnectionRefusedError);
 }

@@ -92,8 +92,6 @@ TEST(MusicBrainzCandidates, FromARealBrowseAnswer)
     EXPECT_EQ(first.year, 2009);
     EXPECT_EQ(first.disambiguation, u"special"_s);
     EXPECT_EQ(first.discTrackCounts, QList<qint64>{5});
-    EXPECT_EQ(first.discCount(), 1);
-    EXPECT_EQ(first.totalTrackCount(), 5);
 }
 
 TEST(MusicBrainzCandidates, FromASearchAnswer)
@@ -170,14 +168,6 @@ TEST(MusicBrainzFullRelease, AnAnswerThatIsNoObjectIsAParseError)
     }
 }
 
-TEST(MusicBrainzReleaseLookupErrors, SpeakToTheUser)
-{
-    EXPECT_EQ(LookupError::noMatchFound().message(), u"No matching release found on MusicBrainz."_s);
-    EXPECT_EQ(LookupError::parseError().message(), u"MusicBrainz returned data Velmo couldn't understand."_s);
-    EXPECT_EQ(LookupError::networkError(MetadataHTTPClient::HTTPError::rateLimited()).message(),
-              u"Couldn't reach MusicBrainz: The service is busy (rate limited). Try again in a moment."_s);
-}
-
 class MusicBrainzSearchTest : public ::testing::Test {
 protected:
     FakeServices services;
@@ -224,18 +214,13 @@ TEST_F(MusicBrainzSearchTest, ARealBrowseThatListsAReleaseTwice)
     EXPECT_EQ(idsOf(BlockingWait::wait(search(u"rg-1"_s))), (QStringList{u"789"_s, u"123"_s, u"456"_s}));
 }
 
-TEST_F(MusicBrainzSearchTest, WithoutAReleaseGroupOnlyTheNameSearchRuns)
+TEST_F(MusicBrainzSearchTest, WithoutAReleaseGroupOrAfterAFailedBrowseTheNameSearchRuns)
 {
     answer(FakeResponse::withStatus(500), FakeResponse::ok(testData(u"metadata/musicbrainz/release-search.json"_s)));
     EXPECT_EQ(BlockingWait::wait(search(std::nullopt)).size(), 3);
     EXPECT_EQ(BlockingWait::wait(search(QString())).size(), 3);
-    EXPECT_EQ(services.musicBrainz.requests().size(), 2);
-}
-
-TEST_F(MusicBrainzSearchTest, AFailedBrowseDoesNotEndTheSearch)
-{
-    answer(FakeResponse::withStatus(500), FakeResponse::ok(answerOf({releaseObject(u"c"_s)})));
-    EXPECT_EQ(idsOf(BlockingWait::wait(search(u"rg-1"_s))), QStringList{u"c"_s});
+    EXPECT_EQ(services.musicBrainz.requests().size(), 2) << "no browse without a release group";
+    EXPECT_EQ(BlockingWait::wait(search(u"rg-1"_s)).size(), 3) << "a failed browse does not end the search";
 }
 
 TEST_F(MusicBrainzSearchTest, NothingFoundAfterAFailureRethrowsIt)
@@ -247,17 +232,12 @@ TEST_F(MusicBrainzSearchTest, NothingFoundAfterAFailureRethrowsIt)
     const LookupError browseFailure = awaitFailure<LookupError>(search(u"rg-1"_s));
     EXPECT_EQ(browseFailure.kind(), LookupError::Kind::networkError);
     EXPECT_EQ(browseFailure.message(), u"Couldn't reach MusicBrainz: The service returned an error (HTTP 502)."_s);
-}
 
-TEST_F(MusicBrainzSearchTest, NothingFoundOnCleanAnswersIsAnEmptyList)
-{
     answer(FakeResponse::ok(answerOf({})), FakeResponse::ok(answerOf({})));
-    EXPECT_TRUE(BlockingWait::wait(search(u"rg-1"_s)).isEmpty());
+    EXPECT_TRUE(BlockingWait::wait(search(u"rg-1"_s)).isEmpty()) << "nothing found on clean answers is no failure";
 }
 
-class MusicBrainzFetchReleaseTest : public MusicBrainzSearchTest {};
-
-TEST_F(MusicBrainzFetchReleaseTest, FetchesOneReleaseWhole)
+TEST_F(MusicBrainzSearchTest, FetchesOneReleaseWholeOrFailsInKinds)
 {
     const QString id = u"6c4f766f-3351-4c10-a53d-b119452c27b2"_s;
     services.musicBrainz.route(path + u'/' + id,
@@ -266,10 +246,7 @@ TEST_F(MusicBrainzFetchReleaseTest, FetchesOneReleaseWhole)
     EXPECT_EQ(release.tracks.size(), 7);
     EXPECT_EQ(queryValue(QUrl(QString::fromUtf8(services.musicBrainz.requests().at(0).target)), u"inc"_s),
               u"artists+recordings+genres"_s);
-}
 
-TEST_F(MusicBrainzFetchReleaseTest, FailuresInTheirKinds)
-{
     services.musicBrainz.route(path + u"/gone"_s, FakeResponse::withStatus(404));
     services.musicBrainz.route(path + u"/page"_s, FakeResponse::ok("<html>Sorry</html>", "text/html"));
     EXPECT_EQ(awaitFailure<LookupError>(MusicBrainzReleaseLookup::fetchRelease(u"gone"_s, client)).kind(),
@@ -278,5 +255,5 @@ TEST_F(MusicBrainzFetchReleaseTest, FailuresInTheirKinds)
               LookupError::Kind::parseError);
     EXPECT_EQ(awaitFailure<LookupError>(MusicBrainzReleaseLookup::fetchRelease(QString(), client)).kind(),
               LookupError::Kind::noMatchFound);
-    EXPECT_EQ(services.musicBrainz.requests().size(), 2) << "no request without an ID";
+    EXPECT_EQ(services.musicBrainz.requests().size(), 3) << "no request without an ID";
 }

@@ -28,13 +28,14 @@ QString describe(const Event& event)
     return kinds.value(event.kind) + u' ' + event.name + (event.isFolder ? u"/"_s : QString());
 }
 
-// Collects what the notifier reports, as "kind name" lines.
-struct Recorder {
-    QList<Event> events;
+// Collects what a notifier reports, as "kind name" lines.
+class InotifyNotifierTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(notifier); }
 
-    FileChangeNotifier::EventHandler handler()
+    FileChangeNotifier::WatchResult watch(const QString& path, Symlinks symlinks = Symlinks::DoNotFollow)
     {
-        return [this](const QList<Event>& received) { events.append(received); };
+        return notifier->addWatch(path, symlinks);
     }
 
     QStringList waitFor(qsizetype count)
@@ -46,18 +47,19 @@ struct Recorder {
             lines.append(describe(event));
         return lines;
     }
+
+    QTemporaryDir folder;
+    QList<Event> events;
+    std::unique_ptr<InotifyNotifier> notifier =
+        InotifyNotifier::open([this](const QList<Event>& received) { events.append(received); });
 };
 
 } // namespace
 
-TEST(InotifyNotifier, ReportsTheChangesInAFolderWithTheirKinds)
+TEST_F(InotifyNotifierTest, ReportsTheChangesInAFolderWithTheirKinds)
 {
-    QTemporaryDir folder;
-    Recorder recorder;
-    const auto notifier = InotifyNotifier::open(recorder.handler());
-    ASSERT_TRUE(notifier);
-    const auto watch = notifier->addWatch(folder.path(), Symlinks::DoNotFollow);
-    ASSERT_TRUE(std::holds_alternative<int>(watch));
+    const auto watched = watch(folder.path());
+    ASSERT_TRUE(std::holds_alternative<int>(watched));
 
     writeFile(folder.filePath(u"a.flac"_s), "audio");
     ASSERT_TRUE(QFile::rename(folder.filePath(u"a.flac"_s), folder.filePath(u"b.flac"_s)));
@@ -65,59 +67,32 @@ TEST(InotifyNotifier, ReportsTheChangesInAFolderWithTheirKinds)
     ASSERT_TRUE(QFile::remove(folder.filePath(u"b.flac"_s)));
     ASSERT_TRUE(QDir(folder.path()).rmdir(u"Sub"_s));
 
-    EXPECT_EQ(recorder.waitFor(7),
-              QStringList({u"added a.flac"_s, u"written a.flac"_s, u"removed a.flac"_s, u"added b.flac"_s,
-                           u"added Sub/"_s, u"removed b.flac"_s, u"removed Sub/"_s}));
-    for (const Event& event : std::as_const(recorder.events))
-        EXPECT_EQ(event.watch, std::get<int>(watch));
+    EXPECT_EQ(waitFor(7), QStringList({u"added a.flac"_s, u"written a.flac"_s, u"removed a.flac"_s, u"added b.flac"_s,
+                                       u"added Sub/"_s, u"removed b.flac"_s, u"removed Sub/"_s}));
+    for (const Event& event : std::as_const(events))
+        EXPECT_EQ(event.watch, std::get<int>(watched));
 }
 
-TEST(InotifyNotifier, TellsWhenTheWatchedFolderGoesAndItsWatchEnds)
+TEST_F(InotifyNotifierTest, TellsWhenTheWatchedFolderGoesAndItsWatchEnds)
 {
-    QTemporaryDir folder;
     writeFile(folder.filePath(u"Sub/a.flac"_s), "audio");
-    Recorder recorder;
-    const auto notifier = InotifyNotifier::open(recorder.handler());
-    ASSERT_TRUE(notifier);
-    ASSERT_TRUE(std::holds_alternative<int>(notifier->addWatch(folder.filePath(u"Sub"_s), Symlinks::DoNotFollow)));
-
+    ASSERT_TRUE(std::holds_alternative<int>(watch(folder.filePath(u"Sub"_s))));
     ASSERT_TRUE(QDir(folder.filePath(u"Sub"_s)).removeRecursively());
-    EXPECT_EQ(recorder.waitFor(3), QStringList({u"removed a.flac"_s, u"folder gone "_s, u"watch ended "_s}));
+    EXPECT_EQ(waitFor(3), QStringList({u"removed a.flac"_s, u"folder gone "_s, u"watch ended "_s}));
 }
 
-TEST(InotifyNotifier, WatchesOnlyFoldersThatAreThere)
+TEST_F(InotifyNotifierTest, WatchesOnlyFoldersThatAreThereFollowingLinksOnlyWhenAsked)
 {
-    QTemporaryDir folder;
     writeFile(folder.filePath(u"a.flac"_s), "audio");
-    Recorder recorder;
-    const auto notifier = InotifyNotifier::open(recorder.handler());
-    ASSERT_TRUE(notifier);
-
-    const auto missing = notifier->addWatch(folder.filePath(u"Missing"_s), Symlinks::DoNotFollow);
-    ASSERT_TRUE(std::holds_alternative<WatchFailure>(missing));
-    EXPECT_EQ(std::get<WatchFailure>(missing), WatchFailure::Unavailable);
-    const auto file = notifier->addWatch(folder.filePath(u"a.flac"_s), Symlinks::DoNotFollow);
-    ASSERT_TRUE(std::holds_alternative<WatchFailure>(file));
-    EXPECT_EQ(std::get<WatchFailure>(file), WatchFailure::Unavailable);
-
-    const auto first = notifier->addWatch(folder.path(), Symlinks::DoNotFollow);
-    const auto second = notifier->addWatch(folder.path(), Symlinks::DoNotFollow);
-    ASSERT_TRUE(std::holds_alternative<int>(first));
-    EXPECT_EQ(first, second) << "one folder, one watch";
-}
-
-TEST(InotifyNotifier, FollowsASymlinkedFolderOnlyWhenAsked)
-{
-    QTemporaryDir folder;
     ASSERT_TRUE(QDir(folder.path()).mkdir(u"Real"_s));
     ASSERT_TRUE(QFile::link(folder.filePath(u"Real"_s), folder.filePath(u"Link"_s)));
-    Recorder recorder;
-    const auto notifier = InotifyNotifier::open(recorder.handler());
-    ASSERT_TRUE(notifier);
+    for (const QString& name : {u"Missing"_s, u"a.flac"_s, u"Link"_s})
+        EXPECT_EQ(watch(folder.filePath(name)), FileChangeNotifier::WatchResult(WatchFailure::Unavailable)) << qPrintable(name);
+    const auto first = watch(folder.path());
+    ASSERT_TRUE(std::holds_alternative<int>(first));
+    EXPECT_EQ(first, watch(folder.path())) << "one folder, one watch";
 
-    EXPECT_TRUE(
-        std::holds_alternative<WatchFailure>(notifier->addWatch(folder.filePath(u"Link"_s), Symlinks::DoNotFollow)));
-    ASSERT_TRUE(std::holds_alternative<int>(notifier->addWatch(folder.filePath(u"Link"_s), Symlinks::Follow)));
+    ASSERT_TRUE(std::holds_alternative<int>(watch(folder.filePath(u"Link"_s), Symlinks::Follow)));
     writeFile(folder.filePath(u"Real/a.flac"_s), "audio");
-    EXPECT_EQ(recorder.waitFor(2), QStringList({u"added a.flac"_s, u"written a.flac"_s}));
+    EXPECT_EQ(waitFor(2), QStringList({u"added a.flac"_s, u"written a.flac"_s}));
 }

@@ -6,9 +6,6 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
@@ -84,7 +81,6 @@ TEST_F(LibraryPlaylistTest, CreatedPlaylistsAreAppendedAndSurviveARestart)
         library->createPlaylist(u"Road Trip"_s);
         library->createPlaylist(u"  not cleaned/ "_s);
         EXPECT_EQ(changed.count(), 3);
-        EXPECT_FALSE(first.id.isNull());
         EXPECT_TRUE(first.trackIDs.isEmpty());
         EXPECT_GE(first.dateCreated, before);
         EXPECT_EQ(first.dateModified, first.dateCreated);
@@ -170,6 +166,9 @@ TEST_F(LibraryPlaylistTest, RemoveTrackGoesByPositionAndIgnoresPositionsOutside)
     EXPECT_EQ(changed.count(), 0) << "a position equal to the count, or below 0, does nothing";
     EXPECT_EQ(library->playlists().constFirst().dateModified, longAgo);
 
+    library->moveTrack(QUuid::createUuid(), {0}, 1);
+    EXPECT_EQ(changed.count(), 0) << "a move in an unknown playlist changes nothing";
+
     library->removeTrack(2, playlist.id);
     EXPECT_EQ(ids.letters(library->playlists().constFirst().trackIDs), u"AB"_s) << "the second A, not the first";
     EXPECT_GT(library->playlists().constFirst().dateModified, longAgo);
@@ -207,15 +206,6 @@ TEST_F(LibraryPlaylistTest, MoveTrackUsesTheDestinationUncorrected)
     }
 }
 
-TEST_F(LibraryPlaylistTest, MoveTrackInAnUnknownPlaylistChangesNothing)
-{
-    seed({oldPlaylist(u"P"_s, {QUuid::createUuid()})});
-    const auto library = open();
-    QSignalSpy changed(library.get(), &Library::playlistsChanged);
-    library->moveTrack(QUuid::createUuid(), {0}, 1);
-    EXPECT_EQ(changed.count(), 0);
-}
-
 TEST_F(LibraryPlaylistTest, DraggingWithDanglingIdsAppliesResolvedRowNumbersToTheIds)
 {
     // The screen shows only the resolved tracks and hands their row numbers on unchanged.
@@ -227,6 +217,9 @@ TEST_F(LibraryPlaylistTest, DraggingWithDanglingIdsAppliesResolvedRowNumbersToTh
     seed({playlist}, {a, b, c});
     const auto library = open();
     ASSERT_EQ(library->resolve(library->playlists().constFirst()).size(), 3);
+
+    EXPECT_EQ(library->resolve(Playlist{.trackIDs = {c.id, gone, a.id, c.id}}), (QList<Track>{c, a, c}))
+        << "resolving keeps the order and repeats";
 
     // The user drags row "A" to the end; position 0 of trackIDs is the dangling id.
     library->moveTrack(playlist.id, {0}, 3);
@@ -276,16 +269,6 @@ TEST_F(LibraryPlaylistTest, APruneWithNothingToRemoveLeavesTheFileAlone)
     EXPECT_EQ(readFile(StoreLocations::path(StoreKind::playlists)), handWritten);
 }
 
-TEST_F(LibraryPlaylistTest, ResolveKeepsPlaylistOrderAndRepeats)
-{
-    const Track a = makeTrack(u"A"_s);
-    const Track b = makeTrack(u"B"_s);
-    seed({}, {a, b});
-    const auto library = open();
-    const Playlist playlist{.id = QUuid::createUuid(), .trackIDs = {b.id, QUuid::createUuid(), a.id, b.id}};
-    EXPECT_EQ(library->resolve(playlist), (QList<Track>{b, a, b}));
-}
-
 TEST_F(LibraryPlaylistTest, ExportWritesTheFileButNeverTouchesTheDate)
 {
     const Track track = makeTrack(u"Song"_s, u"Band"_s);
@@ -326,8 +309,6 @@ TEST_F(LibraryPlaylistTest, SmartPlaylistsAreStoredAsGivenAndUpdatedWithANewDate
         EXPECT_EQ(library->smartPlaylists().constFirst(), given) << "appended exactly as given";
         created = library->createSmartPlaylist(u"Everything"_s);
         EXPECT_EQ(created.dateCreated, created.dateModified);
-        EXPECT_TRUE(created.filterArtists.isEmpty() && created.filterGenres.isEmpty()
-                    && created.filterDecades.isEmpty());
 
         SmartPlaylist edited = given;
         edited.filterGenres = {u"Rock"_s};
@@ -371,16 +352,6 @@ TEST_F(LibraryPlaylistTest, SavingTheSameSmartPlaylistTwiceWritesIdenticalBytes)
     library->addSmartPlaylist(reordered);
     library->flush();
     EXPECT_EQ(readFile(StoreLocations::path(StoreKind::smartPlaylists)), first);
-
-    const QJsonObject stored = QJsonDocument::fromJson(first).array().at(0).toObject();
-    QStringList artists;
-    for (const QJsonValue& artist : stored.value("filterArtists"_L1).toArray())
-        artists.append(artist.toString());
-    QStringList expected(smart.filterArtists.cbegin(), smart.filterArtists.cend());
-    std::sort(expected.begin(), expected.end()); // ASCII here, so UTF-16 order is code point order
-    EXPECT_EQ(artists, expected);
-    EXPECT_EQ(stored.value("filterDecades"_L1).toArray().first().toInt(), 1900);
-    EXPECT_EQ(stored.value("filterDecades"_L1).toArray().last().toInt(), 2010);
 }
 
 TEST_F(LibraryPlaylistTest, SmartPlaylistsResolveAndExportTheirMatches)
@@ -393,7 +364,7 @@ TEST_F(LibraryPlaylistTest, SmartPlaylistsResolveAndExportTheirMatches)
     seed({}, {old, young, undated});
     const auto library = open();
     SmartPlaylist smart = library->createSmartPlaylist(u"Seventies"_s);
-    EXPECT_EQ(library->resolve(smart).size(), 3) << "no filter matches the whole library";
+    EXPECT_EQ(library->resolve(smart).size(), 3) << "a new smart playlist has no filter: the whole library";
     smart.filterDecades = {1970};
     library->updateSmartPlaylist(smart);
     EXPECT_EQ(library->resolve(library->smartPlaylists().constFirst()), (QList<Track>{old}));

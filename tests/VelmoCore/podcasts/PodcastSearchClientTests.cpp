@@ -52,11 +52,14 @@ protected:
 
 TEST_F(PodcastSearch, AsksForPodcastsWithTheWholeQuery)
 {
+    EXPECT_TRUE(search(u"   \t"_s).isEmpty());
+    EXPECT_TRUE(search(QString()).isEmpty());
+    EXPECT_TRUE(server.requests().isEmpty()) << "a blank query asks nothing";
+
     answerWith(answer(u"search_empty.txt"_s));
     EXPECT_TRUE(search(u" Fish & Chips + C++ ü "_s).isEmpty());
     ASSERT_EQ(server.requests().size(), 1);
     const FakeRequest request = server.requests()[0];
-    EXPECT_EQ(request.path(), u"/search"_s);
     EXPECT_EQ(request.target, "/search?term=%20Fish%20%26%20Chips%20%2B%20C%2B%2B%20%C3%BC%20&media=podcast&limit=25");
     EXPECT_EQ(request.header("User-Agent"), "Velmo/1.0") << "no contact part here";
 
@@ -64,13 +67,6 @@ TEST_F(PodcastSearch, AsksForPodcastsWithTheWholeQuery)
     server.route(u"/directory/search"_s, FakeResponse::ok(answer(u"search_empty.txt"_s)));
     search(u"chapo"_s);
     EXPECT_EQ(server.requestCount(u"/directory/search"_s), 1) << "a base address with a path keeps it";
-}
-
-TEST_F(PodcastSearch, ABlankQueryAsksNothing)
-{
-    EXPECT_TRUE(search(u"   \t"_s).isEmpty());
-    EXPECT_TRUE(search(QString()).isEmpty());
-    EXPECT_TRUE(server.requests().isEmpty());
 }
 
 TEST_F(PodcastSearch, RealAnswersMapToResultsInTheirOrder)
@@ -84,8 +80,6 @@ TEST_F(PodcastSearch, RealAnswersMapToResultsInTheirOrder)
     EXPECT_EQ(results[0].episodeCount, 17);
     EXPECT_TRUE(results[0].artworkURL && results[0].artworkURL->toString().contains(u"600x600"_s));
     EXPECT_FALSE(results[0].genres.isEmpty());
-    EXPECT_EQ(results[1].feedURL, QUrl(u"https://feeds.soundcloud.com/users/soundcloud:users:211911700/sounds.rss"_s));
-    EXPECT_EQ(results[1].episodeCount, 507);
     EXPECT_EQ(results[4].title, u"‘El Chapo’: ¿héroe o villano?"_s);
     EXPECT_EQ(results[9].title, u"EL CHAPO"_s);
 
@@ -93,11 +87,7 @@ TEST_F(PodcastSearch, RealAnswersMapToResultsInTheirOrder)
     const QList<PodcastSearchResult> unicode = search(u"Corner Späti"_s);
     ASSERT_EQ(unicode.size(), 1);
     EXPECT_EQ(unicode[0].id, 1454202971);
-    EXPECT_EQ(unicode[0].title, u"Corner Späti"_s);
     EXPECT_EQ(unicode[0].author, u"The Späti Boys"_s);
-    EXPECT_EQ(unicode[0].feedURL, QUrl(u"https://feeds.fireside.fm/cornerspaeti/rss"_s));
-    EXPECT_EQ(unicode[0].episodeCount, 349);
-    EXPECT_EQ(unicode[0].genres.constFirst(), u"News"_s);
 }
 
 TEST_F(PodcastSearch, HitsWithoutAnIdOrAFeedAreLeftOut)
