@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "library/Background.h"
+#include "library/DisplayText.h"
 #include "library/FolderImport.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
@@ -73,7 +74,7 @@ QCoro::Task<int> import(Invocation& invocation)
         co_return int(exitSuccess);
     }
     if (invocation.isSet(u"dry-run"_s)) {
-        invocation.err() << chosen.size() << (chosen.size() == 1 ? u" file would be"_s : u" files would be"_s)
+        invocation.err() << DisplayText::counted(chosen.size(), u"file"_s) << u" would be"_s
                          << (copy ? u" copied"_s : u" moved"_s) << u" into "_s << library.rootURL().toLocalFile()
                          << u'.' << Qt::endl;
         co_return int(exitSuccess);
@@ -98,8 +99,8 @@ QCoro::Task<int> import(Invocation& invocation)
     }
     if (imported < 1)
         co_return invocation.fail(FolderImport::nothingImportedMessage(library.rootURL()));
-    invocation.err() << u"Imported "_s << imported << u" of "_s << chosen.size()
-                     << (chosen.size() == 1 ? u" file."_s : u" files."_s) << Qt::endl;
+    invocation.err() << u"Imported "_s << imported << u" of "_s << DisplayText::counted(chosen.size(), u"file"_s)
+                     << u"."_s << Qt::endl;
     co_return int(exitSuccess);
 }
 

@@ -1,6 +1,7 @@
 #include "LibraryCommands.h"
 
 #include "CommandLine.h"
+#include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "library/LibraryStores.h"
@@ -101,7 +102,7 @@ QCoro::Task<int> check(Invocation& invocation)
             out << StoreLocations::fileName(inspection.kind).leftJustified(22) << stateName(inspection.state).leftJustified(9);
             switch (inspection.state) {
             case StoreState::missing: out << u"(not written yet) "_s << inspection.path; break;
-            case StoreState::sound: out << inspection.records << (inspection.records == 1 ? u" record"_s : u" records"_s); break;
+            case StoreState::sound: out << DisplayText::counted(inspection.records, u"record"_s); break;
             case StoreState::corrupt:
                 out << inspection.path << u"\n    "_s << inspection.problem
                     << u"\n    The program reads it as empty; the next change overwrites it."_s;

@@ -1,6 +1,7 @@
 #include "MetadataCommands.h"
 
 #include "CommandLine.h"
+#include "library/DisplayText.h"
 #include "library/Library.h"
 #include "metadata/MusicBrainzReleaseLookup.h"
 
@@ -88,7 +89,7 @@ QCoro::Task<int> listCandidates(Invocation& invocation, const QList<Track>& albu
         co_return int(exitSuccess);
     }
     out << u"Releases that may be \""_s << first.album << u"\" by "_s << albumArtistOf(first) << u" ("_s
-        << album.size() << (album.size() == 1 ? u" track"_s : u" tracks"_s)
+        << DisplayText::counted(album.size(), u"track"_s)
         << u" in the library). Apply one with --release ID:\n"_s;
     for (const ReleaseCandidate& candidate : std::as_const(candidates)) {
         out << u"  "_s << candidate.id << u"  "_s << candidate.title << u" — "_s << candidate.artist << u"\n    "_s
@@ -114,8 +115,8 @@ QCoro::Task<int> refetchAlbum(Invocation& invocation)
         co_return co_await listCandidates(invocation, *album);
 
     const QString releaseID = invocation.value(u"release"_s);
-    invocation.err() << u"Applying release "_s << releaseID << u" to "_s << album->size()
-                     << (album->size() == 1 ? u" track…"_s : u" tracks…"_s) << Qt::endl;
+    invocation.err() << u"Applying release "_s << releaseID << u" to "_s << DisplayText::counted(album->size(), u"track"_s)
+                     << u"…"_s << Qt::endl;
     try {
         const Library::AlbumRefetchSummary summary =
             co_await invocation.library().refetchAlbumInfo(*album, releaseID);

@@ -26,12 +26,6 @@ QString quoted(const QString& text)
     return u"“"_s + text + u"”"_s;
 }
 
-// "1 episode", "2 episodes"
-QString counted(qsizetype count, const QString& noun)
-{
-    return QString::number(count) + u' ' + noun + (count == 1 ? QString() : u"s"_s);
-}
-
 QString formatDate(const Date& date)
 {
     return date.toDateTime().toLocalTime().toString(u"yyyy-MM-dd"_s);
@@ -138,7 +132,7 @@ QCoro::Task<int> add(Invocation& invocation)
             invocation.out() << QString::fromUtf8(Json::encode(podcast)) << u'\n';
         } else {
             invocation.out() << u"Subscribed to "_s << quoted(podcast.title) << u": "_s
-                             << counted(library.episodes(podcast.id).size(), u"episode"_s) << u"."_s << Qt::endl;
+                             << DisplayText::counted(library.episodes(podcast.id).size(), u"episode"_s) << u"."_s << Qt::endl;
         }
     } catch (const RSSParser::ParseError& error) {
         co_return invocation.fail(error.message());
@@ -157,7 +151,7 @@ QCoro::Task<int> list(Invocation& invocation)
         invocation.out() << u"No podcasts yet. Subscribe with \"velmo podcast add URL\".\n"_s;
     for (const Podcast& podcast : library.podcasts()) {
         const QList<Episode> episodes = library.episodes(podcast.id);
-        invocation.out() << podcast.title << u"\n    "_s << counted(episodes.size(), u"episode"_s) << u", "_s
+        invocation.out() << podcast.title << u"\n    "_s << DisplayText::counted(episodes.size(), u"episode"_s) << u", "_s
                          << downloadedCount(episodes) << u" downloaded; auto-download: "_s
                          << ruleText(podcast.autoDownloadRule) << u"\n    "_s << podcast.feedURL.toDisplayString() << u'\n';
     }
@@ -187,7 +181,7 @@ QCoro::Task<int> refresh(Invocation& invocation)
             continue;
         }
         const QList<Episode> after = library.episodes(podcast.id);
-        invocation.out() << u"  "_s << counted(after.size() - before.size(), u"new episode"_s) << u", "_s
+        invocation.out() << u"  "_s << DisplayText::counted(after.size() - before.size(), u"new episode"_s) << u", "_s
                          << downloadedCount(after) - downloadedCount(before) << u" downloaded."_s << Qt::endl;
     }
     co_return failures == 0 ? int(exitSuccess) : int(exitFailure);
@@ -300,7 +294,7 @@ QCoro::Task<int> search(Invocation& invocation)
         if (!result.author.isEmpty())
             invocation.out() << u" — "_s << result.author;
         if (result.episodeCount > 0)
-            invocation.out() << u" ("_s << counted(result.episodeCount, u"episode"_s) << u")"_s;
+            invocation.out() << u" ("_s << DisplayText::counted(result.episodeCount, u"episode"_s) << u")"_s;
         invocation.out() << u"\n    "_s << result.feedURL.toDisplayString() << u'\n';
     }
     co_return int(exitSuccess);
@@ -344,7 +338,7 @@ QCoro::Task<int> parseFeed(Invocation& invocation)
     out << feed.podcast.title << u'\n';
     if (feed.podcast.artworkURL)
         out << u"Artwork: "_s << feed.podcast.artworkURL->toDisplayString() << u'\n';
-    out << counted(feed.episodes.size(), u"episode"_s) << u'\n';
+    out << DisplayText::counted(feed.episodes.size(), u"episode"_s) << u'\n';
     printEpisodeLines(out, feed.episodes);
     co_return int(exitSuccess);
 }

@@ -126,7 +126,7 @@ QString ImportReviewSheet::importButtonText() const
     const qsizetype selected = m_controller.selectedCount();
     if (selected == 0)
         return u"Import"_s;
-    return u"Import "_s + QString::number(selected) + (selected == 1 ? u" track"_s : u" tracks"_s);
+    return u"Import "_s + DisplayText::counted(selected, u"track"_s);
 }
 
 void ImportReviewSheet::rebuild()

@@ -3,6 +3,7 @@
 #include "AlbumsView.h"
 #include "ImportReviewSheet.h"
 #include "SongsView.h"
+#include "library/DisplayText.h"
 #include "library/Library.h"
 #include "widgets/Icons.h"
 #include "widgets/PlaceholderView.h"
@@ -158,7 +159,7 @@ void MusicView::importStateChanged()
         showImportSheet();
     if (m_importController.importComplete() && !m_toastTimer.isActive()) {
         const qsizetype count = m_importController.importedCount();
-        QString message = QString::number(count) + (count == 1 ? u" track imported"_s : u" tracks imported"_s);
+        QString message = DisplayText::counted(count, u"track"_s) + u" imported"_s;
         // The files left behind are named, with the reason of the first.
         if (const QStringList& failures = m_importController.importFailures(); !failures.isEmpty())
             message += u"; "_s + QString::number(failures.size()) + u" could not be: "_s + failures.constFirst();

@@ -19,6 +19,11 @@ QString formatDuration(double seconds)
     return QString::asprintf("%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
+QString counted(qsizetype count, const QString& noun)
+{
+    return QString::number(count) + u' ' + noun + (count == 1 ? QString() : QStringLiteral("s"));
+}
+
 QString formatText(AudioFormat format)
 {
     return rawValue(format).toUpper();

@@ -15,6 +15,9 @@ namespace DisplayText {
 // negative or not finite; such a value reads as "0:00".
 QString formatDuration(double seconds);
 
+// "1 track", "2 tracks": the count and the noun, with an "s" unless the count is 1.
+QString counted(qsizetype count, const QString& noun);
+
 // The raw name in capitals: "FLAC".
 QString formatText(AudioFormat format);
 

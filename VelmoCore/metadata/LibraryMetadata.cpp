@@ -3,6 +3,7 @@
 #include "AlbumRefetchPlan.h"
 #include "MusicBrainzReleaseLookup.h"
 #include "library/Background.h"
+#include "library/DisplayText.h"
 #include "library/TagWriter.h"
 
 #include <QPointer>
@@ -96,7 +97,7 @@ QString Library::AlbumRefetchSummary::message() const
 {
     QString text;
     if (matchedCount == totalCount) {
-        text = u"Updated "_s + QString::number(matchedCount) + (matchedCount == 1 ? u" track."_s : u" tracks."_s);
+        text = u"Updated "_s + DisplayText::counted(matchedCount, u"track"_s) + u"."_s;
     } else {
         QStringList left;
         const qint64 unmatched = totalCount - matchedCount - unwrittenCount;

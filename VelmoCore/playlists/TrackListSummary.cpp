@@ -19,7 +19,7 @@ TrackListSummary TrackListSummary::of(const QList<Track>& tracks)
 
 QString TrackListSummary::countText(qsizetype count)
 {
-    return QString::number(count) + (count == 1 ? u" track"_s : u" tracks"_s);
+    return DisplayText::counted(count, u"track"_s);
 }
 
 QString TrackListSummary::text() const

@@ -35,4 +35,6 @@ TEST(DisplayText, TrackNumbersShowTheirDiscOnlyInListsOfSeveralDiscs)
     EXPECT_EQ(DisplayText::trackNumberText(first, true), u"2-5"_s);
     EXPECT_EQ(DisplayText::trackNumberText(none, true), u"–"_s);
     EXPECT_EQ(DisplayText::formatText(AudioFormat::alac), u"ALAC"_s);
+    EXPECT_EQ(DisplayText::counted(1, u"track"_s), u"1 track"_s);
+    EXPECT_EQ(DisplayText::counted(0, u"file"_s), u"0 files"_s);
 }
