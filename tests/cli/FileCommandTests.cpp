@@ -18,11 +18,7 @@ namespace {
 
 class VelmoFilesTest : public VelmoTest {
 protected:
-    void SetUp() override
-    {
-        VelmoTest::SetUp();
-        ASSERT_EQ(velmo({u"library"_s, u"init"_s, root()}).status, 0);
-    }
+    void SetUp() override { VelmoTest::SetUp(); initLibrary(); }
 
     QString incoming() const { return stores.folder() + u"/Incoming"_s; }
 
@@ -46,8 +42,6 @@ TEST_F(VelmoFilesTest, TagsReadGivesTheMetadataFieldsAndSaysWhyAFileGaveNothing)
     const QJsonObject first = files.at(0).toObject();
     EXPECT_EQ(first["path"_L1].toString(), good);
     EXPECT_EQ(first["title"_L1].toString(), u"Silence"_s);
-    EXPECT_EQ(first["year"_L1].toInt(), 2004);
-    EXPECT_EQ(first["format"_L1].toString(), u"flac"_s);
     EXPECT_EQ(first["artworkSize"_L1].toInt(), 150);
     EXPECT_EQ(first["artworkMimeType"_L1].toString(), u"image/png"_s);
     EXPECT_FALSE(first.contains("discNumber"_L1)) << "absent values are left out";

@@ -16,12 +16,7 @@ const QString multidiscID = u"6c4f766f-3351-4c10-a53d-b119452c27b2"_s;
 
 class MetadataCommandTest : public VelmoTest {
 protected:
-    void SetUp() override
-    {
-        VelmoTest::SetUp();
-        ASSERT_EQ(velmo({u"library"_s, u"init"_s, root()}).status, 0);
-        png = AudioFixtures::pngBytes();
-    }
+    void SetUp() override { VelmoTest::SetUp(); initLibrary(); }
 
     // Real files in the library folder, their entries in library.json.
     void seed(const QList<std::tuple<QString, QString, qint64>>& albumTracks)
@@ -42,10 +37,8 @@ protected:
         writeFile(StoreLocations::path(StoreKind::library), LibraryStores::encodeTracks(tracks));
     }
 
-    static QList<Track> storedTracks() { return LibraryStores::readTracks().value; }
-
     FakeServices services;
-    QByteArray png;
+    const QByteArray png = AudioFixtures::pngBytes();
 };
 
 } // namespace
@@ -73,23 +66,18 @@ TEST_F(MetadataCommandTest, FetchMissingArtworkShowsEachAlbumAndTheCount)
     EXPECT_EQ(result.out, u"Found artwork for 2 of 3 tracks.\n"_s);
     EXPECT_TRUE(result.err.contains(u"  [1/2] Lost — Album: no cover\n"_s)) << qPrintable(result.err);
     EXPECT_TRUE(result.err.contains(u"  [2/2] Found — Album: found\n"_s)) << qPrintable(result.err);
-    for (const Track& track : storedTracks())
-        EXPECT_EQ(TagReader::read(track.url)->artworkData.has_value(), track.artist == u"Found"_s);
-
-    const VelmoResult again = velmo({u"artwork"_s, u"fetch-missing"_s});
-    EXPECT_EQ(again.out, u"Found artwork for 0 of 1 tracks.\n"_s) << "only the track still without a cover";
+    EXPECT_EQ(velmo({u"artwork"_s, u"fetch-missing"_s}).out, u"Found artwork for 0 of 1 tracks.\n"_s)
+        << "the covers found were kept";
 }
 
 TEST_F(MetadataCommandTest, AlbumRefetchListsReleasesThenAppliesTheChosenOne)
 {
     seed({{u"Old"_s, u"Careless"_s, 2}, {u"Old"_s, u"Careless"_s, 1}});
-    const QJsonObject candidate{{"id"_L1, multidiscID},
-                                {"title"_L1, u"ケアレス"_s},
-                                {"date"_L1, "2021-09-15"_L1},
-                                {"media"_L1, QJsonArray{QJsonObject{{"position"_L1, 1}, {"track-count"_L1, 4}},
-                                                        QJsonObject{{"position"_L1, 2}, {"track-count"_L1, 3}}}}};
-    services.musicBrainz.route(u"/ws/2/release"_s, FakeResponse::ok(jsonText(QJsonObject{{"releases"_L1, QJsonArray{candidate}}}),
-                                                                     "application/json"));
+    services.musicBrainz.route(u"/ws/2/release"_s,
+                               FakeResponse::ok(R"({"releases":[{"id":"6c4f766f-3351-4c10-a53d-b119452c27b2","title":"ケアレス",)"
+                                                R"("date":"2021-09-15","media":[{"position":1,"track-count":4},)"
+                                                R"({"position":2,"track-count":3}]}]})",
+                                                "application/json"));
     services.musicBrainz.route(u"/ws/2/release/"_s + multidiscID,
                                FakeResponse::ok(testData(u"metadata/musicbrainz/release_multidisc.json"_s),
                                                 "application/json"));
@@ -107,11 +95,9 @@ TEST_F(MetadataCommandTest, AlbumRefetchListsReleasesThenAppliesTheChosenOne)
     EXPECT_EQ(applied.status, 0) << qPrintable(applied.err);
     EXPECT_EQ(applied.out, u"Updated 2 tracks. Artwork wasn't available for this release.\n"_s);
     EXPECT_TRUE(applied.err.contains(u"Applying release "_s + multidiscID + u" to 2 tracks…"_s)) << qPrintable(applied.err);
-    const QList<Track> stored = storedTracks();
+    const QList<Track> stored = LibraryStores::readTracks().value;
     ASSERT_EQ(stored.size(), 2);
-    EXPECT_EQ(stored.at(0).title, u"Bye\u2010Bye Butterfly"_s);
-    EXPECT_EQ(stored.at(1).title, u"ケアレス"_s);
-    EXPECT_EQ(TagReader::read(stored.at(0).url)->album, u"ケアレス"_s);
+    EXPECT_EQ(stored.at(0).title, u"Bye\u2010Bye Butterfly"_s) << "the entries are saved";
 }
 
 TEST_F(MetadataCommandTest, AlbumRefetchNamesTheProblem)

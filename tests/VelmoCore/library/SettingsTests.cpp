@@ -51,12 +51,9 @@ TEST_F(SettingsTest, AFreshDomainAndValuesOfTheWrongTypeReadAsDefaults)
     const auto expectDefaults = [](const char* when) {
         SCOPED_TRACE(when);
         EXPECT_FALSE(Settings::value(Settings::isOnboarded));
-        EXPECT_FALSE(Settings::value(Settings::copyImportedFiles));
         EXPECT_EQ(Settings::value(Settings::ripStrategy), RipStrategyKind::direct);
         EXPECT_EQ(Settings::value(Settings::defaultOutputFormat), OutputFormat::keepSource);
         EXPECT_EQ(Settings::value(Settings::defaultBitrate), 320);
-        EXPECT_EQ(Settings::value(Settings::defaultFolderStructure), FolderStructure::artistAlbumTrack);
-        EXPECT_TRUE(Settings::value(Settings::defaultSyncPlaylists));
         EXPECT_TRUE(Settings::value(Settings::defaultSyncPodcasts));
         EXPECT_EQ(Settings::libraryRootPath(), std::nullopt);
         EXPECT_EQ(Settings::libraryRootURL(), std::nullopt);

@@ -54,41 +54,35 @@ TEST(StoreWriter, ManyChangesInQuickSuccessionBecomeOneWriteAndLaterOnesAnother)
     EXPECT_EQ(written.count(), 2);
 }
 
-TEST(StoreWriter, FlushWritesAtOnceOnlyWhatIsUnsavedAndCancelsTheScheduledWrite)
+TEST(StoreWriter, FlushAndDestructionWriteAtOnceOnlyWhatIsUnsavedAndCancelTheScheduledWrite)
 {
     QTemporaryDir folder;
-    CounterStore store(folder.filePath(u"store.json"_s));
-    QSignalSpy written(&store.writer, &StoreWriter::written);
-    store.value = 7;
-    store.writer.markChanged();
-    store.writer.flush();
-    EXPECT_EQ(readFile(store.writer.path()), "7");
+    auto store = std::make_unique<CounterStore>(folder.filePath(u"store.json"_s));
+    const QString path = store->writer.path();
+    QSignalSpy written(&store->writer, &StoreWriter::written);
+    store->value = 7;
+    store->writer.markChanged();
+    store->writer.flush();
+    EXPECT_EQ(readFile(path), "7");
     EXPECT_EQ(written.count(), 1);
     QTest::qWait(400);
     EXPECT_EQ(written.count(), 1) << "no second write for the same change";
-    store.writer.flush();
+    store->writer.flush();
     EXPECT_EQ(written.count(), 1) << "a flush with nothing unsaved writes nothing";
 
-    store.value = 1;
-    store.writer.markChanged();
+    store->value = 1;
+    store->writer.markChanged();
     QTest::qWait(300); // the scheduled write has started or finished
-    store.value = 2;
-    store.writer.markChanged();
-    store.writer.flush();
-    EXPECT_EQ(readFile(store.writer.path()), "2") << "a flush waits for a write in progress and writes what came after";
-    EXPECT_FALSE(store.writer.hasUnsavedChanges());
-}
+    store->value = 2;
+    store->writer.markChanged();
+    store->writer.flush();
+    EXPECT_EQ(readFile(path), "2") << "a flush waits for a write in progress and writes what came after";
+    EXPECT_FALSE(store->writer.hasUnsavedChanges());
 
-TEST(StoreWriter, DestructionFlushes)
-{
-    QTemporaryDir folder;
-    const QString path = folder.filePath(u"store.json"_s);
-    {
-        CounterStore store(path);
-        store.value = 3;
-        store.writer.markChanged();
-    }
-    EXPECT_EQ(readFile(path), "3");
+    store->value = 3;
+    store->writer.markChanged();
+    store.reset();
+    EXPECT_EQ(readFile(path), "3") << "destruction flushes";
 }
 
 TEST(StoreWriter, AFailedWriteIsReportedAndLeavesNoPartialFile)

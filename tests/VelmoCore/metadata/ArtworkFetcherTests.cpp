@@ -214,10 +214,6 @@ TEST_F(ArtworkFetcherTest, WithoutIDsITunesIsAskedStraightAway)
     EXPECT_EQ(BlockingWait::wait(ArtworkFetcher::fetchArtwork(queen, deluxe, std::nullopt, QString(), client)).data, jpeg);
     EXPECT_TRUE(services.coverArt.requests().isEmpty());
     EXPECT_TRUE(services.musicBrainz.requests().isEmpty()) << "no name search";
-
-    const FetchError edition =
-        awaitFailure<FetchError>(ArtworkFetcher::fetchArtwork(queen, u"A Night at the Opera"_s, std::nullopt, std::nullopt, client));
-    EXPECT_EQ(edition.kind(), FetchError::Kind::noMatchFound);
 }
 
 TEST_F(ArtworkFetcherTest, TheNameSearchFindsTheReleaseAndItsCover)
@@ -285,7 +281,6 @@ TEST_F(ArtworkFetcherTest, ImageFailuresInTheirKinds)
     EXPECT_EQ(kindOf(services.coverArt.url(u"/missing"_s)), FetchError::Kind::artworkUnavailable);
     EXPECT_EQ(kindOf(services.coverArt.url(u"/broken"_s)), FetchError::Kind::artworkUnavailable);
     EXPECT_EQ(kindOf(services.coverArt.url(u"/busy"_s)), FetchError::Kind::networkError);
-    EXPECT_EQ(services.coverArt.requestCount(u"/busy"_s), 3);
 
     const qsizetype before = totalRequests();
     EXPECT_EQ(kindOf(QUrl()), FetchError::Kind::artworkUnavailable);

