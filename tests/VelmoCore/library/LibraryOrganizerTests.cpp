@@ -47,6 +47,7 @@ TEST(CanonicalURL, ArtistAlbumAndNumberedTitleWithFallbacksForEmptyFields)
     track.discNumber = 1;
     EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/03 Title.FLAC"_s) << "disc 1 has no prefix";
     track.discNumber = 2;
+    EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/2-03 Title.FLAC"_s);
     track.trackNumber = 100;
     EXPECT_EQ(canonicalPath(track), u"/music/A-B/C- D/2-100 Title.FLAC"_s);
     track.trackNumber = std::nullopt;
