@@ -18,9 +18,16 @@ int Invocation::fail(const QString& sentence)
     return exitFailure;
 }
 
-CommandLine::CommandLine(QString program, QString description)
+namespace {
+
+const QString replaceUnreadableOption = u"replace-unreadable"_s;
+
+} // namespace
+
+CommandLine::CommandLine(QString program, QString description, QString version)
     : m_program(std::move(program))
     , m_description(std::move(description))
+    , m_version(std::move(version))
 {
 }
 
@@ -46,6 +53,8 @@ QString CommandLine::usageLine(const Command& command) const
     }
     if (command.hasJsonOutput)
         line += u" [--json]"_s;
+    if (command.access == Command::Access::changesLibrary && command.opensLibrary)
+        line += u" [--"_s + replaceUnreadableOption + u']';
     return line;
 }
 
@@ -62,7 +71,7 @@ void CommandLine::printOverview(QTextStream& stream, const QString& group) const
                 stream << u"  "_s << usageLine(command) << u"\n      "_s << command.summary << u'\n';
         }
     }
-    stream << u"\nEvery command takes --help.\n"_s;
+    stream << u"\nEvery command takes --help; --version prints the version.\n"_s;
     stream.flush();
 }
 
@@ -75,6 +84,10 @@ void CommandLine::printCommandHelp(QTextStream& stream, const Command& command) 
             stream << u"  --"_s << option.names().constLast() << u"  "_s << option.description() << u'\n';
         if (command.hasJsonOutput)
             stream << u"  --json  Print the result as JSON, with the field names of the stores\n"_s;
+    }
+    if (command.access == Command::Access::changesLibrary && command.opensLibrary) {
+        stream << u"  --"_s << replaceUnreadableOption
+               << u"  Go on although a store it changes could not be read; that store is then replaced\n"_s;
     }
     stream.flush();
 }
@@ -93,6 +106,10 @@ int CommandLine::run(const QStringList& arguments, QTextStream& out, QTextStream
     }
 
     if (!match) {
+        if (arguments.size() == 1 && arguments.constFirst() == u"--version") {
+            out << m_program << u' ' << m_version << Qt::endl;
+            return exitSuccess;
+        }
         if (arguments.isEmpty() || isHelp(arguments.constFirst())) {
             printOverview(arguments.isEmpty() ? err : out, {});
             return arguments.isEmpty() ? exitUsage : exitSuccess;
@@ -125,6 +142,8 @@ QCoro::Task<int> CommandLine::execute(const Command& command, const QStringList&
     parser.addOptions(command.options);
     if (command.hasJsonOutput)
         parser.addOption(QCommandLineOption(u"json"_s));
+    if (command.access == Command::Access::changesLibrary && command.opensLibrary)
+        parser.addOption(QCommandLineOption(replaceUnreadableOption));
     const auto usageError = [&](const QString& problem) {
         err << m_program << u": "_s << problem << u"\nUsage: "_s << usageLine(command) << Qt::endl;
         return int(exitUsage);
@@ -153,6 +172,10 @@ QCoro::Task<int> CommandLine::execute(const Command& command, const QStringList&
             co_return int(exitFailure);
         }
         library = std::make_unique<Library>(*root);
+        const bool replaceUnreadable =
+            command.access == Command::Access::changesLibrary && parser.isSet(replaceUnreadableOption);
+        if (!admitsStores(command, *library, replaceUnreadable, err))
+            co_return int(exitFailure);
     }
     Invocation invocation(parser, out, err, library.get());
     int status = exitFailure;
@@ -162,7 +185,36 @@ QCoro::Task<int> CommandLine::execute(const Command& command, const QStringList&
     } catch (const std::exception& error) {
         err << m_program << u": "_s << QString::fromUtf8(error.what()) << Qt::endl;
     }
+    // A command that did its work but could not save it has failed: say so, whatever it printed.
+    if (library) {
+        library->flush();
+        for (const QString& failure : library->saveFailures()) {
+            err << m_program << u": "_s << failure << u" The file holds what it held before this command."_s
+                << Qt::endl;
+            status = exitFailure;
+        }
+    }
     out.flush();
     err.flush();
     co_return status;
+}
+
+bool CommandLine::admitsStores(const Command& command, const Library& library, bool replaceUnreadable,
+                               QTextStream& err) const
+{
+    bool admitted = true;
+    for (const Library::UnreadableStore& store : library.unreadableStores()) {
+        const bool written = command.access == Command::Access::changesLibrary
+                          && (command.writes.isEmpty() || command.writes.contains(store.kind));
+        err << m_program << u": warning: the store "_s << store.path
+            << u" could not be read, so its contents count as empty here. \""_s << m_program
+            << u" library check\" tells why."_s << Qt::endl;
+        if (written && !replaceUnreadable) {
+            err << m_program << u": this command would replace that store and lose what it holds; nothing was done. "
+                                "Mend or move the file first, or run the command again with --"_s
+                << replaceUnreadableOption << u" to start that store afresh."_s << Qt::endl;
+            admitted = false;
+        }
+    }
+    return admitted;
 }

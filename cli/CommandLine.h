@@ -1,5 +1,7 @@
 #pragma once
 
+#include "library/StoreLocations.h"
+
 #include <QCommandLineOption>
 #include <QCommandLineParser>
 #include <QCoro/QCoroTask>
@@ -60,6 +62,9 @@ struct Command {
     Access access = Access::none;
     // Init does its own set-up, so it takes the lock but opens no library.
     bool opensLibrary = true;
+    // The stores a changesLibrary command may write; none named means any of them. Such a
+    // command refuses to run over one that could not be read, unless told to replace it.
+    QList<StoreKind> writes;
     std::function<QCoro::Task<int>(Invocation&)> run;
 };
 
@@ -67,7 +72,7 @@ struct Command {
 // 0, 1 and 2 for success, failure and wrong usage.
 class CommandLine {
 public:
-    CommandLine(QString program, QString description);
+    CommandLine(QString program, QString description, QString version = {});
 
     void addGroup(const QString& name, const QString& summary);
     void add(Command command);
@@ -84,11 +89,14 @@ private:
     QCoro::Task<int> execute(const Command& command, const QStringList& arguments, QTextStream& out,
                              QTextStream& err);
     QString usageLine(const Command& command) const;
+    // Warns of each unreadable store, and refuses a command that would write over one.
+    bool admitsStores(const Command& command, const Library& library, bool replaceUnreadable, QTextStream& err) const;
     void printOverview(QTextStream& stream, const QString& group) const;
     void printCommandHelp(QTextStream& stream, const Command& command) const;
 
     QString m_program;
     QString m_description;
+    QString m_version;
     QList<Group> m_groups;
     QList<Command> m_commands;
 };

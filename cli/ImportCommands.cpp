@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
+#include "library/FileInspection.h"
 #include "library/FolderImport.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
@@ -30,14 +31,23 @@ QCoro::Task<int> import(Invocation& invocation)
     if (invocation.isSet(u"copy"_s) && invocation.isSet(u"move"_s))
         co_return invocation.fail(u"Choose either --copy or --move, not both."_s);
     const QString folder = QFileInfo(invocation.arguments().constFirst()).absoluteFilePath();
-    if (!QFileInfo(folder).isDir())
-        co_return invocation.fail(u"There is no folder at "_s + folder + u'.');
+    if (const auto kind = FileInspection::kindOf(folder); kind != FileInspection::Kind::folder) {
+        co_return invocation.fail(kind == FileInspection::Kind::missing
+                                      ? u"There is no folder at "_s + folder + u'.'
+                                      : u"“%1” cannot be imported: %2."_s.arg(folder, FileInspection::describe(kind)));
+    }
     const bool copy = invocation.isSet(u"copy"_s) || (!invocation.isSet(u"move"_s) && Settings::value(Settings::copyImportedFiles));
 
     Library& library = invocation.library();
     invocation.err() << u"Reading "_s << folder << u"…"_s << Qt::endl;
-    const auto scan = [folder] { return Library::scanFolder(QUrl::fromLocalFile(folder)); };
-    const QList<Track> scanned = co_await Background::run(scan);
+    const auto scan = [folder] {
+        QStringList unreadable;
+        QList<Track> tracks = Library::readTracks(Library::audioFilesBelow(QUrl::fromLocalFile(folder)), &unreadable);
+        return std::pair(tracks, unreadable);
+    };
+    const auto [scanned, unreadable] = co_await Background::run(scan);
+    for (const QString& path : unreadable)
+        invocation.err() << u"not read: "_s << path << u": "_s << FileInspection::unreadableReason(path) << Qt::endl;
 
     const FolderImport::Judge judge(library.tracks());
     QList<std::pair<Track, ImportStatus>> plan;
@@ -68,6 +78,10 @@ QCoro::Task<int> import(Invocation& invocation)
             chosen.append(track);
     }
     if (chosen.isEmpty()) {
+        if (plan.isEmpty() && !unreadable.isEmpty()) {
+            co_return invocation.fail(u"None of the %1 in the folder could be read; each is named above with the "
+                                      "reason."_s.arg(DisplayText::counted(unreadable.size(), u"audio file"_s)));
+        }
         invocation.err() << (plan.isEmpty() ? u"There are no audio files in the folder."_s
                                             : u"Nothing new to import; --all imports the other files too."_s)
                          << Qt::endl;
@@ -82,6 +96,7 @@ QCoro::Task<int> import(Invocation& invocation)
 
     qsizetype imported = 0;
     qsizetype done = 0;
+    QStringList failures;
     for (const Track& track : std::as_const(chosen)) {
         QString failure;
         try {
@@ -89,6 +104,7 @@ QCoro::Task<int> import(Invocation& invocation)
             ++imported;
         } catch (const FolderImport::ImportError& error) {
             failure = error.message();
+            failures.append(failure);
         }
         ++done;
         invocation.err() << u"["_s << done << u'/' << chosen.size() << u"] "_s;
@@ -97,8 +113,13 @@ QCoro::Task<int> import(Invocation& invocation)
         else
             invocation.err() << u"not imported: "_s << failure << Qt::endl;
     }
-    if (imported < 1)
-        co_return invocation.fail(FolderImport::nothingImportedMessage(library.rootURL()));
+    if (imported < 1) {
+        // The window's sentence guesses; here each failure said why, so the reasons are summed up.
+        failures.removeDuplicates();
+        co_return invocation.fail(failures.size() == 1 ? u"Nothing was imported: "_s + failures.constFirst()
+                                                       : u"Nothing was imported; the lines above say why for each "
+                                                         "file."_s);
+    }
     invocation.err() << u"Imported "_s << imported << u" of "_s << DisplayText::counted(chosen.size(), u"file"_s)
                      << u"."_s << Qt::endl;
     co_return int(exitSuccess);
@@ -122,6 +143,7 @@ void addImportCommands(CommandLine& commandLine)
         .maximumArguments = 1,
         .hasJsonOutput = true,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::library},
         .run = import,
     });
 }

@@ -4,6 +4,7 @@
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
+#include "library/LibraryFolder.h"
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
 
@@ -38,14 +39,27 @@ QCoro::Task<int> init(Invocation& invocation)
         co_return invocation.fail(u"A library is already set up at "_s + *Settings::libraryRootPath()
                                   + u". Its folder is chosen once; clear the settings to choose another."_s);
     }
-    const QString path = QFileInfo(invocation.arguments().constFirst()).absoluteFilePath();
+    LibraryFolder::Choice choice;
+    try {
+        choice = LibraryFolder::check(invocation.arguments().constFirst());
+        if (!choice.foldersToCreate.isEmpty()) {
+            invocation.out() << u"Creating "_s
+                             << (choice.foldersToCreate.size() == 1 ? u"the folder "_s : u"the folders "_s)
+                             << choice.foldersToCreate.join(u", "_s) << u"."_s << Qt::endl;
+        }
+        LibraryFolder::create(choice);
+    } catch (const LibraryFolder::FolderError& error) {
+        if (error.kind() == LibraryFolder::FolderError::Kind::emptyPath) {
+            invocation.err() << error.message() << u"\nUsage: velmo library init PATH"_s << Qt::endl;
+            co_return int(exitUsage);
+        }
+        co_return invocation.fail(error.message() + u" Nothing was set up."_s);
+    }
     const bool copyFiles = invocation.isSet(u"copy"_s);
-    Settings::setLibraryRootPath(path);
+    Settings::setLibraryRootPath(choice.path);
     Settings::setValue(Settings::copyImportedFiles, copyFiles);
     Settings::setValue(Settings::isOnboarded, true);
-    if (!QDir().mkpath(path))
-        invocation.err() << u"Warning: the folder "_s << path << u" could not be created."_s << Qt::endl;
-    invocation.out() << u"Library set up at "_s << path << u"; imported files will be "_s
+    invocation.out() << u"Library set up at "_s << choice.path << u"; imported files will be "_s
                      << (copyFiles ? u"copied"_s : u"moved"_s) << u" into it."_s << Qt::endl;
     co_return int(exitSuccess);
 }
@@ -210,6 +224,7 @@ void addLibraryCommands(CommandLine& commandLine)
         .summary = u"Move every track's file into the Artist/Album/Track layout; print what moved and what could "
                    "not, and why."_s,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::library},
         .run = organize,
     });
     commandLine.add({
@@ -219,6 +234,7 @@ void addLibraryCommands(CommandLine& commandLine)
                                        u"Remove the tracks whose files are missing, unless a playlist uses them"_s)},
         .hasJsonOutput = true,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::library},
         .run = scan,
     });
     commandLine.add({

@@ -137,6 +137,7 @@ void addMetadataCommands(CommandLine& commandLine)
         .summary = u"Look up a cover for every album with tracks that have none, and write it into their files. "
                    "Tracks without an album name are skipped."_s,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::library},
         .run = fetchMissingArtwork,
     });
 
@@ -150,6 +151,7 @@ void addMetadataCommands(CommandLine& commandLine)
                     QCommandLineOption(u"album"_s, u"The album's name, as the library has it"_s, u"ALBUM"_s),
                     QCommandLineOption(u"release"_s, u"The MusicBrainz release ID to apply"_s, u"ID"_s)},
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::library},
         .run = refetchAlbum,
     });
 }

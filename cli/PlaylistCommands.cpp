@@ -9,6 +9,7 @@
 #include "playlists/TrackListSummary.h"
 #include "playlists/TrackLookup.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -201,7 +202,11 @@ QCoro::Task<int> exportPlaylist(Invocation& invocation)
     const std::optional<AnyPlaylist> found = findPlaylist(invocation, invocation.arguments().at(0));
     if (!found)
         co_return int(exitFailure);
-    const QFileInfo destination(invocation.arguments().at(1));
+    const QString argument = invocation.arguments().at(1);
+    const QFileInfo destination(argument);
+    // "x/" names a folder: the file inside it, never a file called x in its place.
+    if (argument.endsWith(u'/') && !destination.isDir())
+        co_return invocation.fail(u"“%1” is not a folder."_s.arg(QDir::cleanPath(destination.absoluteFilePath())));
     const bool relativePaths = !invocation.isSet(u"absolute"_s);
     QUrl target;
     try {

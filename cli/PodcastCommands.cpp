@@ -356,6 +356,7 @@ void addPodcastCommands(CommandLine& commandLine)
         .maximumArguments = 1,
         .hasJsonOutput = true,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
         .run = add,
     });
     commandLine.add({
@@ -371,6 +372,7 @@ void addPodcastCommands(CommandLine& commandLine)
         .summary = u"Read the feed of one podcast, or of all, and download what their rules ask for."_s,
         .maximumArguments = 1,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
         .run = refresh,
     });
     commandLine.add({
@@ -390,6 +392,7 @@ void addPodcastCommands(CommandLine& commandLine)
         .minimumArguments = 2,
         .maximumArguments = 2,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
         .run = download,
     });
     commandLine.add({
@@ -399,6 +402,7 @@ void addPodcastCommands(CommandLine& commandLine)
         .minimumArguments = 2,
         .maximumArguments = 3,
         .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
         .run = setAutoDownload,
     });
     commandLine.add({

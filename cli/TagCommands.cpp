@@ -3,6 +3,7 @@
 #include "CommandLine.h"
 #include "library/AudioFormat.h"
 #include "library/DisplayText.h"
+#include "library/FileInspection.h"
 #include "library/JsonCoding.h"
 #include "library/TagReader.h"
 #include "metadata/ArtworkFetcher.h"
@@ -13,19 +14,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-// Why a file gave nothing, in words.
-QString unreadableReason(const QString& path)
-{
-    const QFileInfo info(path);
-    if (!info.exists())
-        return u"no such file"_s;
-    if (!info.isFile())
-        return u"not a file"_s;
-    if (!isAudioFilePath(path))
-        return u"not an audio file: the extension is not one of flac, mp3, aac, m4a, ogg, wav"_s;
-    return u"the file cannot be read as audio: it is damaged, empty or of another kind"_s;
-}
 
 void writeMetadata(JsonWriter& w, const QString& path, const TrackMetadata& m)
 {
@@ -106,13 +94,13 @@ QCoro::Task<int> readTags(Invocation& invocation)
             } else {
                 json.beginObject();
                 json.field("path"_L1, path);
-                json.field("error"_L1, unreadableReason(path));
+                json.field("error"_L1, FileInspection::unreadableReason(path));
                 json.endObject();
             }
         } else if (metadata) {
             printMetadata(invocation.out(), path, *metadata);
         } else {
-            invocation.err() << path << u": "_s << unreadableReason(path) << Qt::endl;
+            invocation.err() << path << u": "_s << FileInspection::unreadableReason(path) << Qt::endl;
         }
     }
     json.endArray();

@@ -11,7 +11,8 @@ using namespace Qt::StringLiterals;
 
 CommandLine velmoCommands()
 {
-    CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s);
+    CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s,
+                            QStringLiteral(SONORELLE_VERSION));
     addLibraryCommands(commandLine);
     addTagCommands(commandLine);
     addImportCommands(commandLine);

@@ -37,6 +37,9 @@ void MainWindow::showCurrentScreen()
         m_contentView = new ContentView(*m_coordinator.library(), m_screens);
         connect(m_coordinator.library(), &Library::liveUpdatesPartial, this,
                 [this](const QString& message) { statusBar()->showMessage(message); });
+        // Stays until the next message: the change is kept in memory and saved at the next write.
+        connect(m_coordinator.library(), &Library::saveFailed, this,
+                [this](const QString& message) { statusBar()->showMessage(message); });
         connect(m_contentView, &ContentView::appeared, this, &MainWindow::contentAppeared);
         m_screens->addWidget(m_contentView);
         m_screens->setCurrentWidget(m_contentView);

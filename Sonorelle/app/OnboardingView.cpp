@@ -1,7 +1,7 @@
 #include "OnboardingView.h"
 
+#include "library/LibraryFolder.h"
 #include "widgets/Icons.h"
-
 
 #include <QComboBox>
 #include <QDir>
@@ -70,7 +70,9 @@ OnboardingView::OnboardingView(FolderPicker folderPicker, QWidget* parent)
     outer->addLayout(column);
     outer->addStretch();
 
+    m_problem->setObjectName(u"problem"_s);
     m_problem->setVisible(false);
+    m_problem->setWordWrap(true);
     m_problem->setStyleSheet(u"color: #c0392b;"_s);
     column->insertWidget(column->count() - 2, m_problem, 0, Qt::AlignCenter);
 
@@ -85,7 +87,15 @@ OnboardingView::OnboardingView(FolderPicker folderPicker, QWidget* parent)
             m_problem->setVisible(true);
             return;
         }
-        emit completed(QUrl::fromLocalFile(libraryPath()), copyFiles());
+        LibraryFolder::Choice choice;
+        try {
+            choice = LibraryFolder::check(libraryPath());
+        } catch (const LibraryFolder::FolderError& error) {
+            m_problem->setText(error.message());
+            m_problem->setVisible(true);
+            return;
+        }
+        emit completed(QUrl::fromLocalFile(choice.path), copyFiles());
     });
 }
 

@@ -6,6 +6,7 @@
 #include "LibraryOrganizer.h"
 #include "TagWriter.h"
 #include "TrackSignature.h"
+#include "platform/AtomicFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,9 +19,10 @@ namespace FolderImport {
 
 namespace {
 
-// An occupied place counts as done. QFile copies under a temporary name and renames only a
-// whole copy, so a failed copy leaves nothing behind.
-void placeFile(const QString& source, const QString& destination, bool copy)
+// An occupied place counts as done, and false says the file there was not put there now.
+// A copy is written whole under a temporary name and never over a file that appeared
+// meanwhile, so a failed copy (a full disk) leaves nothing behind.
+bool placeFile(const QString& source, const QString& destination, bool copy)
 {
     try {
         LibraryOrganizer::checkNameLengths(destination);
@@ -31,16 +33,20 @@ void placeFile(const QString& source, const QString& destination, bool copy)
     if (!QDir().mkpath(folder))
         throw ImportError(ImportError::Kind::folderNotCreated, u"The folder “%1” could not be created."_s.arg(folder));
     if (QFileInfo::exists(destination))
-        return;
-    QFile file(source);
-    if (copy && !file.copy(destination)) {
-        throw ImportError(ImportError::Kind::copyFailed,
-                          u"“%1” could not be copied to “%2”: %3"_s.arg(source, destination, file.errorString()));
+        return false;
+    if (copy) {
+        if (const auto failure = AtomicFile::copy(source, destination, AtomicFile::Existing::keep)) {
+            throw ImportError(ImportError::Kind::copyFailed,
+                              u"“%1” could not be copied to “%2”: %3"_s.arg(source, destination, *failure));
+        }
+        return true;
     }
-    if (!copy && !file.rename(destination)) {
+    QFile file(source);
+    if (!file.rename(destination)) {
         throw ImportError(ImportError::Kind::moveFailed,
                           u"“%1” could not be moved to “%2”: %3"_s.arg(source, destination, file.errorString()));
     }
+    return true;
 }
 
 } // namespace
@@ -81,16 +87,16 @@ QCoro::Task<> importTrack(Library& library, Track track, bool copy)
     QPointer<Library> guarded(&library);
     const QUrl destination = LibraryOrganizer::canonicalURL(track, library.rootURL());
     const auto place = [source = track.path(), target = destination.toLocalFile(), copy] {
-        placeFile(source, target, copy);
+        return placeFile(source, target, copy);
     };
-    co_await Background::run(place);
+    const bool placed = co_await Background::run(place);
     const ImportError closed(ImportError::Kind::libraryClosed, u"The library was closed during the import."_s);
     if (!guarded)
         throw closed;
     track.url = destination;
     // Our own id goes into files without a durable one, so that a later move outside the
-    // program is recognised.
-    if (!track.externalID && track.format != AudioFormat::wav) {
+    // program is recognised; never into a file that lay there already, which is the user's.
+    if (placed && !track.externalID && track.format != AudioFormat::wav) {
         track.externalID = Json::uuidString(track.id);
         const auto stamp = [track] {
             try {

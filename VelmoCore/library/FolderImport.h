@@ -51,8 +51,9 @@ private:
 };
 
 // Copies or moves the file to its canonical place (a place already taken counts as done,
-// and the entry then names the file there), stamps our id into a file without a durable id
-// of its own (WAV files are left as they came), and adds the track. Throws ImportError when
+// and the entry then names the file there), stamps our id into the file it placed when that
+// has no durable id of its own (WAV files are left as they came, and so is a file that lay
+// there already), and adds the track. Throws ImportError when
 // the file could not be placed; nothing is added then, and a copy cut short leaves no part.
 QCoro::Task<> importTrack(Library& library, Track track, bool copy);
 

@@ -13,18 +13,28 @@
 Library::Library(const QUrl& rootURL, QObject* parent)
     : QObject(parent)
     , m_rootURL(rootURL)
-    , m_tracks(LibraryStores::readTracks().value)
-    , m_playlists(LibraryStores::readPlaylists().value)
-    , m_smartPlaylists(LibraryStores::readSmartPlaylists().value)
-    , m_deviceProfiles(LibraryStores::readDeviceProfiles().value)
 {
-    const PodcastStore::Contents podcastStore = LibraryStores::readPodcasts().value;
+    const auto take = [this](StoreKind kind, auto read) {
+        if (read.state == StoreState::corrupt)
+            m_unreadableStores.append({kind, StoreLocations::path(kind), read.problem});
+        return std::move(read.value);
+    };
+    m_tracks = take(StoreKind::library, LibraryStores::readTracks());
+    m_playlists = take(StoreKind::playlists, LibraryStores::readPlaylists());
+    m_smartPlaylists = take(StoreKind::smartPlaylists, LibraryStores::readSmartPlaylists());
+    m_deviceProfiles = take(StoreKind::deviceProfiles, LibraryStores::readDeviceProfiles());
+    const PodcastStore::Contents podcastStore = take(StoreKind::podcasts, LibraryStores::readPodcasts());
     m_podcasts = podcastStore.podcasts;
     m_episodes = podcastStore.episodes;
 
     // Children as well as owned, so that a benchmark can find them and time their writes.
     const auto writer = [this](StoreKind kind, StoreWriter::Snapshot snapshot) {
-        return std::make_unique<StoreWriter>(StoreLocations::path(kind), std::move(snapshot), this);
+        auto made = std::make_unique<StoreWriter>(StoreLocations::path(kind), std::move(snapshot), this);
+        connect(made.get(), &StoreWriter::written, this, [this](const std::optional<QString>& failure) {
+            if (failure)
+                emit saveFailed(*failure);
+        });
+        return made;
     };
     m_tracksWriter = writer(StoreKind::library, [this] {
         return [tracks = m_tracks] { return LibraryStores::encodeTracks(tracks); };
@@ -54,9 +64,24 @@ Library::~Library()
 void Library::flush()
 {
     assertMainThread();
-    for (StoreWriter* writer : {m_tracksWriter.get(), m_playlistsWriter.get(), m_smartPlaylistsWriter.get(),
-                                m_deviceProfilesWriter.get(), m_podcastsWriter.get()})
+    for (StoreWriter* writer : writers())
         writer->flush();
+}
+
+std::array<StoreWriter*, 5> Library::writers() const
+{
+    return {m_tracksWriter.get(), m_playlistsWriter.get(), m_smartPlaylistsWriter.get(), m_deviceProfilesWriter.get(),
+            m_podcastsWriter.get()};
+}
+
+QStringList Library::saveFailures() const
+{
+    QStringList failures;
+    for (const StoreWriter* writer : writers()) {
+        if (writer->failure())
+            failures.append(*writer->failure());
+    }
+    return failures;
 }
 
 void Library::tracksDidChange()

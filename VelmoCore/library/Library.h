@@ -2,6 +2,7 @@
 
 #include "ArtworkCache.h"
 #include "ReconcileReport.h"
+#include "StoreLocations.h"
 #include "Track.h"
 #include "TrackSignature.h"
 #include "metadata/ArtworkFetcher.h"
@@ -26,6 +27,7 @@
 
 #include <QCoro/QCoroTask>
 
+#include <array>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -91,8 +93,9 @@ public:
     // entries and symbolic links are passed over, so a link back up the tree is no loop.
     static QStringList audioFilesBelow(const QUrl& folder);
     // A fresh Track for each file that reads, in the given order; a file that has gone or
-    // does not read is passed over. Tags are read in parallel.
-    static QList<Track> readTracks(const QStringList& files);
+    // does not read is passed over, and named in `unreadable` when one is given. Tags are
+    // read in parallel.
+    static QList<Track> readTracks(const QStringList& files, QStringList* unreadable = nullptr);
     // Scans the library folder and merges what it finds into the catalogue, keeping every
     // entry's identity through moves and renames. Missing files leave the catalogue only
     // with `applyRemovals`, and only when no playlist uses them.
@@ -105,6 +108,18 @@ public:
 
     // Writes every unsaved store now. Also runs when the application quits.
     void flush();
+    // One sentence per store whose last write failed (full disk, no permission), naming the
+    // file and why; that file still holds what it held before. Empty when all went well.
+    QStringList saveFailures() const;
+
+    // The stores that were on disk but could not be read when the library was made; each
+    // is an empty list here, and its next save would replace the file.
+    struct UnreadableStore {
+        StoreKind kind;
+        QString path;
+        QString problem;
+    };
+    const QList<UnreadableStore>& unreadableStores() const { return m_unreadableStores; }
 
     // The operations of each subsystem follow, each group implemented beside its subsystem
     // (playlists/LibraryPlaylists.cpp, podcasts/LibraryPodcasts.cpp, ...).
@@ -260,10 +275,14 @@ signals:
     // Once, when the system's limit on watched folders leaves part of the library without
     // live updates; the sentence says so.
     void liveUpdatesPartial(const QString& message);
+    // A store could not be saved; the sentence names the file and why.
+    void saveFailed(const QString& message);
 
 private:
     // One batch of changed paths from the folder watcher.
     QCoro::Task<> handleChangedFiles(QList<QUrl> urls);
+
+    std::array<StoreWriter*, 5> writers() const;
 
     // Every operation runs on the thread that owns the library.
     void assertMainThread() const { Q_ASSERT(QThread::currentThread() == thread()); }
@@ -295,6 +314,7 @@ private:
     QList<Episode> m_episodes;
     QHash<QUuid, double> m_downloadProgress;
     FolderWatcher* m_watcher = nullptr;
+    QList<UnreadableStore> m_unreadableStores;
 
     // Declared after the lists, so that they go first and their final flush still sees them.
     std::unique_ptr<StoreWriter> m_tracksWriter;

@@ -68,7 +68,7 @@ QStringList Library::audioFilesBelow(const QUrl& folder)
     return files;
 }
 
-QList<Track> Library::readTracks(const QStringList& files)
+QList<Track> Library::readTracks(const QStringList& files, QStringList* unreadable)
 {
     QList<Track> tracks;
     tracks.reserve(files.size());
@@ -78,8 +78,11 @@ QList<Track> Library::readTracks(const QStringList& files)
         const QList<std::optional<TrackMetadata>> read = QtConcurrent::blockingMapped(
             group, [](const QString& path) { return TagReader::read(QUrl::fromLocalFile(path)); });
         for (qsizetype i = 0; i < group.size(); ++i) {
-            if (!read.at(i))
+            if (!read.at(i)) {
+                if (unreadable)
+                    unreadable->append(group.at(i));
                 continue;
+            }
             Track track = Track::fromFile(QUrl::fromLocalFile(group.at(i)), *read.at(i));
             pictures.fold(track.artworkData);
             tracks.append(std::move(track));

@@ -1,9 +1,9 @@
 #include "StoreFile.h"
 
-#include <QDir>
+#include "platform/AtomicFile.h"
+
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 
 using namespace Qt::StringLiterals;
 
@@ -37,15 +37,7 @@ StoreRead<JsonDocument> readDocument(const QString& path)
 
 std::optional<QString> writeAtomically(const QString& path, const QByteArray& bytes)
 {
-    const QString folder = QFileInfo(path).absolutePath();
-    if (!QDir().mkpath(folder))
-        return u"cannot create the folder "_s + folder;
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return file.errorString();
-    if (file.write(bytes) != bytes.size() || !file.commit())
-        return file.errorString();
-    return std::nullopt;
+    return AtomicFile::save(path, bytes);
 }
 
 } // namespace StoreFile

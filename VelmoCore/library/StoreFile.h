@@ -40,7 +40,8 @@ auto read(const QString& path, Decode decode) -> StoreRead<std::invoke_result_t<
     return result;
 }
 
-// Whole and atomic: the old file or the new one, never a mixture. Creates the folder.
+// Whole and atomic (AtomicFile): the old file or the new one, never a mixture or a short
+// file on a full disk. Creates the folder.
 // Returns the reason for a failure, or nothing.
 std::optional<QString> writeAtomically(const QString& path, const QByteArray& bytes);
 

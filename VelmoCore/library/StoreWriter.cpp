@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 StoreWriter::StoreWriter(QString path, Snapshot snapshot, QObject* parent)
     : QObject(parent)
     , m_path(std::move(path))
@@ -46,9 +48,10 @@ void StoreWriter::startWrite()
 
 void StoreWriter::report(const std::optional<QString>& error)
 {
-    if (error)
-        qWarning("Could not save %s: %s", qPrintable(m_path), qPrintable(*error));
-    emit written(error);
+    m_failure = error ? std::optional(u"“%1” could not be saved: %2."_s.arg(m_path, *error)) : std::nullopt;
+    if (m_failure)
+        qWarning("%s", qPrintable(*m_failure));
+    emit written(m_failure);
 }
 
 void StoreWriter::finishWrite(const std::optional<QString>& error)

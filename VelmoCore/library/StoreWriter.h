@@ -37,9 +37,12 @@ public:
     // Waits for a write in progress, then writes what is unsaved, on the calling thread.
     void flush();
 
+    // The sentence naming the file and why, when the last write failed. The file then holds
+    // what it held before that write, and the list in memory stays right.
+    const std::optional<QString>& failure() const { return m_failure; }
+
 signals:
-    // After each write; the error in words when it failed. Failures are otherwise silent:
-    // the list in memory stays right and the file stale until the next successful write.
+    // After each write, with failure().
     void written(const std::optional<QString>& error);
 
 private:
@@ -54,4 +57,5 @@ private:
     bool m_unsaved = false;
     QFuture<std::optional<QString>> m_write;
     QFutureWatcher<std::optional<QString>> m_writeWatcher;
+    std::optional<QString> m_failure;
 };

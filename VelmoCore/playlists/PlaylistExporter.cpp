@@ -1,10 +1,10 @@
 #include "PlaylistExporter.h"
 
 #include "TrackLookup.h"
+#include "platform/AtomicFile.h"
 
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <cmath>
@@ -126,19 +126,19 @@ void write(const Playlist& playlist, const QList<Track>& tracks, const QUrl& to,
         throw ExportError(ExportError::Kind::notALocalFile, to.toDisplayString());
     const QString path = to.toLocalFile();
     const QFileInfo info(path);
-    if (!info.absoluteDir().exists())
-        throw ExportError(ExportError::Kind::writeFailed, path, u"the folder does not exist"_s);
-    if (info.isDir())
-        throw ExportError(ExportError::Kind::writeFailed, path, u"a folder of that name is in the way"_s);
-
     std::optional<QUrl> base;
     if (relativePaths)
         base = QUrl::fromLocalFile(info.absolutePath());
     const QByteArray bytes = m3u8(playlist, tracks, base, urlResolver).toUtf8();
 
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        throw ExportError(ExportError::Kind::writeFailed, path, file.errorString());
+    AtomicFile file(path);
+    std::optional<QString> failure = file.open(false);
+    if (!failure) {
+        file.write(bytes);
+        failure = file.commit();
+    }
+    if (failure)
+        throw ExportError(ExportError::Kind::writeFailed, path, *failure);
 }
 
 QUrl fileURL(const QString& playlistName, const QUrl& folder)

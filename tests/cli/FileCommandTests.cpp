@@ -48,7 +48,7 @@ TEST_F(VelmoFilesTest, TagsReadGivesTheMetadataFieldsAndSaysWhyAFileGaveNothing)
     EXPECT_FALSE(first.contains("artworkData"_L1));
     EXPECT_TRUE(first["customTags"_L1].isObject());
     const QJsonObject second = files.at(1).toObject();
-    EXPECT_EQ(second["error"_L1].toString(), u"no such file"_s);
+    EXPECT_EQ(second["error"_L1].toString(), u"there is nothing at that path"_s);
 
     const VelmoResult text = velmo({u"tags"_s, u"read"_s, good});
     EXPECT_EQ(text.status, 0);

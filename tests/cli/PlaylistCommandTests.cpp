@@ -1,5 +1,6 @@
 #include "VelmoTest.h"
 #include "library/LibraryStores.h"
+#include "support/SmallFileSystem.h"
 #include "support/TrackFactory.h"
 
 #include <QDir>
@@ -7,6 +8,8 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -187,6 +190,31 @@ TEST_F(PlaylistCommandTest, ExportFailuresAreSentences)
     EXPECT_EQ(result.status, 1);
     EXPECT_TRUE(result.err.contains(u"the folder does not exist"_s)) << qPrintable(result.err);
     EXPECT_TRUE(result.out.isEmpty());
+
+    // What is not a regular file is never replaced by one.
+    const QString fifo = stores.folder() + u"/pipe"_s;
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0644), 0);
+    const VelmoResult onFifo = velmo({u"playlist"_s, u"export"_s, u"Mix"_s, fifo});
+    EXPECT_EQ(onFifo.status, 1);
+    EXPECT_TRUE(onFifo.err.contains(u"not a regular file"_s)) << qPrintable(onFifo.err);
+    EXPECT_FALSE(QFileInfo(fifo).isFile());
+    const QString plain = stores.folder() + u"/plain"_s;
+    writeFile(plain, "mine");
+    const VelmoResult notAFolder = velmo({u"playlist"_s, u"export"_s, u"Mix"_s, plain + u'/'});
+    EXPECT_EQ(notAFolder.status, 1);
+    EXPECT_EQ(notAFolder.err.trimmed(), u"“%1” is not a folder."_s.arg(plain));
+    EXPECT_EQ(velmo({u"playlist"_s, u"export"_s, u"Mix"_s, plain + u"/mix.m3u8"_s}).status, 1);
+    EXPECT_EQ(readFile(plain), "mine");
+
+    SmallFileSystem disk;
+    if (disk.mounted()) {
+        writeFile(disk.filePath(u"mix.m3u8"_s), "#EXTM3U\nearlier\n");
+        disk.fill();
+        const VelmoResult full = velmo({u"playlist"_s, u"export"_s, u"Mix"_s, disk.filePath(u"mix.m3u8"_s)});
+        EXPECT_EQ(full.status, 1);
+        EXPECT_TRUE(full.err.contains(u"no space left"_s)) << qPrintable(full.err);
+        EXPECT_EQ(readFile(disk.filePath(u"mix.m3u8"_s)), "#EXTM3U\nearlier\n");
+    }
 
     EXPECT_EQ(velmo({u"playlist"_s, u"export"_s, u"Mix"_s}).status, 2) << "FILE is required";
     EXPECT_EQ(velmo({u"playlist"_s, u"show"_s}).status, 2) << "NAME is required";

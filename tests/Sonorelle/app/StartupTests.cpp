@@ -10,6 +10,7 @@
 
 #include <QComboBox>
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -93,6 +94,13 @@ TEST_F(StartupTest, ARelativePathIsRefusedInWords)
     view.findChild<QLineEdit*>(u"libraryPath"_s)->setText(u"Music"_s);
     QTest::mouseClick(button(&view, u"Get Started"_s), Qt::LeftButton);
     EXPECT_EQ(completed.count(), 0);
+    writeFile(stores.folder() + u"/a-file"_s, "not a folder");
+    view.findChild<QLineEdit*>(u"libraryPath"_s)->setText(stores.folder() + u"/a-file/Music"_s);
+    QTest::mouseClick(button(&view, u"Get Started"_s), Qt::LeftButton);
+    EXPECT_EQ(completed.count(), 0);
+    const auto* problem = view.findChild<QLabel*>(u"problem"_s);
+    ASSERT_NE(problem, nullptr);
+    EXPECT_TRUE(problem->text().contains(u"is a file, not a folder"_s)) << qPrintable(problem->text());
     view.findChild<QLineEdit*>(u"libraryPath"_s)->setText(u"~/Tunes"_s);
     QTest::mouseClick(button(&view, u"Get Started"_s), Qt::LeftButton);
     ASSERT_EQ(completed.count(), 1);

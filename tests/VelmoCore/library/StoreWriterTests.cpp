@@ -96,8 +96,15 @@ TEST(StoreWriter, AFailedWriteIsReportedAndLeavesNoPartialFile)
     store.writer.markChanged();
     ASSERT_TRUE(written.wait(2000));
     const auto error = written.constFirst().constFirst().value<std::optional<QString>>();
-    EXPECT_TRUE(error.has_value());
+    EXPECT_EQ(error, u"“%1” could not be saved: a folder of that name is in the way."_s.arg(path));
+    EXPECT_EQ(store.writer.failure(), error) << "the failure stands until a write succeeds";
     EXPECT_TRUE(QFileInfo(path).isDir());
+
+    QDir(path).removeRecursively();
+    store.writer.markChanged();
+    store.writer.flush();
+    EXPECT_EQ(store.writer.failure(), std::nullopt);
+    EXPECT_EQ(readFile(path), "5");
 }
 
 TEST(StoreFile, ReadTellsMissingSoundAndCorruptApart)
