@@ -120,6 +120,14 @@ QCoro::Task<int> import(Invocation& invocation)
                                                        : u"Nothing was imported; the lines above say why for each "
                                                          "file."_s);
     }
+    library.flush();
+    if (!library.saveFailures().isEmpty()) {
+        invocation.err() << DisplayText::counted(imported, u"file"_s)
+                         << u" went into the library folder, but the catalogue could not be updated; once it can "
+                            "be saved, \"velmo library scan\" brings them in."_s
+                         << Qt::endl;
+        co_return int(exitFailure);
+    }
     invocation.err() << u"Imported "_s << imported << u" of "_s << DisplayText::counted(chosen.size(), u"file"_s)
                      << u"."_s << Qt::endl;
     co_return int(exitSuccess);

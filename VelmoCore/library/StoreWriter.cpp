@@ -49,8 +49,6 @@ void StoreWriter::startWrite()
 void StoreWriter::report(const std::optional<QString>& error)
 {
     m_failure = error ? std::optional(u"“%1” could not be saved: %2."_s.arg(m_path, *error)) : std::nullopt;
-    if (m_failure)
-        qWarning("%s", qPrintable(*m_failure));
     emit written(m_failure);
 }
 
