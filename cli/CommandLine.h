@@ -29,6 +29,7 @@ public:
     QStringList arguments() const { return m_parser.positionalArguments(); }
     bool isSet(const QString& option) const { return m_parser.isSet(option); }
     QString value(const QString& option) const { return m_parser.value(option); }
+    QStringList values(const QString& option) const { return m_parser.values(option); }
     bool json() const { return m_parser.isSet(QStringLiteral("json")); }
 
     QTextStream& out() { return m_out; }

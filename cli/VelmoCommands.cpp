@@ -4,8 +4,10 @@
 #include "LibraryCommands.h"
 #include "MetadataCommands.h"
 #include "PlaylistCommands.h"
+#include "PlaylistEditCommands.h"
 #include "PodcastCommands.h"
 #include "TagCommands.h"
+#include "TrackCommands.h"
 
 using namespace Qt::StringLiterals;
 
@@ -14,9 +16,11 @@ CommandLine velmoCommands()
     CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s,
                             QStringLiteral(SONORELLE_VERSION));
     addLibraryCommands(commandLine);
+    addTrackCommands(commandLine);
     addTagCommands(commandLine);
     addImportCommands(commandLine);
     addPlaylistCommands(commandLine);
+    addPlaylistEditCommands(commandLine);
     addPodcastCommands(commandLine);
     addMetadataCommands(commandLine);
     return commandLine;

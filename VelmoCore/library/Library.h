@@ -263,6 +263,9 @@ public:
     // Writes the picture into the files of those tracks and gives the number that took it. A
     // body that isn't an image is never written. Tracks no longer here are passed over.
     QCoro::Task<qsizetype> applyArtwork(ArtworkFetcher::ArtworkResult artwork, QSet<QUuid> trackIDs);
+    // Removes every picture from the files of those tracks and gives the number that lost
+    // them; an entry changes only where its file did.
+    QCoro::Task<qsizetype> removeArtwork(QSet<QUuid> trackIDs);
 
 signals:
     void tracksChanged();

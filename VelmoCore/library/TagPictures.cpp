@@ -146,4 +146,33 @@ bool replaceAll(TagLib::File& file, const QByteArray& data, const QString& mimeT
     return false;
 }
 
+bool removeAll(TagLib::File& file)
+{
+    if (auto* flac = dynamic_cast<TagLib::FLAC::File*>(&file)) {
+        flac->removePictures();
+        return true;
+    }
+    if (auto* mpeg = dynamic_cast<TagLib::MPEG::File*>(&file)) {
+        if (mpeg->hasID3v2Tag())
+            mpeg->ID3v2Tag()->removeFrames("APIC");
+        return true;
+    }
+    if (auto* wav = dynamic_cast<TagLib::RIFF::WAV::File*>(&file)) {
+        if (wav->hasID3v2Tag())
+            wav->ID3v2Tag()->removeFrames("APIC");
+        return true;
+    }
+    if (auto* mp4 = dynamic_cast<TagLib::MP4::File*>(&file)) {
+        if (!mp4->tag())
+            return false;
+        mp4->tag()->removeItem("covr");
+        return true;
+    }
+    if (TagLib::Ogg::XiphComment* comment = xiphComment(file)) {
+        comment->removeAllPictures();
+        return true;
+    }
+    return false;
+}
+
 } // namespace TagPictures

@@ -21,4 +21,7 @@ std::optional<QByteArray> front(TagLib::File& file);
 // Replaces every picture with one front cover. False when the container holds no pictures.
 bool replaceAll(TagLib::File& file, const QByteArray& data, const QString& mimeType);
 
+// Removes every picture. False when the container holds no pictures.
+bool removeAll(TagLib::File& file);
+
 } // namespace TagPictures

@@ -134,4 +134,14 @@ void writeArtwork(const QUrl& url, const QByteArray& data, const QString& mimeTy
         throw WriteError(WriteError::Kind::saveFailed, path);
 }
 
+void removeArtwork(const QUrl& url)
+{
+    const QString path = url.toLocalFile();
+    checkExists(path);
+    TagFile file(path, TagFile::Access::write);
+    checkValid(file, path);
+    if (!TagPictures::removeAll(file.file()) || !file.save())
+        throw WriteError(WriteError::Kind::saveFailed, path);
+}
+
 } // namespace TagWriter

@@ -37,4 +37,7 @@ void write(const Track& track);
 // picture is no way of deleting artwork. Throws WriteError.
 void writeArtwork(const QUrl& url, const QByteArray& data, const QString& mimeType);
 
+// Removes every picture from the file. Throws WriteError.
+void removeArtwork(const QUrl& url);
+
 } // namespace TagWriter

@@ -310,3 +310,33 @@ QCoro::Task<qsizetype> Library::applyArtwork(ArtworkFetcher::ArtworkResult artwo
         tracksDidChange();
     co_return adopted;
 }
+
+QCoro::Task<qsizetype> Library::removeArtwork(QSet<QUuid> trackIDs)
+{
+    assertMainThread();
+    QPointer<Library> self(this);
+    qsizetype removed = 0;
+    const QList<Track> targets = m_tracks;
+    for (const Track& target : targets) {
+        if (!trackIDs.contains(target.id))
+            continue;
+        const auto clear = [url = target.url] { TagWriter::removeArtwork(url); };
+        try {
+            co_await Background::run(clear);
+        } catch (const TagWriter::WriteError&) {
+            continue; // that file keeps its picture, and so does its entry
+        }
+        if (!self)
+            co_return removed;
+        for (Track& track : m_tracks) {
+            if (track.id == target.id) {
+                track.artworkData.reset();
+                m_artworkCache.warm(track.artworkData, track.id);
+                ++removed;
+            }
+        }
+    }
+    if (removed > 0)
+        tracksDidChange();
+    co_return removed;
+}

@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// velmo track list, show, edit, artwork, remove
+void addTrackCommands(CommandLine& commandLine);
