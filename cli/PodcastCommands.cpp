@@ -343,6 +343,73 @@ QCoro::Task<int> parseFeed(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
+// The podcast and episode of a command's first two arguments; the sentence when either is not found.
+std::variant<std::pair<Podcast, Episode>, QString> findEpisode(const Library& library, const QString& podcastName,
+                                                               const QString& episodeName)
+{
+    const auto podcast = findRecord(library.podcasts(), podcastName, u"podcast"_s);
+    if (const auto* problem = std::get_if<QString>(&podcast))
+        return *problem;
+    const auto episode = findRecord<Episode>(library.episodes(std::get<Podcast>(podcast).id), episodeName,
+                                             u"episode"_s, [](const Episode& e) { return e.guid; });
+    if (const auto* problem = std::get_if<QString>(&episode))
+        return *problem;
+    return std::pair(std::get<Podcast>(podcast), std::get<Episode>(episode));
+}
+
+QCoro::Task<int> unsubscribe(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    const auto podcast = findRecord(library.podcasts(), invocation.arguments().constFirst(), u"podcast"_s);
+    if (const auto* problem = std::get_if<QString>(&podcast))
+        co_return invocation.fail(*problem);
+    const Podcast& found = std::get<Podcast>(podcast);
+    const qsizetype files = downloadedCount(library.episodes(found.id));
+    if (!invocation.isSet(u"yes"_s)) {
+        co_return invocation.fail(u"Unsubscribing from %1 removes its %2; add --yes to go ahead."_s.arg(
+            quoted(found.title), DisplayText::counted(files, u"downloaded episode"_s)));
+    }
+    library.deletePodcast(found.id);
+    invocation.out() << u"Unsubscribed from "_s << quoted(found.title) << u"; "_s
+                     << DisplayText::counted(files, u"downloaded file"_s) << u" removed."_s << Qt::endl;
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> mark(Invocation& invocation)
+{
+    const QString state = invocation.arguments().at(2);
+    if (state != u"played" && state != u"unplayed") {
+        invocation.err() << u"velmo: say played or unplayed, not "_s << quoted(state) << Qt::endl;
+        co_return int(exitUsage);
+    }
+    Library& library = invocation.library();
+    const auto found = findEpisode(library, invocation.arguments().at(0), invocation.arguments().at(1));
+    if (const auto* problem = std::get_if<QString>(&found))
+        co_return invocation.fail(*problem);
+    const Episode& episode = std::get<0>(found).second;
+    const bool hadFile = episode.downloadState == DownloadState::downloaded;
+    library.markPlayed(episode.id, state == u"played");
+    invocation.out() << u"Marked "_s << quoted(episode.title) << u' ' << state << u'.';
+    if (state == u"played" && hadFile)
+        invocation.out() << u" Its downloaded file was removed to free the space."_s;
+    invocation.out() << Qt::endl;
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> deleteFile(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    const auto found = findEpisode(library, invocation.arguments().at(0), invocation.arguments().at(1));
+    if (const auto* problem = std::get_if<QString>(&found))
+        co_return invocation.fail(*problem);
+    const Episode& episode = std::get<0>(found).second;
+    if (episode.downloadState != DownloadState::downloaded)
+        co_return invocation.fail(quoted(episode.title) + u" has no downloaded file."_s);
+    library.deleteLocalFile(episode.id);
+    invocation.out() << u"Removed the file of "_s << quoted(episode.title) << u"."_s << Qt::endl;
+    co_return int(exitSuccess);
+}
+
 } // namespace
 
 void addPodcastCommands(CommandLine& commandLine)
@@ -413,6 +480,38 @@ void addPodcastCommands(CommandLine& commandLine)
         .maximumArguments = 100,
         .hasJsonOutput = true,
         .run = search,
+    });
+
+    commandLine.add({
+        .path = {u"podcast"_s, u"remove"_s},
+        .arguments = u"NAME"_s,
+        .summary = u"Unsubscribe, removing the downloaded episodes' files."_s,
+        .options = {QCommandLineOption(u"yes"_s, u"Go ahead"_s)},
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
+        .run = unsubscribe,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"mark"_s},
+        .arguments = u"NAME EPISODE played|unplayed"_s,
+        .summary = u"Mark an episode played, which removes its downloaded file, or unplayed."_s,
+        .minimumArguments = 3,
+        .maximumArguments = 3,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
+        .run = mark,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"delete-file"_s},
+        .arguments = u"NAME EPISODE"_s,
+        .summary = u"Remove an episode's downloaded file; it can be downloaded again."_s,
+        .minimumArguments = 2,
+        .maximumArguments = 2,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
+        .run = deleteFile,
     });
 
     commandLine.addGroup(u"feed"_s, u"RSS feeds"_s);

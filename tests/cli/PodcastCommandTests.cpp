@@ -173,3 +173,38 @@ TEST_F(VelmoPodcasts, SearchAsksTheDirectory)
     const Result text = velmo({u"podcast"_s, u"search"_s, u"corner"_s});
     EXPECT_TRUE(text.out.contains(u"Corner Späti — The Späti Boys (349 episodes)"_s)) << text.out.toStdString();
 }
+
+TEST_F(VelmoPodcasts, EpisodesAreMarkedAndTheirFilesRemovedAsTheScreensDo)
+{
+    initLibrary();
+    ASSERT_EQ(velmo({u"podcast"_s, u"add"_s, server.url(u"/feed.xml"_s).toString()}).status, 0);
+    const QString file = root() + u"/Podcasts/Night Owls/Pilot.mp3"_s;
+    const auto pilot = [] {
+        const QList<Episode> episodes = PodcastStore::load().value.episodes;
+        return *std::find_if(episodes.cbegin(), episodes.cend(), [](const Episode& e) { return e.guid == u"p1"; });
+    };
+
+    ASSERT_EQ(velmo({u"podcast"_s, u"download"_s, u"owls"_s, u"pilot"_s}).status, 0);
+    const Result played = velmo({u"podcast"_s, u"mark"_s, u"owls"_s, u"pilot"_s, u"played"_s});
+    ASSERT_EQ(played.status, 0) << played.err.toStdString();
+    EXPECT_TRUE(played.out.contains(u"file was removed"_s)) << played.out.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(file));
+    EXPECT_TRUE(pilot().isPlayed);
+    ASSERT_EQ(velmo({u"podcast"_s, u"mark"_s, u"owls"_s, u"pilot"_s, u"unplayed"_s}).status, 0);
+    EXPECT_FALSE(pilot().isPlayed);
+    EXPECT_EQ(velmo({u"podcast"_s, u"mark"_s, u"owls"_s, u"pilot"_s, u"heard"_s}).status, 2);
+
+    EXPECT_EQ(velmo({u"podcast"_s, u"delete-file"_s, u"owls"_s, u"pilot"_s}).status, 1) << "nothing to delete";
+    ASSERT_EQ(velmo({u"podcast"_s, u"download"_s, u"owls"_s, u"pilot"_s}).status, 0);
+    ASSERT_EQ(velmo({u"podcast"_s, u"delete-file"_s, u"owls"_s, u"pilot"_s}).status, 0);
+    EXPECT_FALSE(QFileInfo::exists(file));
+    EXPECT_EQ(pilot().downloadState, DownloadState::notDownloaded);
+
+    ASSERT_EQ(velmo({u"podcast"_s, u"download"_s, u"owls"_s, u"pilot"_s}).status, 0);
+    EXPECT_EQ(velmo({u"podcast"_s, u"remove"_s, u"owls"_s}).status, 1) << "--yes is needed";
+    const Result removed = velmo({u"podcast"_s, u"remove"_s, u"owls"_s, u"--yes"_s});
+    ASSERT_EQ(removed.status, 0) << removed.err.toStdString();
+    EXPECT_TRUE(removed.out.contains(u"1 downloaded file removed"_s)) << removed.out.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(file));
+    EXPECT_TRUE(PodcastStore::load().value.podcasts.isEmpty());
+}
