@@ -6,6 +6,7 @@
 #include "PlaylistCommands.h"
 #include "PlaylistEditCommands.h"
 #include "PodcastCommands.h"
+#include "SettingsCommands.h"
 #include "TagCommands.h"
 #include "TrackCommands.h"
 
@@ -23,5 +24,6 @@ CommandLine velmoCommands()
     addPlaylistEditCommands(commandLine);
     addPodcastCommands(commandLine);
     addMetadataCommands(commandLine);
+    addSettingsCommands(commandLine);
     return commandLine;
 }

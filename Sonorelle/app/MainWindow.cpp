@@ -3,7 +3,9 @@
 #include "AppCoordinator.h"
 #include "ContentView.h"
 #include "OnboardingView.h"
+#include "UpdateCheck.h"
 #include "library/Library.h"
+#include "preferences/PreferencesView.h"
 
 #include <QApplication>
 #include <QMenuBar>
@@ -16,6 +18,7 @@ MainWindow::MainWindow(AppCoordinator& coordinator, QWidget* parent)
     : QMainWindow(parent)
     , m_coordinator(coordinator)
     , m_screens(new QStackedWidget(this))
+    , m_updateCheck(new UpdateCheck(QApplication::applicationVersion(), UpdateCheck::dialogOver(this), this))
 {
     setWindowTitle(u"Sonorelle"_s);
     resize(1200, 760);
@@ -25,8 +28,31 @@ MainWindow::MainWindow(AppCoordinator& coordinator, QWidget* parent)
     QAction* quit = fileMenu->addAction(u"Quit Sonorelle"_s, qApp, &QApplication::quit);
     quit->setShortcut(QKeySequence::Quit);
 
+    QMenu* editMenu = menuBar()->addMenu(u"&Edit"_s);
+    QAction* preferences = editMenu->addAction(u"Preferences…"_s, this, [this] { showPreferences(); });
+    preferences->setShortcut(QKeySequence(u"Ctrl+,"_s));
+    preferences->setMenuRole(QAction::PreferencesRole);
+
+    QMenu* helpMenu = menuBar()->addMenu(u"&Help"_s);
+    // A second request while one runs is ignored by the check itself.
+    helpMenu->addAction(u"Check for Updates…"_s, this, [this] { m_updateCheck->checkNow(); });
+    m_updateCheck->checkAtStart();
+
     connect(&m_coordinator, &AppCoordinator::stateChanged, this, &MainWindow::showCurrentScreen);
     showCurrentScreen();
+}
+
+PreferencesView* MainWindow::showPreferences()
+{
+    if (!m_preferences) {
+        m_preferences = new PreferencesView([this] { m_updateCheck->checkNow(); }, this);
+        m_preferences->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_preferences, &QObject::destroyed, this, [this] { m_preferences = nullptr; });
+    }
+    m_preferences->show();
+    m_preferences->raise();
+    m_preferences->activateWindow();
+    return m_preferences;
 }
 
 void MainWindow::showCurrentScreen()

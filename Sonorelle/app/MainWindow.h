@@ -5,7 +5,9 @@
 class AppCoordinator;
 class ContentView;
 class OnboardingView;
+class PreferencesView;
 class QStackedWidget;
+class UpdateCheck;
 
 // The one window: onboarding until a library exists, then the three columns.
 class MainWindow : public QMainWindow {
@@ -15,6 +17,9 @@ public:
     explicit MainWindow(AppCoordinator& coordinator, QWidget* parent = nullptr);
 
     ContentView* contentView() const { return m_contentView; }
+    // "Edit ▸ Preferences…": one window, brought forward when open already.
+    PreferencesView* showPreferences();
+    UpdateCheck* updateCheck() const { return m_updateCheck; }
     OnboardingView* onboardingView() const { return m_onboardingView; }
 
 signals:
@@ -28,4 +33,6 @@ private:
     QStackedWidget* m_screens;
     OnboardingView* m_onboardingView = nullptr;
     ContentView* m_contentView = nullptr;
+    PreferencesView* m_preferences = nullptr;
+    UpdateCheck* m_updateCheck;
 };

@@ -40,6 +40,10 @@ const QHash<QString, Mapping>& mappings()
         {u"trash"_s, {{u"edit-delete"_s, u"user-trash"_s}, QStyle::SP_TrashIcon}},
         {u"square.and.arrow.up"_s, {{u"document-export"_s, u"document-save-as"_s, u"document-send"_s}, QStyle::SP_DialogSaveButton}},
         {u"pencil"_s, {{u"document-edit"_s, u"edit-rename"_s, u"document-edit-symbolic"_s}, QStyle::SP_FileDialogDetailedView}},
+        {u"gearshape"_s, {{u"preferences-system"_s, u"emblem-system-symbolic"_s, u"configure"_s}, QStyle::SP_ComputerIcon}},
+        {u"waveform"_s, {{u"audio-x-generic"_s, u"multimedia-volume-control"_s, u"audio-volume-high"_s}, QStyle::SP_MediaVolume}},
+        {u"arrow.triangle.2.circlepath"_s,
+         {{u"emblem-synchronizing"_s, u"view-refresh"_s, u"view-refresh-symbolic"_s}, QStyle::SP_BrowserReload}},
     };
     return table;
 }

@@ -9,7 +9,7 @@
 
 #include <optional>
 
-// The nine settings keys, their types and defaults, in one place. Nothing is registered at
+// The settings keys, their types and defaults, in one place. Nothing is registered at
 // start: a key not yet written, or holding a value of the wrong type, reads as its default.
 namespace Settings {
 
@@ -29,6 +29,10 @@ inline constexpr Key<bool> defaultSyncPlaylists{"defaultSyncPlaylists", true};
 inline constexpr Key<bool> defaultSyncPodcasts{"defaultSyncPodcasts", true};
 // The ninth key has no default: its absence means that no library has been chosen.
 inline constexpr const char* libraryRootPathKey = "libraryRootPath";
+// Two of our own, for the update check: whether it runs at start, and when it last did (in
+// seconds since 2001-01-01, as the stores count time), so that it runs at most once a day.
+inline constexpr Key<bool> automaticallyCheckForUpdates{"automaticallyCheckForUpdates", false};
+inline constexpr Key<qint64> lastUpdateCheck{"lastUpdateCheck", 0};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);

@@ -33,6 +33,7 @@ ServiceSettings ServiceSettings::load()
     url(u"musicBrainz"_s, settings.musicBrainz);
     url(u"coverArtArchive"_s, settings.coverArtArchive);
     url(u"iTunes"_s, settings.iTunes);
+    url(u"updates"_s, settings.updates);
     if (const QString contact = lookup(u"contact"_s); !contact.isEmpty())
         settings.contact = contact;
     return settings;

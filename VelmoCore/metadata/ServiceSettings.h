@@ -13,6 +13,8 @@ struct ServiceSettings {
     QUrl iTunes;
     // The contact address that the MusicBrainz policy asks to find in the User-Agent.
     QString contact;
+    // The release feed asked by "Check for Updates…"; empty unless an installation names one.
+    QUrl updates;
 
     // Read afresh on each call, so a changed file takes effect for the next request.
     static ServiceSettings load();

@@ -1,0 +1,70 @@
+#include "FormatsPrefsView.h"
+
+#include "library/Settings.h"
+
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QLabel>
+#include <QVBoxLayout>
+
+using namespace Qt::StringLiterals;
+
+FormatsPrefsView::FormatsPrefsView(QWidget* parent)
+    : QWidget(parent)
+    , m_outputFormat(new QComboBox(this))
+    , m_bitrate(new QComboBox(this))
+{
+    auto* layout = new QVBoxLayout(this);
+    auto* devices = new QGroupBox(u"Device Profiles"_s, this);
+    auto* form = new QFormLayout(devices);
+
+    m_outputFormat->setObjectName(u"outputFormat"_s);
+    m_outputFormat->addItem(u"Keep Original"_s, rawValue(OutputFormat::keepSource));
+    m_outputFormat->addItem(u"MP3"_s, rawValue(OutputFormat::mp3));
+    m_outputFormat->addItem(u"AAC"_s, rawValue(OutputFormat::aac));
+    m_outputFormat->setCurrentIndex(m_outputFormat->findData(rawValue(Settings::value(Settings::defaultOutputFormat))));
+    form->addRow(u"Output format"_s, m_outputFormat);
+
+    m_bitrate->setObjectName(u"bitrate"_s);
+    for (const qint64 kbps : bitrateOptions)
+        m_bitrate->addItem(u"%1 kbps"_s.arg(kbps), kbps);
+    // A stored rate outside the options still shows as what it is.
+    const qint64 stored = Settings::value(Settings::defaultBitrate);
+    if (m_bitrate->findData(stored) < 0)
+        m_bitrate->addItem(u"%1 kbps"_s.arg(stored), stored);
+    m_bitrate->setCurrentIndex(m_bitrate->findData(stored));
+    form->addRow(u"Bitrate"_s, m_bitrate);
+    form->addRow(new QLabel(u"These defaults apply when creating new device profiles."_s, devices));
+    layout->addWidget(devices);
+
+    const auto updateBitrate = [this] {
+        m_bitrate->setEnabled(m_outputFormat->currentData().toString() != rawValue(OutputFormat::keepSource));
+    };
+    updateBitrate();
+    connect(m_outputFormat, &QComboBox::currentIndexChanged, this, [this, updateBitrate] {
+        Settings::setRawString(Settings::defaultOutputFormat.name, m_outputFormat->currentData().toString());
+        updateBitrate();
+    });
+    connect(m_bitrate, &QComboBox::currentIndexChanged, this,
+            [this] { Settings::setValue(Settings::defaultBitrate, m_bitrate->currentData().toLongLong()); });
+
+    auto* ripping = new QGroupBox(u"CD Ripping"_s, this);
+    auto* rippingForm = new QFormLayout(ripping);
+    auto* readingMode = new QComboBox(ripping);
+    readingMode->setObjectName(u"readingMode"_s);
+    readingMode->addItem(u"Direct (raw sector reads)"_s, rawValue(RipStrategyKind::direct));
+    readingMode->addItem(u"Paranoia (error-correcting)"_s, rawValue(RipStrategyKind::paranoia));
+    readingMode->setCurrentIndex(readingMode->findData(rawValue(Settings::value(Settings::ripStrategy))));
+    connect(readingMode, &QComboBox::currentIndexChanged, this, [readingMode] {
+        Settings::setRawString(Settings::ripStrategy.name, readingMode->currentData().toString());
+    });
+    rippingForm->addRow(u"Reading mode"_s, readingMode);
+    auto* explanation = new QLabel(u"Direct is faster and works on most drives. Paranoia reads each sector again until "
+                                   "the reads agree: slower, for scratched discs and drives that reject raw reads."_s,
+                                   ripping);
+    explanation->setWordWrap(true);
+    rippingForm->addRow(explanation);
+    layout->addWidget(ripping);
+    layout->addStretch();
+}
