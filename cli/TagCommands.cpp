@@ -1,6 +1,7 @@
 #include "TagCommands.h"
 
 #include "CommandLine.h"
+#include "library/AudioContent.h"
 #include "library/AudioFormat.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
@@ -24,6 +25,11 @@ QString unreadableReason(const QString& path)
         return u"not a file"_s;
     if (!isAudioFilePath(path))
         return u"not an audio file: the extension is not one of flac, mp3, aac, m4a, ogg, wav"_s;
+    if (!AudioContent::startsLikeAudio(path)) {
+        const auto format = audioFormatFromURL(QUrl::fromLocalFile(path));
+        return u"not an audio file: its first %1 hold no %2 audio"_s.arg(DisplayText::dataSize(AudioContent::searchWindow),
+                                                                         DisplayText::formatText(*format));
+    }
     return u"the file cannot be read as audio: it is damaged, empty or of another kind"_s;
 }
 
