@@ -3,7 +3,10 @@
 #include "CommandLine.h"
 #include "library/DisplayText.h"
 #include "library/Library.h"
+#include "metadata/MetadataHTTPClient.h"
 #include "metadata/MusicBrainzReleaseLookup.h"
+
+#include <QScopeGuard>
 
 #include <algorithm>
 
@@ -60,16 +63,41 @@ QCoro::Task<int> fetchMissingArtwork(Invocation& invocation)
 {
     QTextStream& err = invocation.err();
     err << u"Looking for tracks without artwork…"_s << Qt::endl;
-    const auto progress = [&err](const Library::ArtworkProgress& step) {
+    // The pass drops its failures, as the window does; here an album that could not be
+    // looked up is told apart from one that has no cover.
+    qsizetype failedRequests = 0;
+    qsizetype failedBefore = 0;
+    qsizetype unreachableAlbums = 0;
+    QString reason;
+    MetadataHTTPClient& client = MetadataHTTPClient::shared();
+    const QMetaObject::Connection watch =
+        QObject::connect(&client, &MetadataHTTPClient::unreachable, &client, [&](const QString& sentence) {
+            ++failedRequests;
+            reason = sentence;
+        });
+    const auto unwatch = qScopeGuard([&watch] { QObject::disconnect(watch); });
+    const auto progress = [&](const Library::ArtworkProgress& step) {
+        const bool unreachable = !step.found && failedRequests > failedBefore;
+        failedBefore = failedRequests;
+        unreachableAlbums += unreachable ? 1 : 0;
         err << u"  ["_s << step.albumsDone << u'/' << step.albumCount << u"] "_s << step.artist << u" — "_s
-            << step.album << (step.found ? u": found"_s : u": no cover"_s) << Qt::endl;
+            << step.album
+            << (step.found ? u": found"_s : (unreachable ? u": the services could not be reached"_s : u": no cover"_s))
+            << Qt::endl;
     };
-    const Library::MissingArtworkSummary summary = co_await invocation.library().fetchMissingArtwork(progress);
+    const Library::MissingArtworkSummary summary =
+        co_await invocation.library().fetchMissingArtwork(progress, client);
     if (summary.totalMissing == 0)
         invocation.out() << u"No tracks were missing artwork.\n"_s;
     else
         invocation.out() << u"Found artwork for "_s << summary.fetchedCount << u" of "_s << summary.totalMissing
                          << u" tracks.\n"_s;
+    if (unreachableAlbums > 0) {
+        while (reason.endsWith(u'.'))
+            reason.chop(1);
+        co_return invocation.fail(u"The artwork services could not be reached (%1), so %2 could not be looked up."_s.arg(
+            reason, DisplayText::counted(unreachableAlbums, u"album"_s)));
+    }
     co_return int(exitSuccess);
 }
 

@@ -116,6 +116,17 @@ private:
     QHash<QUuid, int> m_reported;
 };
 
+// The screens' sentence, but with the status: the command line is where a user can make use
+// of the number.
+QString feedFailure(const RSSParser::ParseError& error)
+{
+    if (const auto status = error.httpStatus()) {
+        const QString words = error.detail().isEmpty() ? QString() : u": "_s + error.detail();
+        return u"The feed could not be loaded: the server answered %1%2."_s.arg(*status).arg(words);
+    }
+    return error.message();
+}
+
 qsizetype downloadedCount(const QList<Episode>& episodes)
 {
     return std::count_if(episodes.cbegin(), episodes.cend(),
@@ -135,7 +146,7 @@ QCoro::Task<int> add(Invocation& invocation)
                              << DisplayText::counted(library.episodes(podcast.id).size(), u"episode"_s) << u"."_s << Qt::endl;
         }
     } catch (const RSSParser::ParseError& error) {
-        co_return invocation.fail(error.message());
+        co_return invocation.fail(feedFailure(error));
     }
     co_return int(exitSuccess);
 }
@@ -176,7 +187,7 @@ QCoro::Task<int> refresh(Invocation& invocation)
         try {
             co_await library.refreshPodcast(podcast.id);
         } catch (const RSSParser::ParseError& error) {
-            invocation.err() << u"  "_s << error.message() << Qt::endl;
+            invocation.err() << u"  "_s << feedFailure(error) << Qt::endl;
             ++failures;
             continue;
         }
@@ -300,7 +311,8 @@ QCoro::Task<int> search(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
-// A file is read as it stands; an http or https address is fetched as a subscription would.
+// A regular file is read as it stands; an http or https address is fetched as a subscription
+// would. Both stop at the same size.
 QCoro::Task<int> parseFeed(Invocation& invocation)
 {
     const QString argument = invocation.arguments().constFirst();
@@ -308,19 +320,12 @@ QCoro::Task<int> parseFeed(Invocation& invocation)
     const bool isWeb = url.scheme() == "http"_L1 || url.scheme() == "https"_L1;
     RSSParser::Feed feed;
     try {
-        if (isWeb) {
+        if (isWeb)
             feed = co_await RSSParser::fetch(QUuid::createUuid(), url);
-        } else {
-            QFile file(argument);
-            if (!file.open(QIODevice::ReadOnly))
-                co_return invocation.fail(u"The file %1 cannot be read: %2."_s.arg(quoted(argument), file.errorString()));
-            if (file.size() > RSSParser::maximumFeedBytes)
-                throw RSSParser::ParseError(RSSParser::ParseError::Kind::tooLarge);
-            feed = RSSParser::parse(file.readAll(), QUuid::createUuid(),
-                                    QUrl::fromLocalFile(QFileInfo(argument).absoluteFilePath()));
-        }
+        else
+            feed = RSSParser::parseFile(argument, QUuid::createUuid());
     } catch (const RSSParser::ParseError& error) {
-        co_return invocation.fail(error.message());
+        co_return invocation.fail(feedFailure(error));
     }
 
     if (invocation.json()) {

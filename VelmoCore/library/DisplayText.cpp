@@ -2,6 +2,7 @@
 
 #include "Track.h"
 
+#include <QLocale>
 #include <QSet>
 
 #include <algorithm>
@@ -22,6 +23,25 @@ QString formatDuration(double seconds)
 QString counted(qsizetype count, const QString& noun)
 {
     return QString::number(count) + u' ' + noun + (count == 1 ? QString() : QStringLiteral("s"));
+}
+
+QString spanOfTime(std::chrono::milliseconds span)
+{
+    const auto inUnit = [](qint64 count, const char* unit) {
+        return count == 1 ? QStringLiteral("a ") + QLatin1StringView(unit) : counted(count, QLatin1StringView(unit));
+    };
+    const qint64 ms = span.count();
+    if (ms != 0 && ms % 60'000 == 0)
+        return inUnit(ms / 60'000, "minute");
+    if (ms != 0 && ms % 1000 == 0)
+        return inUnit(ms / 1000, "second");
+    return QString::number(ms) + QStringLiteral(" ms");
+}
+
+QString dataSize(qint64 bytes)
+{
+    QString text = QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeIecFormat);
+    return text.replace(QStringLiteral(".0 "), QStringLiteral(" "));
 }
 
 QString formatText(AudioFormat format)

@@ -5,6 +5,8 @@
 #include <QList>
 #include <QString>
 
+#include <chrono>
+
 struct Track;
 
 // The texts every list of the program shows a track with, in one place for the screens
@@ -17,6 +19,13 @@ QString formatDuration(double seconds);
 
 // "1 track", "2 tracks": the count and the noun, with an "s" unless the count is 1.
 QString counted(qsizetype count, const QString& noun);
+
+// A span of time as a sentence gives it: "a minute", "2 minutes", "a second", "90 seconds",
+// "250 ms"; the largest unit that divides it.
+QString spanOfTime(std::chrono::milliseconds span);
+
+// An amount of bytes in binary units: "16 KiB", "1 GiB", "410.5 KiB".
+QString dataSize(qint64 bytes);
 
 // The raw name in capitals: "FLAC".
 QString formatText(AudioFormat format);

@@ -1,8 +1,11 @@
 #include "FileInspection.h"
 
+#include "AudioContent.h"
 #include "AudioFormat.h"
+#include "DisplayText.h"
 
 #include <QFile>
+#include <QUrl>
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -40,6 +43,11 @@ QString unreadableReason(const QString& path)
         return describe(kind);
     if (!isAudioFilePath(path))
         return u"not an audio file: the extension is not one of flac, mp3, aac, m4a, ogg, wav"_s;
+    if (!AudioContent::startsLikeAudio(path)) {
+        const auto format = audioFormatFromURL(QUrl::fromLocalFile(path));
+        return u"not an audio file: its first %1 hold no %2 audio"_s.arg(DisplayText::dataSize(AudioContent::searchWindow),
+                                                                         DisplayText::formatText(*format));
+    }
     return u"the file cannot be read as audio: it is damaged, empty or of another kind"_s;
 }
 

@@ -1,5 +1,7 @@
 #include "TagFile.h"
 
+#include "AudioContent.h"
+
 #include <QFile>
 
 #include <taglib/id3v2tag.h>
@@ -34,8 +36,10 @@ TagLib::MP4::Tag* mp4Tag(const TagLib::FileRef& ref)
 } // namespace
 
 TagFile::TagFile(const QString& path, Access access)
-    : m_stream(std::make_unique<TagLib::FileStream>(QFile::encodeName(path).constData(), access == Access::read))
 {
+    if (!AudioContent::startsLikeAudio(path))
+        return;
+    m_stream = std::make_unique<TagLib::FileStream>(QFile::encodeName(path).constData(), access == Access::read);
     if (!m_stream->isOpen())
         return;
     m_ref = TagLib::FileRef(m_stream.get(), true, TagLib::AudioProperties::Average);

@@ -20,8 +20,8 @@ public:
 
     TagFile(const QString& path, Access access);
 
-    // Opened, understood, with a tag, and holding audio or tags: a text file named ".mp3"
-    // is not an audio file even though TagLib opens it.
+    // Begins as its kind of audio does, opened, understood, with a tag, and holding audio or
+    // tags: a text file named ".mp3" is not an audio file even though TagLib opens it.
     bool isValid() const { return m_valid; }
 
     TagLib::File& file() { return *m_ref.file(); }

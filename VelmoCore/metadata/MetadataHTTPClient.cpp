@@ -1,6 +1,7 @@
 #include "MetadataHTTPClient.h"
 
 #include "ServiceSettings.h"
+#include "library/DisplayText.h"
 
 #include <QCoro/QCoroNetworkReply>
 #include <QCoro/QCoroTimer>
@@ -96,6 +97,13 @@ MetadataHTTPClient::HTTPError MetadataHTTPClient::HTTPError::tooLarge(qint64 lim
 {
     const QString limit = QLocale::c().formattedDataSize(limitBytes, 0, QLocale::DataSizeIecFormat);
     return {Kind::tooLarge, u"The service sent an answer larger than %1, which was refused."_s.arg(limit)};
+}
+
+MetadataHTTPClient::HTTPError MetadataHTTPClient::HTTPError::tooSlow(Duration deadline)
+{
+    return {Kind::tooSlow,
+            u"The service had not sent its whole answer after %1, so the request was given up."_s.arg(
+                DisplayText::spanOfTime(deadline))};
 }
 
 // ---- Connections per host
@@ -282,6 +290,8 @@ QCoro::Task<MetadataHTTPClient::Response> MetadataHTTPClient::getResponse(QUrl u
                 co_await m_options.clock->sleep(std::chrono::seconds(attempt + 1));
                 continue;
             }
+            if (result->failure->kind() == HTTPError::Kind::network)
+                emit unreachable(result->failure->message());
             throw *result->failure;
         }
         if (!result->status)
@@ -313,6 +323,7 @@ QCoro::Task<MetadataHTTPClient::Attempt> MetadataHTTPClient::send(QNetworkReques
     const qint64 limit = m_options.maximumBodySize;
     bool timedOut = false;
     bool tooLarge = false;
+    bool late = false;
     // Aborting emits "finished" at once; from inside one of the reply's own signals that
     // would resume this coroutine in the middle of the emission. By the time the abort runs
     // the reply may have finished on its own.
@@ -332,7 +343,7 @@ QCoro::Task<MetadataHTTPClient::Attempt> MetadataHTTPClient::send(QNetworkReques
         abortSoon();
     });
     const auto progressed = [&](qint64 received, qint64 total) {
-        if (timedOut || tooLarge)
+        if (timedOut || tooLarge || late)
             return;
         if (received > limit || total > limit) {
             tooLarge = true;
@@ -348,12 +359,26 @@ QCoro::Task<MetadataHTTPClient::Attempt> MetadataHTTPClient::send(QNetworkReques
     connect(reply.get(), &QNetworkReply::downloadProgress, &idle, progressed);
     connect(reply.get(), &QNetworkReply::uploadProgress, &idle, [&] { progressed(0, 0); });
     idle.start(m_options.requestTimeout);
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    connect(&deadline, &QTimer::timeout, reply.get(), [&] {
+        if (timedOut || tooLarge)
+            return;
+        late = true;
+        idle.stop();
+        abortSoon();
+    });
+    deadline.start(m_options.answerDeadline);
 
     co_await reply.get();
 
     Attempt attempt;
     if (tooLarge) {
         attempt.failure = HTTPError::tooLarge(limit);
+        co_return attempt;
+    }
+    if (late) {
+        attempt.failure = HTTPError::tooSlow(m_options.answerDeadline);
         co_return attempt;
     }
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);

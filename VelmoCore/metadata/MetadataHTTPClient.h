@@ -34,7 +34,7 @@ public:
 
     class HTTPError : public std::runtime_error {
     public:
-        enum class Kind { serverError, network, notFound, rateLimited, tooLarge };
+        enum class Kind { serverError, network, notFound, rateLimited, tooLarge, tooSlow };
 
         static HTTPError serverError(qint64 statusCode);
         // `description` is the transport's own sentence for the failure.
@@ -42,6 +42,7 @@ public:
         static HTTPError notFound();
         static HTTPError rateLimited();
         static HTTPError tooLarge(qint64 limitBytes);
+        static HTTPError tooSlow(Duration deadline);
 
         Kind kind() const { return m_kind; }
         qint64 statusCode() const { return m_statusCode; }
@@ -75,6 +76,9 @@ public:
         Duration requestTimeout = std::chrono::seconds(30);
         // A larger answer is refused while it arrives rather than held in memory.
         qint64 maximumBodySize = 32 * 1024 * 1024;
+        // An answer not complete by then is given up, and not asked for again: a server that
+        // trickles a byte at a time never falls silent for long enough to time out.
+        Duration answerDeadline = std::chrono::minutes(2);
     };
 
     static constexpr Duration musicBrainzInterval{1100};
@@ -100,6 +104,12 @@ public:
     static Duration retryAfterDelay(const std::optional<QByteArray>& header);
     // Failures of the connection itself, which may well not happen again.
     static bool isTransient(QNetworkReply::NetworkError error);
+
+signals:
+    // A call ended without an answer from the service, after its retries: the service could
+    // not be reached. Lets a long pass that drops its failures tell "no cover" from "could not
+    // ask". `reason` is the failure's sentence.
+    void unreachable(const QString& reason);
 
 private:
     struct Attempt;

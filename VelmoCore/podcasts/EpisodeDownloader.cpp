@@ -2,6 +2,7 @@
 
 #include "PodcastFiles.h"
 #include "PodcastHttp.h"
+#include "library/DisplayText.h"
 
 #include <QCoro/QCoroNetworkReply>
 #include <QDir>
@@ -9,7 +10,9 @@
 #include <QNetworkReply>
 #include <QSaveFile>
 #include <QScopeGuard>
+#include <QTimer>
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -35,9 +38,34 @@ QString EpisodeDownloader::DownloadError::message() const
     Q_UNREACHABLE();
 }
 
-EpisodeDownloader::EpisodeDownloader(QObject* parent)
-    : QObject(parent)
+namespace {
+
+// Why writing `bytes` more into `folder` would take the reserve of its file system; nothing
+// when they fit, or when the file system cannot be asked.
+std::optional<QString> reserveShortfall(const EpisodeDownloader::Options& options, const QString& folder, qint64 bytes)
 {
+    const std::optional<FileSystemSpace> space = options.freeSpace(folder);
+    if (!space)
+        return std::nullopt;
+    const qint64 reserve = std::min(options.reservedBytes, space->total / 20);
+    if (space->available - bytes >= reserve)
+        return std::nullopt;
+    return u"it would leave less than %1 free on its disk"_s.arg(DisplayText::dataSize(reserve));
+}
+
+} // namespace
+
+EpisodeDownloader::EpisodeDownloader(QObject* parent)
+    : EpisodeDownloader(Options{}, parent)
+{
+}
+
+EpisodeDownloader::EpisodeDownloader(Options options, QObject* parent)
+    : QObject(parent)
+    , m_options(std::move(options))
+{
+    if (!m_options.freeSpace)
+        m_options.freeSpace = FileSystemSpace::of;
 }
 
 EpisodeDownloader& EpisodeDownloader::shared()
@@ -72,15 +100,47 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
     std::unique_ptr<QNetworkReply> reply(manager.get(PodcastHttp::request(episode.remoteURL)));
     // Qt holds back the socket rather than buffer more than this while the main thread is busy.
     reply->setReadBufferSize(1024 * 1024);
-    std::optional<QString> writeFailure;
+    // Why the transfer was ended here rather than by the network.
+    std::optional<DownloadError> stopped;
+    const auto stop = [&stopped, &reply](DownloadError error) {
+        if (stopped)
+            return;
+        stopped = std::move(error);
+        PodcastHttp::abortSoon(reply.get());
+    };
+    // A length announced beyond the reserve is refused before a byte is written.
+    const auto checkAnnounced = [&] {
+        const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
+        if (!length.isValid())
+            return;
+        if (const auto shortfall = reserveShortfall(m_options, folderPath, length.toLongLong()))
+            stop(DownloadError(Kind::fileError, *shortfall, target));
+    };
+    QObject::connect(reply.get(), &QNetworkReply::metaDataChanged, reply.get(), checkAnnounced);
+    qint64 receivedInWindow = 0;
     const auto writeAvailable = [&] {
+        // Once stopped, what still arrives is not wanted; an aborted reply reads nothing.
+        if (stopped || !reply->isOpen())
+            return;
         const QByteArray chunk = reply->readAll();
-        if (!writeFailure && file.write(chunk) != chunk.size()) {
-            writeFailure = file.errorString();
-            reply->abort();
-        }
+        receivedInWindow += chunk.size();
+        if (const auto shortfall = reserveShortfall(m_options, folderPath, chunk.size()))
+            stop(DownloadError(Kind::fileError, *shortfall, target));
+        else if (file.write(chunk) != chunk.size())
+            stop(DownloadError(Kind::fileError, file.errorString(), target));
     };
     QObject::connect(reply.get(), &QNetworkReply::readyRead, reply.get(), writeAvailable);
+    QTimer pace;
+    const auto checkPace = [&] {
+        if (receivedInWindow < m_options.minimumBytesPerWindow) {
+            stop(DownloadError(Kind::networkError, u"the server sent less than %1 in %2"_s.arg(
+                                                       DisplayText::dataSize(m_options.minimumBytesPerWindow),
+                                                       DisplayText::spanOfTime(m_options.window))));
+        }
+        receivedInWindow = 0;
+    };
+    QObject::connect(&pace, &QTimer::timeout, reply.get(), checkPace);
+    pace.start(m_options.window);
     // Qt reports the bytes received as the total at the end of a transfer of unknown length;
     // only a length the server announced makes a fraction.
     const auto reportProgress = [&onProgress, &reply](qint64 received, qint64 total) {
@@ -91,8 +151,8 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
     co_await qCoro(reply.get()).waitForFinished();
     writeAvailable();
 
-    if (writeFailure)
-        throw DownloadError(Kind::fileError, *writeFailure, target);
+    if (stopped)
+        throw *stopped;
     if (const auto failure = PodcastHttp::transportFailure(*reply))
         throw DownloadError(Kind::networkError, *failure);
     if (!file.commit())

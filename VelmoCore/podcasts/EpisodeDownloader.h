@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Episode.h"
+#include "platform/FileSystemSpace.h"
 
 #include <QCoro/QCoroTask>
 #include <QObject>
@@ -8,7 +9,9 @@
 #include <QUrl>
 #include <QUuid>
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 
 // Brings one episode's enclosure into a folder and names the file. It knows nothing of the
@@ -39,19 +42,34 @@ public:
         QString m_path;
     };
 
+    struct Options {
+        // A server that sends less than this in `window` is given up on: one that trickles a
+        // byte at a time never falls silent for long enough to time out.
+        qint64 minimumBytesPerWindow = 16 * 1024;
+        std::chrono::milliseconds window = std::chrono::minutes(1);
+        // A download never leaves its file system with less free than this, or than 5 % of the
+        // file system where that is less: an enclosure that never ends must not fill the disk.
+        qint64 reservedBytes = qint64(1) << 30;
+        // Asked before every write; FileSystemSpace::of when empty.
+        std::function<std::optional<FileSystemSpace>(const QString& path)> freeSpace;
+    };
+
     explicit EpisodeDownloader(QObject* parent = nullptr);
+    explicit EpisodeDownloader(Options options, QObject* parent = nullptr);
 
     // The one the library uses, made on first use.
     static EpisodeDownloader& shared();
 
     // Streams the enclosure to a temporary file in `folder` (created when missing) and puts it
     // in place only when complete, replacing an earlier download; returns the file's address.
-    // The HTTP status is not looked at. `onProgress` gets fractions in 0...1 on this object's
-    // thread, and only when the server gave the length. Throws DownloadError.
+    // A transfer that stops short, is too slow or would take the disk's reserve leaves nothing
+    // behind. The HTTP status is not looked at. `onProgress` gets fractions in 0...1 on this
+    // object's thread, and only when the server gave the length. Throws DownloadError.
     QCoro::Task<QUrl> download(Episode episode, QUrl folder, std::function<void(double)> onProgress);
 
     bool isDownloading(const QUuid& episodeID) const { return m_inFlight.contains(episodeID); }
 
 private:
+    Options m_options;
     QSet<QUuid> m_inFlight;
 };

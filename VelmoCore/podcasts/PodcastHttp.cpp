@@ -1,8 +1,12 @@
 #include "PodcastHttp.h"
 
+#include "library/DisplayText.h"
+
 #include <QCoro/QCoroNetworkReply>
+#include <QHash>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QTimer>
 
 #include <memory>
 
@@ -47,6 +51,39 @@ std::optional<QString> transportFailure(const QNetworkReply& reply)
     return reply.errorString();
 }
 
+void abortSoon(QNetworkReply* reply)
+{
+    QMetaObject::invokeMethod(
+        reply,
+        [reply] {
+            if (!reply->isFinished())
+                reply->abort();
+        },
+        Qt::QueuedConnection);
+}
+
+QString statusText(int status, const QString& serverPhrase)
+{
+    static const QHash<int, QString> words{
+        {400, u"bad request"_s},
+        {401, u"unauthorized"_s},
+        {403, u"forbidden"_s},
+        {404, u"not found"_s},
+        {405, u"method not allowed"_s},
+        {406, u"not acceptable"_s},
+        {408, u"request timeout"_s},
+        {410, u"gone"_s},
+        {429, u"too many requests"_s},
+        {451, u"unavailable for legal reasons"_s},
+        {500, u"internal server error"_s},
+        {501, u"not implemented"_s},
+        {502, u"bad gateway"_s},
+        {503, u"service unavailable"_s},
+        {504, u"gateway timeout"_s},
+    };
+    return words.value(status, serverPhrase.trimmed().toLower());
+}
+
 QString clause(const QString& cause)
 {
     QString text = cause.trimmed();
@@ -55,7 +92,7 @@ QString clause(const QString& cause)
     return text;
 }
 
-QCoro::Task<Body> get(QUrl url, QString userAgent, qint64 maximumBytes)
+QCoro::Task<Body> get(QUrl url, QString userAgent, qint64 maximumBytes, std::chrono::milliseconds deadline)
 {
     Body body;
     if (!isWebAddress(url)) {
@@ -74,12 +111,30 @@ QCoro::Task<Body> get(QUrl url, QString userAgent, qint64 maximumBytes)
     };
     QObject::connect(reply.get(), &QNetworkReply::metaDataChanged, reply.get(), checkSize);
     QObject::connect(reply.get(), &QNetworkReply::readyRead, reply.get(), checkSize);
+    bool late = false;
+    QTimer timer;
+    timer.setSingleShot(true);
+    QObject::connect(&timer, &QTimer::timeout, reply.get(), [&late, &reply] {
+        late = true;
+        abortSoon(reply.get());
+    });
+    timer.start(deadline);
     co_await qCoro(reply.get()).waitForFinished();
     if (body.tooLarge)
         co_return body;
+    if (late) {
+        body.failure = u"the server had not sent the whole answer after %1"_s.arg(DisplayText::spanOfTime(deadline));
+        co_return body;
+    }
     body.failure = transportFailure(*reply);
-    if (!body.failure)
-        body.data = reply->readAll();
+    if (body.failure)
+        co_return body;
+    body.data = reply->readAll();
+    if (const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute); status.isValid()) {
+        body.status = status.toInt();
+        body.statusText = statusText(*body.status,
+                                     reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString());
+    }
     co_return body;
 }
 

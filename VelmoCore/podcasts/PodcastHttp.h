@@ -6,6 +6,7 @@
 #include <QString>
 #include <QUrl>
 
+#include <chrono>
 #include <optional>
 
 class QNetworkReply;
@@ -26,17 +27,33 @@ QNetworkRequest request(const QUrl& url, const QString& userAgent = {});
 // off midway. An HTTP error status is not a failure here: the page is handed on as the body.
 std::optional<QString> transportFailure(const QNetworkReply& reply);
 
+// Aborts the reply from the event loop rather than at once: an abort finishes the reply, and
+// the coroutine waiting for it must not resume inside a signal of a timer or of the reply.
+void abortSoon(QNetworkReply* reply);
+
+// The standard words for an HTTP status, lower-case ("not found"); the server's own reason
+// phrase for a status outside the table, and nothing when it gave none.
+QString statusText(int status, const QString& serverPhrase = {});
+
 // A cause as a clause of a sentence of ours: Qt's texts end with a full stop of their own.
 QString clause(const QString& cause);
 
 struct Body {
     QByteArray data;
-    std::optional<QString> failure; // transportFailure, or the refusal of a non-web address
+    std::optional<QString> failure; // transportFailure, the deadline, or the refusal of a non-web address
     bool tooLarge = false;          // the answer ran past the limit and was abandoned
+    std::optional<int> status;      // the HTTP status, when the server answered
+    QString statusText;             // its words, see statusText()
 };
 
+// Long enough for any answer that is coming at all; a server that trickles a byte at a time
+// never runs into the minute of silence.
+inline constexpr std::chrono::milliseconds answerDeadline = std::chrono::minutes(2);
+
 // The whole answer in memory, abandoned as soon as it announces or reaches more than
-// `maximumBytes`: a document that never ends costs a bounded amount.
-QCoro::Task<Body> get(QUrl url, QString userAgent, qint64 maximumBytes);
+// `maximumBytes`, or when it has not all arrived by `deadline`: a document that never ends
+// costs a bounded amount of memory and time.
+QCoro::Task<Body> get(QUrl url, QString userAgent, qint64 maximumBytes,
+                      std::chrono::milliseconds deadline = answerDeadline);
 
 } // namespace PodcastHttp

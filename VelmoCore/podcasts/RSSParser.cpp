@@ -1,9 +1,12 @@
 #include "RSSParser.h"
 
 #include "PodcastHttp.h"
+#include "library/DisplayText.h"
 #include "metadata/ServiceSettings.h"
 
 #include <QCoro/QCoroFuture>
+#include <QFile>
+#include <QFileInfo>
 #include <QVarLengthArray>
 #include <QXmlStreamReader>
 #include <QtConcurrent/QtConcurrentRun>
@@ -23,6 +26,13 @@ ParseError::ParseError(Kind kind, const QString& detail)
 {
 }
 
+ParseError ParseError::httpError(int status, const QString& statusText)
+{
+    ParseError error(Kind::httpError, statusText);
+    error.m_httpStatus = status;
+    return error;
+}
+
 QString ParseError::message() const
 {
     switch (m_kind) {
@@ -31,7 +41,8 @@ QString ParseError::message() const
         return m_detail.isEmpty() ? u"This is not a podcast feed that can be read."_s
                                   : u"This is not a podcast feed that can be read: %1."_s.arg(m_detail);
     case Kind::noEnclosures: return u"The feed has no episodes."_s;
-    case Kind::tooLarge: return u"The feed is larger than 64 MiB, so it was not read."_s;
+    case Kind::tooLarge: return u"The feed is larger than %1, so it was not read."_s.arg(m_detail);
+    case Kind::httpError: return u"The server has no feed at this address."_s;
     }
     Q_UNREACHABLE();
 }
@@ -61,6 +72,7 @@ public:
     {
         QXmlStreamReader reader(document);
         reader.setNamespaceProcessing(false);
+        int depth = 0;
         while (!reader.atEnd()) {
             switch (reader.readNext()) {
             case QXmlStreamReader::DTD:
@@ -69,10 +81,21 @@ public:
                 if (!reader.entityDeclarations().isEmpty() || reader.text().contains("<!ENTITY"_L1))
                     throw ParseError(ParseError::Kind::invalidFeed, u"it declares entities of its own"_s);
                 break;
-            case QXmlStreamReader::StartElement: startElement(reader); break;
+            case QXmlStreamReader::StartElement:
+                // The reader keeps every open element; unbounded, a few megabytes of unclosed
+                // elements would take gigabytes.
+                if (++depth > maximumElementDepth) {
+                    throw ParseError(ParseError::Kind::invalidFeed,
+                                     u"its elements are nested more than %1 deep"_s.arg(maximumElementDepth));
+                }
+                startElement(reader);
+                break;
             // CDATA arrives here too, so titles and descriptions written as CDATA are kept.
             case QXmlStreamReader::Characters: m_currentText += reader.text(); break;
-            case QXmlStreamReader::EndElement: endElement(reader.qualifiedName()); break;
+            case QXmlStreamReader::EndElement:
+                --depth;
+                endElement(reader.qualifiedName());
+                break;
             default: break;
             }
         }
@@ -311,14 +334,34 @@ Feed parse(const QByteArray& document, const QUuid& podcastID, const QUrl& feedU
     return FeedReader(podcastID, feedURL).read(document);
 }
 
-QCoro::Task<Feed> fetch(QUuid podcastID, QUrl url)
+Feed parseFile(const QString& path, const QUuid& podcastID, qint64 maximumBytes)
+{
+    using Kind = ParseError::Kind;
+    const QFileInfo info(path);
+    // A device or a pipe may never end, or never begin: opening a pipe with no writer waits
+    // for ever.
+    if (info.exists() && !info.isFile())
+        throw ParseError(Kind::networkError, u"“%1” is not a regular file"_s.arg(path));
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw ParseError(Kind::networkError, u"“%1” cannot be read: %2"_s.arg(path, file.errorString()));
+    // The size a file claims is not trusted: files under /proc claim none.
+    const QByteArray document = file.read(maximumBytes + 1);
+    if (document.size() > maximumBytes)
+        throw ParseError(Kind::tooLarge, DisplayText::dataSize(maximumBytes));
+    return parse(document, podcastID, QUrl::fromLocalFile(info.absoluteFilePath()));
+}
+
+QCoro::Task<Feed> fetch(QUuid podcastID, QUrl url, FetchLimits limits)
 {
     const PodcastHttp::Body body =
-        co_await PodcastHttp::get(url, ServiceSettings::load().userAgent(), maximumFeedBytes);
+        co_await PodcastHttp::get(url, ServiceSettings::load().userAgent(), limits.maximumBytes, limits.deadline);
     if (body.tooLarge)
-        throw ParseError(ParseError::Kind::tooLarge);
+        throw ParseError(ParseError::Kind::tooLarge, DisplayText::dataSize(limits.maximumBytes));
     if (body.failure)
         throw ParseError(ParseError::Kind::networkError, *body.failure);
+    if (body.status && *body.status >= 400)
+        throw ParseError::httpError(*body.status, body.statusText);
 
     // A large feed takes a while to read; the main thread goes on meanwhile. Exceptions do not
     // cross the thread as themselves, so the error comes back as a value.

@@ -53,6 +53,12 @@ TEST_F(VelmoFilesTest, TagsReadGivesTheMetadataFieldsAndSaysWhyAFileGaveNothing)
     const VelmoResult text = velmo({u"tags"_s, u"read"_s, good});
     EXPECT_EQ(text.status, 0);
     EXPECT_TRUE(text.out.contains(u"picture:"_s)) << qPrintable(text.out);
+
+    QFile zeros(stores.folder() + u"/zeros.mp3"_s);
+    ASSERT_TRUE(zeros.open(QIODevice::WriteOnly) && zeros.resize(qint64(1) << 30));
+    const VelmoResult junk = velmo({u"tags"_s, u"read"_s, zeros.fileName()});
+    EXPECT_EQ(junk.status, 1);
+    EXPECT_EQ(junk.err, zeros.fileName() + u": not an audio file: its first 64 KiB hold no MP3 audio\n"_s);
 }
 
 TEST_F(VelmoFilesTest, ImportPlansThenImportsTheNewFiles)

@@ -70,6 +70,20 @@ TEST_F(MetadataCommandTest, FetchMissingArtworkShowsEachAlbumAndTheCount)
         << "the covers found were kept";
 }
 
+TEST_F(MetadataCommandTest, FetchMissingArtworkOfflineSaysTheServicesCouldNotBeReached)
+{
+    seed({{u"Offline"_s, u"Album"_s, 1}});
+    FakeServices::configure(FakeServices::vacantAddress(), FakeServices::vacantAddress(), FakeServices::vacantAddress());
+    const VelmoResult result = velmo({u"artwork"_s, u"fetch-missing"_s});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, u"Found artwork for 0 of 1 tracks.\n"_s);
+    EXPECT_TRUE(result.err.contains(u"  [1/1] Offline — Album: the services could not be reached\n"_s))
+        << qPrintable(result.err);
+    EXPECT_TRUE(result.err.contains(u"The artwork services could not be reached (Connection refused), so 1 album "
+                                    u"could not be looked up.\n"_s))
+        << qPrintable(result.err);
+}
+
 TEST_F(MetadataCommandTest, AlbumRefetchListsReleasesThenAppliesTheChosenOne)
 {
     seed({{u"Old"_s, u"Careless"_s, 2}, {u"Old"_s, u"Careless"_s, 1}});

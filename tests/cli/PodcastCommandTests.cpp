@@ -16,6 +16,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -88,6 +90,27 @@ TEST_F(VelmoPodcasts, FeedParseSaysWhyAFeedCannotBeRead)
     const Result missing = velmo({u"feed"_s, u"parse"_s, stores.path(u"nothing.xml"_s)});
     EXPECT_EQ(missing.status, 1);
     EXPECT_TRUE(missing.err.contains(u"cannot be read"_s)) << missing.err.toStdString();
+}
+
+TEST_F(VelmoPodcasts, FeedParseReadsNoDeviceOrPipeAndNamesTheStatusOfAnErrorPage)
+{
+    const QString pipe = stores.path(u"pipe.xml"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    for (const QString& source : {u"/dev/zero"_s, u"/dev/urandom"_s, pipe}) {
+        const Result refused = velmo({u"feed"_s, u"parse"_s, source});
+        EXPECT_EQ(refused.status, 1) << source.toStdString();
+        EXPECT_EQ(refused.err, u"The feed could not be loaded: “%1” is not a regular file.\n"_s.arg(source));
+    }
+
+    server.route(u"/gone.xml"_s, FakeResponse::withStatus(404, "<html><body>Not here</body></html>"));
+    const Result missing = velmo({u"feed"_s, u"parse"_s, server.url(u"/gone.xml"_s).toString()});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.err, u"The feed could not be loaded: the server answered 404: not found.\n"_s);
+
+    initLibrary();
+    const Result added = velmo({u"podcast"_s, u"add"_s, server.url(u"/gone.xml"_s).toString()});
+    EXPECT_EQ(added.status, 1);
+    EXPECT_EQ(added.err, missing.err);
 }
 
 TEST_F(VelmoPodcasts, SubscribeListDownloadAndRefresh)

@@ -38,3 +38,16 @@ TEST(DisplayText, TrackNumbersShowTheirDiscOnlyInListsOfSeveralDiscs)
     EXPECT_EQ(DisplayText::counted(1, u"track"_s), u"1 track"_s);
     EXPECT_EQ(DisplayText::counted(0, u"file"_s), u"0 files"_s);
 }
+
+TEST(DisplayText, SpansOfTimeAndSizesReadAsASentenceWouldSayThem)
+{
+    using namespace std::chrono_literals;
+    EXPECT_EQ(DisplayText::spanOfTime(1min), u"a minute"_s);
+    EXPECT_EQ(DisplayText::spanOfTime(2min), u"2 minutes"_s);
+    EXPECT_EQ(DisplayText::spanOfTime(90s), u"90 seconds"_s);
+    EXPECT_EQ(DisplayText::spanOfTime(1s), u"a second"_s);
+    EXPECT_EQ(DisplayText::spanOfTime(250ms), u"250 ms"_s);
+    EXPECT_EQ(DisplayText::dataSize(16 * 1024), u"16 KiB"_s);
+    EXPECT_EQ(DisplayText::dataSize(qint64(1) << 30), u"1 GiB"_s);
+    EXPECT_EQ(DisplayText::dataSize(8 * 1024 * 1024 / 20), u"409.6 KiB"_s);
+}

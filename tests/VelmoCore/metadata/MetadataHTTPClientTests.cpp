@@ -243,6 +243,39 @@ TEST_F(MetadataHTTPClientTest, AnUnreachableServiceIsANetworkErrorInWords)
     EXPECT_EQ(clock->sleeps(), (Durations{1000ms, 2000ms})) << "a refused connection is worth two more tries";
 }
 
+TEST_F(MetadataHTTPClientTest, AServerThatTricklesIsGivenUpAtTheDeadlineWithoutRetrying)
+{
+    MetadataHTTPClient patient({.clock = clock, .requestTimeout = 5s, .answerDeadline = 400ms});
+    // A byte every 20 ms never lets the inactivity timer run out, and would take 4 s in all.
+    services.coverArt.route(u"/trickle"_s, FakeResponse::slow(QByteArray(200, 't'), 1, 20ms));
+    services.coverArt.route(u"/quick"_s, FakeResponse::ok("in time"));
+
+    const HTTPError error = awaitFailure<HTTPError>(patient.get(coverArt(u"/trickle"_s)));
+    EXPECT_EQ(error.kind(), HTTPError::Kind::tooSlow);
+    EXPECT_EQ(error.message(), u"The service had not sent its whole answer after 400 ms, so the request was given up."_s);
+    EXPECT_EQ(services.coverArt.requestCount(u"/trickle"_s), 1);
+    EXPECT_TRUE(clock->sleeps().isEmpty()) << "a server that trickles would do so again";
+    EXPECT_EQ(BlockingWait::wait(patient.get(coverArt(u"/quick"_s))), "in time");
+}
+
+TEST_F(MetadataHTTPClientTest, OnlyACallThatReachedNoServiceIsReportedUnreachable)
+{
+    QStringList reported;
+    QObject::connect(&client, &MetadataHTTPClient::unreachable, [&reported](const QString& reason) {
+        reported.append(reason);
+    });
+    services.coverArt.route(u"/missing"_s, FakeResponse::withStatus(404));
+    services.coverArt.route(u"/broken"_s, FakeResponse::withStatus(500));
+    awaitFailure<HTTPError>(client.get(coverArt(u"/missing"_s)));
+    awaitFailure<HTTPError>(client.get(coverArt(u"/broken"_s)));
+    EXPECT_TRUE(reported.isEmpty()) << "the service answered";
+
+    QUrl vacant = FakeServices::vacantAddress();
+    vacant.setPath(u"/x"_s);
+    const HTTPError error = awaitFailure<HTTPError>(client.get(vacant));
+    EXPECT_EQ(reported, QStringList{error.message()}) << "once per call, after its retries";
+}
+
 TEST_F(MetadataHTTPClientTest, AnAnswerOverTheLimitIsRefusedWithoutRetrying)
 {
     MetadataHTTPClient frugal({.clock = clock, .maximumBodySize = 1024});

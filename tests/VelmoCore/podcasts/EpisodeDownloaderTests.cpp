@@ -6,8 +6,14 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QScopeGuard>
 
 #include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/mount.h>
 
 using namespace Qt::StringLiterals;
 using DownloadError = EpisodeDownloader::DownloadError;
@@ -49,6 +55,20 @@ protected:
         }
         ADD_FAILURE() << "the download succeeded";
         return DownloadError::Kind::noLocalFile;
+    }
+
+    // The error with which a downloader of these options ends the download.
+    DownloadError failureWith(const EpisodeDownloader::Options& options, const Episode& episode)
+    {
+        EpisodeDownloader limited(options);
+        try {
+            BlockingWait::wait(limited.download(episode, QUrl::fromLocalFile(folder()), {}));
+        } catch (const DownloadError& error) {
+            EXPECT_FALSE(limited.isDownloading(episode.id));
+            return error;
+        }
+        ADD_FAILURE() << "the download succeeded";
+        return DownloadError(DownloadError::Kind::noLocalFile);
     }
 
     QString folder() const { return stores.folder() + u"/Music/Podcasts/Show"_s; }
@@ -218,4 +238,110 @@ TEST_F(EpisodeDownload, AFolderThatCannotBeMadeIsAFileError)
     EXPECT_EQ(failureOf(episode), DownloadError::Kind::fileError);
     EXPECT_EQ(server.requestCount(u"/e.mp3"_s), 0) << "no transfer was started";
     EXPECT_FALSE(downloader.isDownloading(episode.id));
+}
+
+TEST_F(EpisodeDownload, AServerThatTricklesIsGivenUpWhenAWindowBringsTooLittle)
+{
+    using namespace std::chrono_literals;
+    const EpisodeDownloader::Options strict{.minimumBytesPerWindow = 16 * 1024, .window = 200ms};
+    // 50 bytes every 10 ms: never silent, but a kilobyte in each window, and 6 s in all.
+    server.route(u"/trickle.mp3"_s, FakeResponse::slow(audio(30'000), 50, 10ms));
+    server.route(u"/brisk.mp3"_s, FakeResponse::slow(audio(200'000), 20'000, 10ms));
+
+    const DownloadError error = failureWith(strict, episodeAt(server.url(u"/trickle.mp3"_s)));
+    EXPECT_EQ(error.kind(), DownloadError::Kind::networkError);
+    EXPECT_EQ(error.message(), u"The episode could not be downloaded: the server sent less than 16 KiB in 200 ms."_s);
+    EXPECT_TRUE(filesInFolder().isEmpty()) << "no partial file";
+
+    EpisodeDownloader brisk(strict);
+    const QUrl file = BlockingWait::wait(brisk.download(episodeAt(server.url(u"/brisk.mp3"_s), u"Brisk"_s),
+                                                        QUrl::fromLocalFile(folder()), {}));
+    EXPECT_EQ(QFileInfo(file.toLocalFile()).size(), 200'000);
+}
+
+namespace {
+
+// Bytes in the files this process has open in `folder`: a download's temporary file has no
+// name there until it is complete.
+qint64 bytesOpenIn(const QString& folder)
+{
+    qint64 bytes = 0;
+    const QDir descriptors(u"/proc/self/fd"_s);
+    for (const QFileInfo& descriptor : descriptors.entryInfoList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)) {
+        if (descriptor.symLinkTarget().startsWith(folder + u'/'))
+            bytes += descriptor.size();
+    }
+    return bytes;
+}
+
+// A file system of `total` bytes with `free` of them unused before the download. Should the
+// count go wrong, it reports the disk full after a while rather than let the test fill it.
+std::function<std::optional<FileSystemSpace>(const QString&)> fakeDisk(qint64 total, qint64 free)
+{
+    auto calls = std::make_shared<int>(0);
+    return [total, free, calls](const QString& folder) {
+        if (++*calls > 10'000)
+            return FileSystemSpace{0, total};
+        return FileSystemSpace{free - bytesOpenIn(folder), total};
+    };
+}
+
+} // namespace
+
+TEST_F(EpisodeDownload, AnEnclosureThatNeverEndsStopsAtTheDisksReserve)
+{
+    constexpr qint64 mebibyte = 1024 * 1024;
+    FakeResponse endless = FakeResponse::ok(audio(64 * 1024));
+    endless.endless = true;
+    server.route(u"/endless.mp3"_s, endless);
+    const Episode episode = episodeAt(server.url(u"/endless.mp3"_s));
+
+    // 5 % of 100 MiB is less than the reserve of 1 GiB.
+    const DownloadError small = failureWith({.freeSpace = fakeDisk(100 * mebibyte, 8 * mebibyte)}, episode);
+    EXPECT_EQ(small.kind(), DownloadError::Kind::fileError);
+    EXPECT_EQ(small.message(), u"The episode could not be saved as “%1/Episode One.mp3”: it would leave less than 5 MiB "
+                               u"free on its disk."_s.arg(folder()));
+    EXPECT_TRUE(filesInFolder().isEmpty()) << "the partial file is removed";
+
+    const DownloadError large =
+        failureWith({.freeSpace = fakeDisk(qint64(1) << 40, (qint64(1) << 30) + 3 * mebibyte)}, episode);
+    EXPECT_TRUE(large.message().endsWith(u"it would leave less than 1 GiB free on its disk."_s))
+        << large.message().toStdString();
+    EXPECT_TRUE(filesInFolder().isEmpty());
+
+    // A length that does not fit is refused before a byte is written.
+    FakeResponse announced = FakeResponse::slow(audio(64 * 1024), 1024, std::chrono::milliseconds(100));
+    announced.sendContentLength = false;
+    announced.headers.append({"Content-Length", QByteArray::number(4 * mebibyte)});
+    server.route(u"/announced.mp3"_s, announced);
+    const DownloadError refused = failureWith({.freeSpace = fakeDisk(100 * mebibyte, 8 * mebibyte)},
+                                              episodeAt(server.url(u"/announced.mp3"_s)));
+    EXPECT_EQ(refused.kind(), DownloadError::Kind::fileError) << refused.message().toStdString();
+    EXPECT_TRUE(filesInFolder().isEmpty());
+}
+
+TEST_F(EpisodeDownload, OnASmallDiskAnEndlessEnclosureLeavesItsShareFree)
+{
+    const QString disk = stores.path(u"small disk"_s);
+    ASSERT_TRUE(QDir().mkpath(disk));
+    if (::mount("tmpfs", QFile::encodeName(disk).constData(), "tmpfs", 0, "size=4m") != 0)
+        GTEST_SKIP() << "a 4 MiB tmpfs cannot be mounted here (" << std::strerror(errno) << "); CI runs as root";
+    const auto unmount = qScopeGuard([&disk] { ::umount2(QFile::encodeName(disk).constData(), MNT_DETACH); });
+
+    FakeResponse endless = FakeResponse::ok(audio(64 * 1024));
+    endless.endless = true;
+    server.route(u"/endless.mp3"_s, endless);
+    try {
+        BlockingWait::wait(downloader.download(episodeAt(server.url(u"/endless.mp3"_s)),
+                                               QUrl::fromLocalFile(disk + u"/Podcasts/Show"_s), {}));
+        ADD_FAILURE() << "the download succeeded";
+    } catch (const DownloadError& error) {
+        EXPECT_EQ(error.kind(), DownloadError::Kind::fileError);
+        EXPECT_TRUE(error.message().endsWith(u"it would leave less than 204.8 KiB free on its disk."_s))
+            << error.message().toStdString();
+    }
+    EXPECT_TRUE(QDir(disk + u"/Podcasts/Show"_s).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    const auto space = FileSystemSpace::of(disk);
+    ASSERT_TRUE(space.has_value());
+    EXPECT_GT(space->available, space->total * 9 / 10) << "the partial file is gone";
 }

@@ -61,18 +61,40 @@ TEST_F(FeedFetch, SendsTheUserAgentWithTheContactAndParses)
     EXPECT_EQ(server.requests()[0].header("User-Agent"), "Velmo/1.0 (podcasts@example.org)");
 }
 
-TEST_F(FeedFetch, TheStatusIsNotLookedAtOnlyTheBody)
+TEST_F(FeedFetch, AnErrorStatusSaysTheServerHasNoFeedThereWhateverTheBody)
 {
     server.route(u"/gone"_s, FakeResponse::withStatus(404, "<html><body><h1>Not Found</h1></body></html>"));
-    EXPECT_EQ(failureOf(server.url(u"/gone"_s)), ParseError::Kind::invalidFeed);
+    try {
+        fetch(server.url(u"/gone"_s));
+        ADD_FAILURE() << "the fetch succeeded";
+    } catch (const ParseError& error) {
+        EXPECT_EQ(error.kind(), ParseError::Kind::httpError);
+        EXPECT_EQ(error.httpStatus(), 404);
+        EXPECT_EQ(error.detail(), u"not found"_s);
+        EXPECT_EQ(error.message(), u"The server has no feed at this address."_s) << "the screens get no number";
+    }
     server.route(u"/odd"_s, FakeResponse::withStatus(500, feed));
-    EXPECT_EQ(fetch(server.url(u"/odd"_s)).podcast.title, u"Fetched"_s);
+    EXPECT_EQ(failureOf(server.url(u"/odd"_s)), ParseError::Kind::httpError) << "even a feed in an error page";
 
     server.route(u"/moved"_s, FakeResponse::redirect(server.url(u"/feed.xml"_s), 301));
     server.route(u"/feed.xml"_s, FakeResponse::ok(feed));
     const RSSParser::Feed redirected = fetch(server.url(u"/moved"_s));
     EXPECT_EQ(redirected.podcast.feedURL, server.url(u"/moved"_s)) << "the address asked for stays";
     EXPECT_EQ(redirected.episodes.size(), 1);
+}
+
+TEST_F(FeedFetch, AServerThatTricklesIsGivenUpAtTheDeadline)
+{
+    // A byte every 20 ms never lets the minute of silence run out.
+    server.route(u"/trickle"_s, FakeResponse::slow(feed, 1, std::chrono::milliseconds(20)));
+    try {
+        BlockingWait::wait(RSSParser::fetch(id, server.url(u"/trickle"_s), {.deadline = std::chrono::milliseconds(300)}));
+        ADD_FAILURE() << "the fetch succeeded";
+    } catch (const ParseError& error) {
+        EXPECT_EQ(error.kind(), ParseError::Kind::networkError);
+        EXPECT_EQ(error.message(), u"The feed could not be loaded: the server had not sent the whole answer after "
+                                   u"300 ms."_s);
+    }
 }
 
 TEST_F(FeedFetch, TransportFailuresAreNetworkErrors)

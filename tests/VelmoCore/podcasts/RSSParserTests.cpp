@@ -3,8 +3,13 @@
 #include "support/TestEnvironment.h"
 
 #include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 using RSSParser::ParseError;
@@ -288,3 +293,63 @@ TEST(RSSParser, DeclaredEntitiesAreNeverExpanded)
     EXPECT_EQ(netscape.podcast.title, u"Old & fine"_s);
 }
 
+
+TEST(RSSParser, ElementsNestedPastTheLimitAreRefusedNotFollowed)
+{
+    // The channel and rss elements take two levels; the rest is an image's nesting.
+    const auto nested = [](int levels, bool closed) -> QByteArray {
+        QByteArray inner = QByteArray("<x>").repeated(levels);
+        if (closed)
+            inner += QByteArray("</x>").repeated(levels);
+        return "<rss><channel><title>Deep</title>" + inner + (closed ? "</channel></rss>" : QByteArray());
+    };
+    EXPECT_EQ(parse(nested(RSSParser::maximumElementDepth - 2, true)).podcast.title, u"Deep"_s);
+    EXPECT_EQ(failureOf(nested(RSSParser::maximumElementDepth - 1, true)), ParseError::Kind::invalidFeed);
+
+    // Millions of unclosed elements: refused at the limit rather than each one remembered.
+    try {
+        parse(nested(3'000'000, false));
+        ADD_FAILURE() << "the document was accepted";
+    } catch (const ParseError& error) {
+        EXPECT_EQ(error.kind(), ParseError::Kind::invalidFeed);
+        EXPECT_EQ(error.message(), u"This is not a podcast feed that can be read: its elements are nested more than "
+                                   u"256 deep."_s);
+    }
+}
+
+TEST(RSSParser, AFeedFileIsReadOnlyWhenRegularAndNeverPastTheLimit)
+{
+    QTemporaryDir folder;
+    const auto failure = [](const QString& path, qint64 limit = RSSParser::maximumFeedBytes) {
+        try {
+            RSSParser::parseFile(path, podcastID, limit);
+        } catch (const ParseError& error) {
+            return std::pair(error.kind(), error.message());
+        }
+        ADD_FAILURE() << "read " << path.toStdString();
+        return std::pair(ParseError::Kind::noEnclosures, QString());
+    };
+    const QString feed = folder.filePath(u"feed.xml"_s);
+    writeFile(feed, channel(u"<title>On disk</title>"_s));
+    const RSSParser::Feed read = RSSParser::parseFile(feed, podcastID);
+    EXPECT_EQ(read.podcast.title, u"On disk"_s);
+    EXPECT_EQ(read.podcast.feedURL, QUrl::fromLocalFile(feed));
+
+    // Devices that never end and a pipe that never begins are not read at all.
+    const QString pipe = folder.filePath(u"pipe.xml"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    const QString link = folder.filePath(u"link.xml"_s);
+    ASSERT_TRUE(QFile::link(u"/dev/zero"_s, link));
+    for (const QString& path : {u"/dev/zero"_s, u"/dev/urandom"_s, pipe, link, folder.path()}) {
+        const auto [kind, message] = failure(path);
+        EXPECT_EQ(kind, ParseError::Kind::networkError) << path.toStdString();
+        EXPECT_TRUE(message.endsWith(u"is not a regular file."_s)) << message.toStdString();
+    }
+    EXPECT_EQ(failure(folder.filePath(u"missing.xml"_s)).first, ParseError::Kind::networkError);
+
+    // The size a file claims is not what stops the reading: /proc claims none.
+    EXPECT_EQ(failure(feed, 16), std::pair(ParseError::Kind::tooLarge,
+                                           u"The feed is larger than 16 bytes, so it was not read."_s));
+    EXPECT_EQ(QFileInfo(u"/proc/self/maps"_s).size(), 0);
+    EXPECT_EQ(failure(u"/proc/self/maps"_s, 64).first, ParseError::Kind::tooLarge);
+}
