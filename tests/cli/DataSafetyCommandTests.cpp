@@ -120,7 +120,7 @@ TEST_F(VelmoSafetyTest, ImportAndTagsSayWhyAFileOrFolderCouldNotBeUsed)
     writeFile(incoming() + u"/broken.flac"_s, "not audio at all");
     const VelmoResult unreadable = velmo({u"import"_s, incoming()});
     EXPECT_EQ(unreadable.status, 1);
-    EXPECT_TRUE(unreadable.err.contains(u"not read: %1/broken.flac: the file cannot be read as audio"_s.arg(incoming())))
+    EXPECT_TRUE(unreadable.err.contains(u"not read: %1/broken.flac: not an audio file"_s.arg(incoming())))
         << qPrintable(unreadable.err);
     EXPECT_TRUE(unreadable.err.contains(u"None of the 1 audio file in the folder could be read"_s))
         << qPrintable(unreadable.err);
