@@ -116,3 +116,21 @@ TEST_F(VelmoTest, TheExecutableReportsItsExitStatus)
     ASSERT_TRUE(process.waitForFinished(30000));
     EXPECT_EQ(process.exitCode(), 2);
 }
+
+TEST_F(VelmoTest, SettingsAreListedReadAndSetWithTheirTypesChecked)
+{
+    const VelmoResult listed = velmo({u"settings"_s, u"list"_s});
+    EXPECT_TRUE(listed.out.contains(u"defaultBitrate"_s) && listed.out.contains(u"one of 128, 192, 256, 320; default 320"_s))
+        << qPrintable(listed.out);
+    EXPECT_EQ(velmo({u"settings"_s, u"get"_s, u"ripStrategy"_s}).out, u"direct\n"_s);
+    EXPECT_EQ(velmo({u"settings"_s, u"set"_s, u"ripStrategy"_s, u"paranoia"_s}).status, 0);
+    EXPECT_EQ(Settings::value(Settings::ripStrategy), RipStrategyKind::paranoia);
+
+    const VelmoResult wrong = velmo({u"settings"_s, u"set"_s, u"defaultBitrate"_s, u"loud"_s});
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_EQ(wrong.err.trimmed(), u"defaultBitrate takes one of 128, 192, 256, 320, not “loud”."_s);
+    EXPECT_EQ(velmo({u"settings"_s, u"set"_s, u"copyImportedFiles"_s, u"yes"_s}).status, 1);
+    EXPECT_EQ(velmo({u"settings"_s, u"set"_s, u"libraryRootPath"_s, u"/x"_s}).status, 1);
+    EXPECT_EQ(velmo({u"settings"_s, u"get"_s, u"volume"_s}).status, 2);
+    EXPECT_EQ(Settings::value(Settings::defaultBitrate), 320);
+}
