@@ -12,7 +12,7 @@ packages=(
     libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
     libcdio-paranoia-dev libcdio-dev libudev-dev
     # tests and benchmarks
-    libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth
+    libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )
