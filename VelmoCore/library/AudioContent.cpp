@@ -116,8 +116,10 @@ bool startsLikeAudio(const QString& path)
     if (!file.open(QIODevice::ReadOnly))
         return false;
     const QByteArray start = file.read(12);
-    if (extension == "ogg"_L1)
+    if (extension == "ogg"_L1 || extension == "opus"_L1)
         return start.startsWith("OggS");
+    if (extension == "aiff"_L1 || extension == "aif"_L1)
+        return start.startsWith("FORM") && (start.mid(8, 4) == "AIFF" || start.mid(8, 4) == "AIFC");
     if (extension == "wav"_L1)
         return isRiffWave(start);
     if (extension == "m4a"_L1)

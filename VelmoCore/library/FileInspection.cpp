@@ -42,7 +42,7 @@ QString unreadableReason(const QString& path)
     if (kind != Kind::regularFile)
         return describe(kind);
     if (!isAudioFilePath(path))
-        return u"not an audio file: the extension is not one of flac, mp3, aac, m4a, ogg, wav"_s;
+        return u"not an audio file: the extension is not one of flac, mp3, aac, m4a, ogg, opus, wav, aiff, aif"_s;
     if (!AudioContent::startsLikeAudio(path)) {
         const auto format = audioFormatFromURL(QUrl::fromLocalFile(path));
         return u"not an audio file: its first %1 hold no %2 audio"_s.arg(DisplayText::dataSize(AudioContent::searchWindow),

@@ -4,6 +4,7 @@
 
 #include <QFile>
 
+#include <taglib/aifffile.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mp4tag.h>
@@ -104,5 +105,7 @@ bool TagFile::save()
     }
     if (auto* wav = dynamic_cast<TagLib::RIFF::WAV::File*>(m_ref.file()))
         return wav->save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers, versionOf(wav->ID3v2Tag()));
+    if (auto* aiff = dynamic_cast<TagLib::RIFF::AIFF::File*>(m_ref.file()))
+        return aiff->save(versionOf(aiff->hasID3v2Tag() ? aiff->tag() : nullptr));
     return m_ref.save();
 }

@@ -2,6 +2,7 @@
 
 #include "TagProperties.h"
 
+#include <taglib/aifffile.h>
 #include <taglib/attachedpictureframe.h>
 #include <taglib/flacfile.h>
 #include <taglib/flacpicture.h>
@@ -99,6 +100,8 @@ std::optional<QByteArray> front(TagLib::File& file)
         return mpeg->hasID3v2Tag() ? frontOf(mpeg->ID3v2Tag()) : std::nullopt;
     if (auto* wav = dynamic_cast<TagLib::RIFF::WAV::File*>(&file))
         return wav->hasID3v2Tag() ? frontOf(wav->ID3v2Tag()) : std::nullopt;
+    if (auto* aiff = dynamic_cast<TagLib::RIFF::AIFF::File*>(&file))
+        return aiff->hasID3v2Tag() ? frontOf(aiff->tag()) : std::nullopt;
     if (auto* mp4 = dynamic_cast<TagLib::MP4::File*>(&file)) {
         if (!mp4->tag() || !mp4->tag()->contains("covr"))
             return std::nullopt;
@@ -123,6 +126,10 @@ bool replaceAll(TagLib::File& file, const QByteArray& data, const QString& mimeT
     }
     if (auto* wav = dynamic_cast<TagLib::RIFF::WAV::File*>(&file)) {
         replaceAll(wav->ID3v2Tag(), data, mimeType);
+        return true;
+    }
+    if (auto* aiff = dynamic_cast<TagLib::RIFF::AIFF::File*>(&file)) {
+        replaceAll(aiff->tag(), data, mimeType);
         return true;
     }
     if (auto* mp4 = dynamic_cast<TagLib::MP4::File*>(&file)) {
@@ -160,6 +167,10 @@ bool removeAll(TagLib::File& file)
     if (auto* wav = dynamic_cast<TagLib::RIFF::WAV::File*>(&file)) {
         if (wav->hasID3v2Tag())
             wav->ID3v2Tag()->removeFrames("APIC");
+        return true;
+    }
+    if (auto* aiff = dynamic_cast<TagLib::RIFF::AIFF::File*>(&file)) {
+        aiff->tag()->removeFrames("APIC");
         return true;
     }
     if (auto* mp4 = dynamic_cast<TagLib::MP4::File*>(&file)) {

@@ -10,7 +10,7 @@ class File;
 }
 
 // The front picture of each container TagLib can hold one in: FLAC picture blocks, ID3v2
-// APIC frames (MP3, and WAV's ID3 chunk), MP4 `covr` atoms, and Xiph
+// APIC frames (MP3, and the ID3 chunk of WAV and AIFF), MP4 `covr` atoms, and Xiph
 // METADATA_BLOCK_PICTURE comments (Ogg Vorbis, Opus, Ogg FLAC). TagLib has no common
 // picture interface in this version, so this is the one place that looks at a file's type.
 namespace TagPictures {

@@ -1,4 +1,5 @@
 #include "VelmoTest.h"
+#include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "library/LibraryStores.h"
 #include "library/TagReader.h"
@@ -109,4 +110,30 @@ TEST_F(VelmoFilesTest, ScanReportsInTheStoreFormAndOrganizeSaysWhatMoved)
     EXPECT_TRUE(removal.out.contains(u"Removals applied."_s)) << qPrintable(removal.out);
     EXPECT_EQ(stored().size(), 1);
     EXPECT_EQ(velmo({u"library"_s, u"scan"_s}).out.trimmed(), u"Library is in sync."_s);
+}
+
+TEST_F(VelmoFilesTest, OpusAndAiffFilesAreImportedWithTheirTagsAndOurId)
+{
+    AudioFixtures::copySample(u"mutagen/example.opus"_s, incoming() + u"/talk.opus"_s);
+    AudioFixtures::writeSilentAiff(incoming() + u"/long.aiff"_s, 1.0);
+    AudioFixtures::writeSilentAiff(incoming() + u"/short.aif"_s, 0.5);
+    const VelmoResult imported = velmo({u"import"_s, incoming(), u"--copy"_s});
+    ASSERT_EQ(imported.status, 0) << qPrintable(imported.err);
+    const QList<Track> tracks = stored();
+    ASSERT_EQ(tracks.size(), 3);
+    QStringList formats;
+    for (const Track& track : tracks) {
+        formats.append(rawValue(track.format));
+        const auto read = TagReader::read(track.url);
+        ASSERT_TRUE(read.has_value()) << qPrintable(track.path());
+        EXPECT_EQ(read->externalID, Json::uuidString(track.id)) << "our id is in the file";
+        if (track.title == u"short") {
+            EXPECT_TRUE(track.path().endsWith(u".aif"_s)) << "the file keeps its extension";
+        }
+    }
+    formats.sort();
+    EXPECT_EQ(formats, (QStringList{u"aiff"_s, u"aiff"_s, u"opus"_s}));
+
+    const VelmoResult json = velmo({u"tags"_s, u"read"_s, u"--json"_s, tracks.at(0).path()});
+    EXPECT_TRUE(json.out.contains(u"\"format\": \""_s + rawValue(tracks.at(0).format))) << qPrintable(json.out);
 }

@@ -47,6 +47,26 @@ QString writeSilentWav(const QString& destination, double seconds)
     return destination;
 }
 
+QString writeSilentAiff(const QString& destination, double seconds)
+{
+    const quint32 frames = quint32(seconds * 44100);
+    const quint32 dataSize = frames * 4;
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setByteOrder(QDataStream::BigEndian);
+    out.writeRawData("FORM", 4);
+    out << quint32(4 + 26 + 16 + dataSize);
+    out.writeRawData("AIFFCOMM", 8);
+    out << quint32(18) << quint16(2) << frames << quint16(16);
+    // 44,100 as an 80-bit extended float: exponent 16383 + 15, then the mantissa.
+    out.writeRawData("\x40\x0E\xAC\x44\x00\x00\x00\x00\x00\x00", 10);
+    out.writeRawData("SSND", 4);
+    out << quint32(8 + dataSize) << quint32(0) << quint32(0);
+    bytes.append(QByteArray(dataSize, '\0'));
+    writeFile(destination, bytes);
+    return destination;
+}
+
 QString cleanSample(const QString& extension)
 {
     if (extension == u"flac")

@@ -13,6 +13,8 @@ QString copySample(const QString& relativePath, const QString& destination);
 
 // A PCM WAV file of silence, 44.1 kHz stereo, of the given length.
 QString writeSilentWav(const QString& destination, double seconds);
+// The same as 16-bit stereo AIFF, without tags.
+QString writeSilentAiff(const QString& destination, double seconds);
 
 // Clean base files, one per container the library accepts, by extension:
 // "flac", "mp3", "m4a", "ogg", "opus" ("wav" is generated).

@@ -1,5 +1,6 @@
 #include "library/JsonCoding.h"
 #include "library/TagFile.h"
+#include "library/DisplayText.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
 #include "support/AudioFixtures.h"
@@ -69,10 +70,14 @@ protected:
     QString sample()
     {
         const QString extension = GetParam();
-        // Opus streams travel in ".ogg" files: ".opus" is no accepted extension.
-        const QString path = folder.filePath(u"sample."_s + (extension == u"opus" ? u"ogg"_s : extension));
+        // An Opus stream also travels in a ".ogg" file, and is found by its content there.
+        if (extension == u"opus-in-ogg")
+            return AudioFixtures::copySample(AudioFixtures::cleanSample(u"opus"_s), folder.filePath(u"sample.ogg"_s));
+        const QString path = folder.filePath(u"sample."_s + extension);
         if (extension == u"wav")
             return AudioFixtures::writeSilentWav(path, 1.5);
+        if (extension == u"aiff" || extension == u"aif")
+            return AudioFixtures::writeSilentAiff(path, 1.5);
         return AudioFixtures::copySample(AudioFixtures::cleanSample(extension), path);
     }
 
@@ -113,6 +118,7 @@ TEST_P(TagFileTest, EveryFieldSurvivesARoundTripAndAbsentOnesAndCustomTagsGoButN
     EXPECT_EQ(read->bpm, track.bpm);
     EXPECT_EQ(read->customTags, track.customTags);
     EXPECT_GT(read->duration, 0);
+    EXPECT_EQ(read->format, audioFormatFromURL(QUrl::fromLocalFile(path)));
     EXPECT_EQ(firstValue(path, "VELMO_TRACK_ID"), Json::uuidString(track.id).toStdString());
 
     const QByteArray before = readFile(path);
@@ -173,8 +179,11 @@ TEST_P(TagFileTest, OurOwnIdIsNoMusicBrainzIdAndArtworkReplacesEveryPicture)
 }
 
 INSTANTIATE_TEST_SUITE_P(Containers, TagFileTest,
-                         ::testing::Values(u"flac"_s, u"mp3"_s, u"m4a"_s, u"ogg"_s, u"opus"_s, u"wav"_s),
-                         [](const ::testing::TestParamInfo<QString>& param) { return param.param.toStdString(); });
+                         ::testing::Values(u"flac"_s, u"mp3"_s, u"m4a"_s, u"ogg"_s, u"opus"_s, u"opus-in-ogg"_s,
+                                           u"wav"_s, u"aiff"_s, u"aif"_s),
+                         [](const ::testing::TestParamInfo<QString>& param) {
+                             return QString(param.param).remove(u'-').toStdString();
+                         });
 
 TEST(TagReader, ParsesNumbersStrictlyFallsBackToOurOwnIdAndReadsWhatOtherProgramsWrote)
 {
@@ -209,11 +218,26 @@ TEST(TagReader, ParsesNumbersStrictlyFallsBackToOurOwnIdAndReadsWhatOtherProgram
     EXPECT_EQ(flac->format, AudioFormat::flac);
 }
 
+TEST(TagReader, ReadsOpusAndAiffFilesOtherProgramsWroteAsTheirOwnFormats)
+{
+    const auto opus = TagReader::read(QUrl::fromLocalFile(AudioFixtures::samplePath(u"mutagen/example.opus"_s)));
+    ASSERT_TRUE(opus.has_value());
+    EXPECT_EQ(opus->format, AudioFormat::opus);
+    EXPECT_EQ(opus->sampleRate, 48000) << "Opus decodes at 48 kHz whatever the source was";
+    EXPECT_GT(opus->duration, 0);
+    const auto aif = TagReader::read(QUrl::fromLocalFile(AudioFixtures::samplePath(u"mutagen/with-id3.aif"_s)));
+    ASSERT_TRUE(aif.has_value());
+    EXPECT_EQ(aif->format, AudioFormat::aiff);
+    EXPECT_GT(aif->sampleRate.value_or(0), 0);
+    EXPECT_EQ(audioFormatFromURL(QUrl::fromLocalFile(u"/m/a.AIF"_s)), AudioFormat::aiff) << "extensions in any case";
+    EXPECT_EQ(DisplayText::formatText(AudioFormat::opus), u"OPUS"_s);
+}
+
 TEST(TagReader, LeavesFilesWithOtherExtensionsUnopened)
 {
     QTemporaryDir folder;
-    const QString aiff = AudioFixtures::copySample(u"taglib/empty.aiff"_s, folder.filePath(u"a.aiff"_s));
-    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(aiff)), std::nullopt);
+    const QString other = AudioFixtures::copySample(u"taglib/empty.aiff"_s, folder.filePath(u"a.aifc"_s));
+    EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(other)), std::nullopt);
     writeFile(folder.filePath(u"not audio.mp3"_s), "this is plain text, not an MPEG stream at all");
     EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(folder.filePath(u"not audio.mp3"_s))), std::nullopt);
     EXPECT_EQ(TagReader::read(QUrl::fromLocalFile(folder.filePath(u"missing.flac"_s))), std::nullopt);
@@ -227,7 +251,7 @@ TEST(TagReader, NeverCrashesOnDamagedOrFuzzedFiles)
     while (files.hasNext()) {
         const QString source = files.next();
         // Each sample under each accepted extension: the reader must not trust the name.
-        for (const QString& extension : {u"flac"_s, u"mp3"_s, u"m4a"_s, u"ogg"_s, u"wav"_s}) {
+        for (const QString& extension : {u"flac"_s, u"mp3"_s, u"m4a"_s, u"ogg"_s, u"opus"_s, u"wav"_s, u"aiff"_s}) {
             const QString copy = folder.filePath(u"probe."_s + extension);
             QFile::remove(copy);
             QFile::copy(source, copy);
