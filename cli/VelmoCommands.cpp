@@ -1,5 +1,6 @@
 #include "VelmoCommands.h"
 
+#include "DiscCommands.h"
 #include "ImportCommands.h"
 #include "LibraryCommands.h"
 #include "MetadataCommands.h"
@@ -18,5 +19,6 @@ CommandLine velmoCommands()
     addPlaylistCommands(commandLine);
     addPodcastCommands(commandLine);
     addMetadataCommands(commandLine);
+    addDiscCommands(commandLine);
     return commandLine;
 }

@@ -1,0 +1,20 @@
+#include "ParanoiaRipStrategy.h"
+
+#include "DiscImageSource.h"
+#include "platform/ParanoiaSource.h"
+
+namespace {
+
+std::unique_ptr<SectorSource> paranoiaSource(const QString& source)
+{
+    if (MusicBrainzDiscLookup::isDiscImage(source))
+        return std::make_unique<DiscImageSource>(CueSheet::load(source));
+    return std::make_unique<ParanoiaSource>(source);
+}
+
+} // namespace
+
+ParanoiaRipStrategy::ParanoiaRipStrategy()
+    : SectorRipStrategy(paranoiaSource, {.retries = 0})
+{
+}
