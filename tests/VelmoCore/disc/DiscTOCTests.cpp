@@ -223,6 +223,20 @@ TEST(CDTOCDiagnostics, ReportOfAnEnhancedCD)
         u"  • 1 data track(s) detected (point [3]) and excluded from audio ripping. ✅\n"_s);
 }
 
+TEST(CDTOCDiagnostics, ReportOfLibcueifysTwoSessionSample)
+{
+    const QString report = CDTOCDiagnostics::analyze(testData(u"discid/libcueify-mock-full-toc.bin"_s));
+    EXPECT_TRUE(report.startsWith(u"Raw TOC: 213 bytes, header length=211, sessions 1–2\n"_s));
+    EXPECT_TRUE(report.contains(u"    3     1  0x04 DATA   1   track        00:02:00      150  ⚠️ DATA track read as audio?\n"_s))
+        << report.toStdString();
+    EXPECT_TRUE(report.contains(u"  (parser rejected this TOC)\n"_s));
+    EXPECT_TRUE(report.contains(u"  • Multi-session disc (2 lead-outs). Last audio track is bounded by\n"
+                                u"    session-1 lead-out (232826), not session-2's (259138) — the\n"
+                                u"    26312-sector inter-session gap is excluded. ✅\n"_s));
+    EXPECT_TRUE(report.endsWith(u"  • 13 data track(s) detected (point [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13]) "
+                                u"and excluded from audio ripping. ✅\n"_s));
+}
+
 TEST(CDTOCDiagnostics, ReportOfATruncatedTOC)
 {
     QByteArray toc = DiscImages::audioTOC({150, 15000}, 30000);
