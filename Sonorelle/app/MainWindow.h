@@ -3,6 +3,7 @@
 #include <QMainWindow>
 
 class AppCoordinator;
+class DiscMonitor;
 class ContentView;
 class OnboardingView;
 class QStackedWidget;
@@ -14,6 +15,11 @@ class MainWindow : public QMainWindow {
 public:
     explicit MainWindow(AppCoordinator& coordinator, QWidget* parent = nullptr);
 
+    // The discs of the sidebar; "File ▸ Open Disc Image…" adds images to it.
+    void setDiscMonitor(DiscMonitor* monitor);
+    // Lists the image by its absolute path and selects its row.
+    void openDiscImage(const QString& sheetPath);
+
     ContentView* contentView() const { return m_contentView; }
     OnboardingView* onboardingView() const { return m_onboardingView; }
 
@@ -23,9 +29,11 @@ signals:
 
 private:
     void showCurrentScreen();
+    void chooseDiscImage();
 
     AppCoordinator& m_coordinator;
     QStackedWidget* m_screens;
     OnboardingView* m_onboardingView = nullptr;
     ContentView* m_contentView = nullptr;
+    DiscMonitor* m_discMonitor = nullptr;
 };

@@ -2,6 +2,7 @@
 
 #include "AppCoordinator.h"
 #include "MainWindow.h"
+#include "disc/DiscMonitor.h"
 
 #include <QObject>
 
@@ -16,8 +17,10 @@ public:
 
     AppCoordinator& coordinator() { return m_coordinator; }
     MainWindow& window() { return m_window; }
+    DiscMonitor& discMonitor() { return m_discMonitor; }
 
 private:
     AppCoordinator m_coordinator;
+    DiscMonitor m_discMonitor;
     MainWindow m_window;
 };
