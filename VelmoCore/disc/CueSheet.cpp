@@ -119,10 +119,13 @@ public:
 
     CueSheet read(const QByteArray& bytes)
     {
-        QStringDecoder decoder(QStringDecoder::Utf8);
-        const QString text = decoder.decode(bytes);
-        if (decoder.hasError() || bytes.contains('\0'))
+        if (bytes.contains('\0'))
             throw CueSheet::LoadError(u"%1 is not a CUE sheet: it is not text."_s.arg(m_sheetName));
+        // Older ripping programs wrote sheets in the Windows code page rather than UTF-8.
+        QStringDecoder decoder(QStringDecoder::Utf8);
+        QString text = decoder.decode(bytes);
+        if (decoder.hasError())
+            text = QString::fromLatin1(bytes);
         const QStringList lines = text.split(u'\n');
         for (qsizetype i = 0; i < lines.size(); ++i) {
             m_line = int(i) + 1;

@@ -3,6 +3,7 @@
 #include "support/DiscImages.h"
 
 #include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -49,6 +50,33 @@ TEST_F(DiscCommandTest, TocOfAnEnhancedCDImage)
                             + toc.value("discID"_L1).toString() + u"\n"_s);
 }
 
+// pornophonique, "8-bit lagerfeuer", as whipper's log gives its TOC and MusicBrainz disc ID, with
+// a data session behind it as on an Enhanced CD. The files are sparse: only their lengths count.
+TEST_F(DiscCommandTest, AnEnhancedCDImageHasTheIDTheDatabaseHolds)
+{
+    const QList<qint64> offsets{150, 25064, 43611, 60890, 83090, 100000, 115057, 135558};
+    QFile audioFile(folder.filePath(u"audio.bin"_s));
+    ASSERT_TRUE(audioFile.open(QIODevice::WriteOnly) && audioFile.resize((149323 - 150) * 2352));
+    QFile dataFile(folder.filePath(u"data.bin"_s));
+    ASSERT_TRUE(dataFile.open(QIODevice::WriteOnly) && dataFile.resize(5000 * 2352));
+    QString cue = u"REM SESSION 01\nFILE \"audio.bin\" BINARY\n"_s;
+    for (qsizetype i = 0; i < offsets.size(); ++i) {
+        const qint64 at = offsets[i] - 150;
+        cue += u"  TRACK %1 AUDIO\n    INDEX 01 %2:%3:%4\n"_s.arg(i + 1)
+                   .arg(at / 4500, 2, 10, '0'_L1)
+                   .arg(at / 75 % 60, 2, 10, '0'_L1)
+                   .arg(at % 75, 2, 10, '0'_L1);
+    }
+    cue += u"REM SESSION 02\nFILE \"data.bin\" BINARY\n  TRACK 09 MODE1/2352\n    INDEX 01 00:00:00\n"_s;
+    const QString sheet = folder.filePath(u"lagerfeuer.cue"_s);
+    writeFile(sheet, cue.toUtf8());
+
+    const VelmoResult result = velmo({u"disc"_s, u"toc"_s, sheet});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.endsWith(u"Lead-out: 149323\nDisc ID:  C2svSeTdtJVtN7VQR__XwmEScU8-\n"_s))
+        << result.out.toStdString();
+}
+
 TEST_F(DiscCommandTest, RawTOCFromAFile)
 {
     const QString raw = folder.filePath(u"toc.bin"_s);
@@ -69,6 +97,8 @@ TEST_F(DiscCommandTest, RawTOCFromAFile)
     EXPECT_TRUE(rejected.err.contains(u"Couldn't read the disc."_s)) << rejected.err.toStdString();
 
     EXPECT_EQ(velmo({u"disc"_s, u"toc"_s}).status, 2);
+    // A node that is no CD drive refuses the command.
+    EXPECT_TRUE(velmo({u"disc"_s, u"toc"_s, u"/dev/null"_s}).err.contains(u"Couldn't read the disc."_s));
     EXPECT_EQ(velmo({u"disc"_s, u"diagnose"_s, u"sr0"_s, u"--raw-toc"_s, raw}).status, 2);
 }
 

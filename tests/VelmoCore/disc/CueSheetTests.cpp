@@ -202,6 +202,11 @@ TEST_F(CueSheetTest, WhatIsNoSheetIsSaidSo)
     EXPECT_EQ(loadError(u"Dear diary,\ntoday I ripped a disc.\n"_s),
               u"disc.cue is not a CUE sheet: line 1 begins with \"Dear\", which is no CUE command."_s);
     EXPECT_EQ(loadError(u"REM just a remark\n"_s), u"disc.cue is not a CUE sheet: it names no track."_s);
+    // A sheet in the Windows code page is still a sheet.
+    write(u"disc.bin"_s, DiscImages::pcm(10, 1));
+    const QString latin1 = write(u"latin1.cue"_s, "TITLE \"Caf\xE9\"\nFILE disc.bin BINARY\nTRACK 01 AUDIO\nINDEX 01 00:00:00\n");
+    EXPECT_EQ(CueSheet::load(latin1).endFrame(), 160);
+
     const QString binary = write(u"image.cue"_s, DiscImages::pcm(2, 1));
     try {
         CueSheet::load(binary);
