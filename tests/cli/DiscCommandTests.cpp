@@ -77,6 +77,17 @@ TEST_F(DiscCommandTest, AnEnhancedCDImageHasTheIDTheDatabaseHolds)
         << result.out.toStdString();
 }
 
+TEST_F(DiscCommandTest, ListGivesTheDrivesAsDiscRecords)
+{
+    // What udev reports depends on the machine; the form does not.
+    const VelmoResult result = velmo({u"disc"_s, u"list"_s, u"--json"_s});
+    ASSERT_EQ(result.status, 0);
+    const QJsonDocument drives = QJsonDocument::fromJson(result.out.toUtf8());
+    ASSERT_TRUE(drives.isArray()) << result.out.toStdString();
+    for (const QJsonValue& drive : drives.array())
+        EXPECT_TRUE(drive.toObject().value("bsdName"_L1).isString());
+}
+
 TEST_F(DiscCommandTest, RawTOCFromAFile)
 {
     const QString raw = folder.filePath(u"toc.bin"_s);
