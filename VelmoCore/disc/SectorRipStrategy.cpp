@@ -75,10 +75,11 @@ QUrl SectorRipStrategy::ripTrackNow(const QString& source, const DiscTOC& toc, q
     // The parser gives ascending offsets and a lead-out behind them; anything else is a bug.
     if (count < 0)
         qFatal("Track %lld of the TOC ends before it starts", trackIndex + 1);
+    // An image's sheet is read before the file is made, so that a sheet gone wrong leaves none.
+    const std::unique_ptr<SectorSource> device = m_sources(source);
     const QString path = QDir(folder).filePath(CDRipper::trackFileName(trackIndex + 1));
     FlacTrackEncoder encoder(path, count * 588);
 
-    const std::unique_ptr<SectorSource> device = m_sources(source);
     if (const int error = device->open())
         throw CDRipper::RipError::deviceOpenFailed(error);
     OpenSource openSource{*device};
