@@ -15,6 +15,11 @@ std::unique_ptr<SectorSource> paranoiaSource(const QString& source)
 } // namespace
 
 ParanoiaRipStrategy::ParanoiaRipStrategy()
-    : SectorRipStrategy(paranoiaSource, {.retries = 0})
+    : ParanoiaRipStrategy(paranoiaSource)
+{
+}
+
+ParanoiaRipStrategy::ParanoiaRipStrategy(SectorSourceFactory sources)
+    : SectorRipStrategy(std::move(sources), {.retries = 0})
 {
 }

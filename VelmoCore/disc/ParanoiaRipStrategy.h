@@ -7,4 +7,6 @@
 class ParanoiaRipStrategy : public SectorRipStrategy {
 public:
     ParanoiaRipStrategy();
+    // Tests give a scripted source.
+    explicit ParanoiaRipStrategy(SectorSourceFactory sources);
 };

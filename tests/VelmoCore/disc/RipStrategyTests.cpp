@@ -148,6 +148,20 @@ TEST_F(RipStrategyTest, ATransientReadErrorIsReadAgainOnAReopenedDevice)
     EXPECT_EQ(script->opens, 2 + 2);
 }
 
+TEST_F(RipStrategyTest, ParanoiaHasRetriedAlreadyWhenAReadFails)
+{
+    const auto script = drive(100);
+    script->readFailures[160] = {EIO};
+    const auto sources = [script](const QString&) -> std::unique_ptr<SectorSource> {
+        return std::make_unique<ScriptedSource>(script);
+    };
+    ParanoiaRipStrategy strategy(sources);
+    const RipError error = awaitFailure<RipError>(strategy.ripTrack(u"sr0"_s, tocOf({150}, 250), 0, output(), {}));
+    EXPECT_EQ(error.kind(), RipError::Kind::readFailed);
+    EXPECT_EQ(error.sector(), 160);
+    EXPECT_EQ(script->opens, 2);
+}
+
 TEST_F(RipStrategyTest, FiveFailedReadsEndTheTrack)
 {
     const auto script = drive(12400 - 150);
