@@ -16,6 +16,8 @@ double peakMemoryMiB();
 // resident size.
 inline constexpr char loadStoreArgument[] = "--load-store";   // open a library with this library.json
 inline constexpr char scanFolderArgument[] = "--scan-folder"; // scan this folder
+inline constexpr char ripImageArgument[] = "--rip-image";     // rip this disc image to FLAC
+int runRipChild(const QString& sheet);
 int runMeasuredChild(const QString& argument, const QString& path);
 double measureInChild(const char* argument, const QString& path);
 

@@ -1,5 +1,6 @@
 #include "VelmoCommands.h"
 
+#include "DiscCommands.h"
 #include "ImportCommands.h"
 #include "LibraryCommands.h"
 #include "MetadataCommands.h"
@@ -25,5 +26,6 @@ CommandLine velmoCommands()
     addPodcastCommands(commandLine);
     addMetadataCommands(commandLine);
     addSettingsCommands(commandLine);
+    addDiscCommands(commandLine);
     return commandLine;
 }

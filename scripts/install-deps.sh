@@ -13,6 +13,8 @@ packages=(
     libcdio-paranoia-dev libcdio-dev libudev-dev
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream
+    # the rip benchmark measures against the command-line encoder
+    flac
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )

@@ -1,6 +1,7 @@
 #include "ContentView.h"
 
 #include "SidebarView.h"
+#include "disc/DiscMonitor.h"
 #include "library/Library.h"
 #include "maintenance/LibraryMaintenanceView.h"
 #include "music/AlbumDetailView.h"
@@ -48,6 +49,13 @@ ContentView::ContentView(Library& library, QWidget* parent)
     connect(m_music, &MusicView::selectedAlbumChanged, this, &ContentView::setSelectedAlbum);
     connect(m_playlists, &PlaylistsView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
     setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
+}
+
+void ContentView::setDiscMonitor(DiscMonitor* monitor)
+{
+    const auto showDiscs = [this, monitor] { m_sidebar->setDiscs(monitor->insertedDiscs()); };
+    connect(monitor, &DiscMonitor::insertedDiscsChanged, this, showDiscs);
+    showDiscs();
 }
 
 void ContentView::setSidebarSelection(const std::optional<SidebarItem>& item)

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+class DiscMonitor;
 class Library;
 class LibraryMaintenanceView;
 class MusicView;
@@ -29,6 +30,9 @@ public:
     void setSelectedTrack(const std::optional<Track>& track);
     const std::optional<AlbumGroup>& selectedAlbum() const { return m_selectedAlbum; }
     void setSelectedAlbum(const std::optional<AlbumGroup>& album);
+
+    // The discs whose "CD Rip" rows the sidebar shows.
+    void setDiscMonitor(DiscMonitor* monitor);
 
     SidebarView* sidebar() const { return m_sidebar; }
     MusicView* musicView() const { return m_music; }

@@ -4,10 +4,13 @@
 #include "ContentView.h"
 #include "OnboardingView.h"
 #include "UpdateCheck.h"
+#include "disc/DiscMonitor.h"
 #include "library/Library.h"
 #include "preferences/PreferencesView.h"
 
 #include <QApplication>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QMenuBar>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -25,6 +28,8 @@ MainWindow::MainWindow(AppCoordinator& coordinator, QWidget* parent)
     setCentralWidget(m_screens);
 
     QMenu* fileMenu = menuBar()->addMenu(u"&File"_s);
+    fileMenu->addAction(u"Open Disc Image…"_s, this, &MainWindow::chooseDiscImage);
+    fileMenu->addSeparator();
     QAction* quit = fileMenu->addAction(u"Quit Sonorelle"_s, qApp, &QApplication::quit);
     quit->setShortcut(QKeySequence::Quit);
 
@@ -53,6 +58,27 @@ PreferencesView* MainWindow::showPreferences()
     m_preferences->raise();
     m_preferences->activateWindow();
     return m_preferences;
+void MainWindow::setDiscMonitor(DiscMonitor* monitor)
+{
+    m_discMonitor = monitor;
+    if (m_contentView)
+        m_contentView->setDiscMonitor(monitor);
+}
+
+void MainWindow::chooseDiscImage()
+{
+    const QString path =
+        QFileDialog::getOpenFileName(this, u"Open Disc Image"_s, QString(), u"CUE sheets (*.cue);;All files (*)"_s);
+    if (!path.isEmpty())
+        openDiscImage(path);
+}
+
+void MainWindow::openDiscImage(const QString& sheetPath)
+{
+    if (!m_discMonitor || !m_contentView)
+        return;
+    m_discMonitor->addDiscImage(sheetPath);
+    m_contentView->setSidebarSelection(SidebarItem::cdRip(QFileInfo(sheetPath).absoluteFilePath()));
 }
 
 void MainWindow::showCurrentScreen()
@@ -67,6 +93,8 @@ void MainWindow::showCurrentScreen()
         connect(m_coordinator.library(), &Library::saveFailed, this,
                 [this](const QString& message) { statusBar()->showMessage(message); });
         connect(m_contentView, &ContentView::appeared, this, &MainWindow::contentAppeared);
+        if (m_discMonitor)
+            m_contentView->setDiscMonitor(m_discMonitor);
         m_screens->addWidget(m_contentView);
         m_screens->setCurrentWidget(m_contentView);
         if (m_onboardingView) {

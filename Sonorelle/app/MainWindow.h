@@ -3,6 +3,7 @@
 #include <QMainWindow>
 
 class AppCoordinator;
+class DiscMonitor;
 class ContentView;
 class OnboardingView;
 class PreferencesView;
@@ -16,6 +17,11 @@ class MainWindow : public QMainWindow {
 public:
     explicit MainWindow(AppCoordinator& coordinator, QWidget* parent = nullptr);
 
+    // The discs of the sidebar; "File ▸ Open Disc Image…" adds images to it.
+    void setDiscMonitor(DiscMonitor* monitor);
+    // Lists the image by its absolute path and selects its row.
+    void openDiscImage(const QString& sheetPath);
+
     ContentView* contentView() const { return m_contentView; }
     // "Edit ▸ Preferences…": one window, brought forward when open already.
     PreferencesView* showPreferences();
@@ -28,6 +34,7 @@ signals:
 
 private:
     void showCurrentScreen();
+    void chooseDiscImage();
 
     AppCoordinator& m_coordinator;
     QStackedWidget* m_screens;
@@ -35,4 +42,5 @@ private:
     ContentView* m_contentView = nullptr;
     PreferencesView* m_preferences = nullptr;
     UpdateCheck* m_updateCheck;
+    DiscMonitor* m_discMonitor = nullptr;
 };

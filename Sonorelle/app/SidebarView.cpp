@@ -4,7 +4,9 @@
 
 #include <QIcon>
 #include <QLabel>
+#include <QFileInfo>
 #include <QListWidget>
+#include <QSignalBlocker>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -51,6 +53,25 @@ void SidebarView::addRow(const SidebarItem& item, const QString& text, const QSt
     auto* row = new QListWidgetItem(Icons::symbol(iconName), text, m_list);
     row->setData(kindRole, int(item.kind));
     row->setData(bsdNameRole, item.bsdName);
+}
+
+void SidebarView::setDiscs(const QList<DiscInfo>& discs)
+{
+    const std::optional<SidebarItem> selected = selection();
+    {
+        const QSignalBlocker blocker(m_list);
+        for (int i = m_list->count() - 1; i >= 0; --i) {
+            if (itemOf(m_list->item(i)).kind == SidebarItem::Kind::cdRip)
+                delete m_list->takeItem(i);
+        }
+        for (const DiscInfo& disc : discs) {
+            addRow(SidebarItem::cdRip(disc.bsdName), u"CD Rip"_s, u"opticaldisc"_s);
+            m_list->item(m_list->count() - 1)->setToolTip(QFileInfo(disc.bsdName).fileName());
+        }
+        setSelection(selected);
+    }
+    if (selection() != selected)
+        emit selectionChanged(selection());
 }
 
 SidebarItem SidebarView::itemOf(const QListWidgetItem* row)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "SidebarItem.h"
+#include "disc/DiscMonitor.h"
 
 #include <QStringList>
 #include <QWidget>
@@ -11,7 +12,7 @@ class QListWidget;
 class QListWidgetItem;
 
 // The first column: Music, Playlists, Podcasts, Devices, Maintenance, then one "CD Rip" row
-// per inserted disc.
+// per inserted disc or opened disc image.
 class SidebarView : public QWidget {
     Q_OBJECT
 
@@ -20,6 +21,8 @@ public:
 
     std::optional<SidebarItem> selection() const;
     void setSelection(const std::optional<SidebarItem>& item);
+    // Replaces the "CD Rip" rows; a selected disc that is still there stays selected.
+    void setDiscs(const QList<DiscInfo>& discs);
 
     // Rows in order, for tests and accessibility: the text of each.
     QStringList rowTexts() const;

@@ -2,6 +2,7 @@
 
 #include "AppCoordinator.h"
 #include "MainWindow.h"
+#include "disc/DiscMonitor.h"
 
 #include <QObject>
 
@@ -13,11 +14,17 @@ public:
     VelmoApp();
 
     void show();
+    // CUE sheets given on the command line (the desktop entry passes one): each is opened as
+    // a disc image once the main screen is up.
+    void openDiscImages(const QStringList& sheetPaths);
 
     AppCoordinator& coordinator() { return m_coordinator; }
     MainWindow& window() { return m_window; }
+    DiscMonitor& discMonitor() { return m_discMonitor; }
 
 private:
     AppCoordinator m_coordinator;
+    DiscMonitor m_discMonitor;
     MainWindow m_window;
+    QStringList m_pendingImages;
 };

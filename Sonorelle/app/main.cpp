@@ -25,6 +25,7 @@ int main(int argc, char* argv[])
     TerminationSignals::quitApplicationOnSignal();
 
     VelmoApp app;
+    app.openDiscImages(QApplication::arguments().mid(1));
     app.show();
     return application.exec();
 }

@@ -3,6 +3,7 @@
 #include "app/MainWindow.h"
 #include "app/OnboardingView.h"
 #include "app/SidebarView.h"
+#include "disc/DiscMonitor.h"
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
 #include "support/TestEnvironment.h"
@@ -149,4 +150,29 @@ TEST_F(StartupTest, TheMainWindowShellListsTheFiveRowsAndStartsOnMusic)
     content.hide();
     content.show();
     EXPECT_EQ(appeared.count(), 1);
+}
+
+TEST_F(StartupTest, AnOpenedDiscImageGetsACDRipRowThatStaysSelected)
+{
+    Settings::setValue(Settings::isOnboarded, true);
+    Settings::setLibraryRootPath(root());
+    AppCoordinator coordinator;
+    MainWindow window(coordinator);
+    DiscMonitor monitor;
+    window.setDiscMonitor(&monitor);
+    monitor.addDiscImage(stores.path(u"First.cue"_s));
+    ContentView* content = window.contentView();
+    ASSERT_NE(content, nullptr);
+    EXPECT_EQ(content->sidebar()->rowTexts().mid(5), QStringList{u"CD Rip"_s});
+
+    const QString second = QDir(stores.folder()).absoluteFilePath(u"Second.cue"_s);
+    window.openDiscImage(second);
+    EXPECT_EQ(content->sidebar()->rowTexts().mid(5), (QStringList{u"CD Rip"_s, u"CD Rip"_s}));
+    EXPECT_EQ(content->sidebarSelection(), SidebarItem::cdRip(second));
+
+    monitor.removeDisc(stores.path(u"First.cue"_s));
+    EXPECT_EQ(content->sidebar()->rowTexts().size(), 6);
+    EXPECT_EQ(content->sidebarSelection(), SidebarItem::cdRip(second));
+    monitor.removeDisc(second);
+    EXPECT_EQ(content->sidebarSelection(), std::nullopt);
 }

@@ -1,0 +1,25 @@
+#include "ParanoiaRipStrategy.h"
+
+#include "DiscImageSource.h"
+#include "platform/ParanoiaSource.h"
+
+namespace {
+
+std::unique_ptr<SectorSource> paranoiaSource(const QString& source)
+{
+    if (MusicBrainzDiscLookup::isDiscImage(source))
+        return std::make_unique<DiscImageSource>(CueSheet::load(source));
+    return std::make_unique<ParanoiaSource>(source);
+}
+
+} // namespace
+
+ParanoiaRipStrategy::ParanoiaRipStrategy()
+    : ParanoiaRipStrategy(paranoiaSource)
+{
+}
+
+ParanoiaRipStrategy::ParanoiaRipStrategy(SectorSourceFactory sources)
+    : SectorRipStrategy(std::move(sources), {.retries = 0})
+{
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "SectorRipStrategy.h"
+
+// Whole tracks through libcdio-paranoia, which re-reads, verifies and corrects jitter itself:
+// a frame it can't deliver is not tried again here. An image has no jitter and is read as it is.
+class ParanoiaRipStrategy : public SectorRipStrategy {
+public:
+    ParanoiaRipStrategy();
+    // Tests give a scripted source.
+    explicit ParanoiaRipStrategy(SectorSourceFactory sources);
+};

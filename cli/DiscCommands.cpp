@@ -1,0 +1,217 @@
+#include "DiscCommands.h"
+
+#include "CommandLine.h"
+#include "disc/CDTOCDiagnostics.h"
+#include "disc/DiscRipStrategy.h"
+#include "disc/DiscTOC.h"
+#include "library/Background.h"
+#include "library/DisplayText.h"
+#include "library/RawValueEnum.h"
+#include "library/Settings.h"
+#include "platform/UdevDiscEvents.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+const QString rawTOCOption = u"raw-toc"_s;
+
+// The TOC bytes named by the command: a source (drive or image) or a --raw-toc file. Read off
+// the main thread, as a drive may take a while. None after a usage error.
+QCoro::Task<std::optional<QByteArray>> tocBytes(Invocation& invocation, QString usage)
+{
+    const bool raw = invocation.isSet(rawTOCOption);
+    if (raw == (invocation.arguments().size() == 1)) {
+        invocation.err() << u"velmo: give either SOURCE or --raw-toc FILE.\nUsage: "_s << usage << Qt::endl;
+        co_return std::nullopt;
+    }
+    if (raw) {
+        QFile file(invocation.value(rawTOCOption));
+        if (!file.open(QIODevice::ReadOnly))
+            throw std::runtime_error(u"Could not read %1: %2"_s.arg(file.fileName(), file.errorString()).toStdString());
+        co_return file.readAll();
+    }
+    const QString source = invocation.arguments().constFirst();
+    const auto read = [source] { return MusicBrainzDiscLookup::rawTOCData(source); };
+    co_return co_await Background::run(read);
+}
+
+QCoro::Task<int> listDiscs(Invocation& invocation)
+{
+    const QStringList drives = UdevDiscEvents::presentDiscs();
+    if (invocation.json()) {
+        QJsonArray discs;
+        for (const QString& drive : drives)
+            discs.append(QJsonObject{{u"bsdName"_s, drive}, {u"trackCount"_s, 0}});
+        invocation.out() << QJsonDocument(discs).toJson(QJsonDocument::Indented);
+    } else if (drives.isEmpty()) {
+        invocation.out() << u"No drive holds an audio CD.\n"_s;
+    } else {
+        for (const QString& drive : drives)
+            invocation.out() << drive << u'\n';
+    }
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> showTOC(Invocation& invocation)
+{
+    const std::optional<QByteArray> bytes =
+        co_await tocBytes(invocation, u"velmo disc toc (SOURCE | --raw-toc FILE) [--json]"_s);
+    if (!bytes)
+        co_return int(exitUsage);
+    const DiscTOC toc = MusicBrainzDiscLookup::parseDiscTOC(*bytes);
+    if (invocation.json()) {
+        QJsonArray offsets;
+        for (qint64 offset : toc.trackOffsets)
+            offsets.append(offset);
+        const QJsonObject object{{u"discID"_s, toc.discID},
+                                 {u"trackCount"_s, toc.trackCount},
+                                 {u"trackOffsets"_s, offsets},
+                                 {u"leadOutOffset"_s, toc.leadOutOffset}};
+        invocation.out() << QJsonDocument(object).toJson(QJsonDocument::Indented);
+        co_return int(exitSuccess);
+    }
+    QTextStream& out = invocation.out();
+    out << u"Tracks:   "_s << toc.trackCount << u'\n';
+    for (qint64 i = 0; i < toc.trackCount; ++i)
+        out << u"  "_s << QString::number(i + 1).rightJustified(2) << u"  "_s << toc.trackOffsets[i] << u'\n';
+    out << u"Lead-out: "_s << toc.leadOutOffset << u'\n' << u"Disc ID:  "_s << toc.discID << u'\n';
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> diagnose(Invocation& invocation)
+{
+    const std::optional<QByteArray> bytes =
+        co_await tocBytes(invocation, u"velmo disc diagnose (SOURCE | --raw-toc FILE)"_s);
+    if (!bytes)
+        co_return int(exitUsage);
+    invocation.out() << CDTOCDiagnostics::analyze(*bytes);
+    co_return int(exitSuccess);
+}
+
+// "1,3-5" as 0-based indexes in the order given; none when a part isn't a track of the disc.
+std::optional<QList<qint64>> parseTracks(const QString& text, qint64 trackCount, QString& problem)
+{
+    QList<qint64> indexes;
+    for (const QString& part : text.split(u',')) {
+        const QStringList ends = part.trimmed().split(u'-');
+        bool ok[2] = {false, true};
+        const qint64 first = ends.value(0).toLongLong(&ok[0]);
+        const qint64 last = ends.size() == 2 ? ends[1].toLongLong(&ok[1]) : first;
+        if (ends.size() > 2 || !ok[0] || !ok[1] || first < 1 || last < first) {
+            problem = u"\"%1\" is not a track number or a range like 3-5."_s.arg(part);
+            return std::nullopt;
+        }
+        if (last > trackCount) {
+            problem = u"Track %1 is not on the disc, which has %2."_s.arg(last).arg(
+                DisplayText::counted(trackCount, u"track"_s));
+            return std::nullopt;
+        }
+        for (qint64 track = first; track <= last; ++track) {
+            if (!indexes.contains(track - 1))
+                indexes.append(track - 1);
+        }
+    }
+    return indexes;
+}
+
+QCoro::Task<int> rip(Invocation& invocation)
+{
+    const QString source = invocation.arguments().at(0);
+    const QString folder = QFileInfo(invocation.arguments().at(1)).absoluteFilePath();
+    RipStrategyKind kind = Settings::value(Settings::ripStrategy);
+    if (invocation.isSet(u"strategy"_s)) {
+        const std::optional<RipStrategyKind> chosen = enumFromRawValue<RipStrategyKind>(invocation.value(u"strategy"_s));
+        if (!chosen) {
+            invocation.err() << u"velmo: the strategy is \"direct\" or \"paranoia\"."_s << Qt::endl;
+            co_return int(exitUsage);
+        }
+        kind = *chosen;
+    }
+    const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
+    const DiscTOC toc = co_await Background::run(read);
+
+    QList<qint64> indexes;
+    for (qint64 i = 0; i < toc.trackCount; ++i)
+        indexes.append(i);
+    if (invocation.isSet(u"tracks"_s)) {
+        QString problem;
+        const std::optional<QList<qint64>> chosen = parseTracks(invocation.value(u"tracks"_s), toc.trackCount, problem);
+        if (!chosen)
+            co_return invocation.fail(problem);
+        indexes = *chosen;
+    }
+
+    const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(kind);
+    const QUrl output = QUrl::fromLocalFile(folder);
+    invocation.err() << u"Ripping "_s << indexes.size() << u" of "_s << toc.trackCount << u" tracks ("_s
+                     << displayName(kind) << u") into "_s << folder << Qt::endl;
+    const CDRipper::ProgressHandler noProgress;
+    for (qint64 index : std::as_const(indexes)) {
+        try {
+            const QUrl file = co_await strategy->ripTrack(source, toc, index, output, noProgress);
+            invocation.out() << u"Track "_s << index + 1 << u'/' << toc.trackCount << u": "_s << file.toLocalFile()
+                             << Qt::endl;
+        } catch (const CDRipper::RipError& error) {
+            // A failed track leaves its partial file behind; nothing half-written stays.
+            QFile::remove(QDir(folder).filePath(CDRipper::trackFileName(index + 1)));
+            co_return invocation.fail(u"Track %1 failed: %2"_s.arg(index + 1).arg(error.message()));
+        }
+    }
+    co_return int(exitSuccess);
+}
+
+} // namespace
+
+void addDiscCommands(CommandLine& commandLine)
+{
+    const QCommandLineOption rawTOC(rawTOCOption, u"Read full-TOC bytes from FILE instead of a disc"_s, u"FILE"_s);
+    commandLine.addGroup(u"disc"_s, u"Audio CDs and disc images"_s);
+    commandLine.add({
+        .path = {u"disc"_s, u"list"_s},
+        .summary = u"The drives that hold an audio CD."_s,
+        .hasJsonOutput = true,
+        .run = listDiscs,
+    });
+    commandLine.add({
+        .path = {u"disc"_s, u"toc"_s},
+        .arguments = u"[SOURCE]"_s,
+        .summary = u"The disc's audio tracks, their offsets, the lead-out and the MusicBrainz disc ID. SOURCE is a "
+                   "drive (sr0, /dev/sr0) or a CUE sheet."_s,
+        .options = {rawTOC},
+        .maximumArguments = 1,
+        .hasJsonOutput = true,
+        .run = showTOC,
+    });
+    commandLine.add({
+        .path = {u"disc"_s, u"diagnose"_s},
+        .arguments = u"[SOURCE]"_s,
+        .summary = u"A report of how the table of contents is read: every descriptor, the parser's result, "
+                   "sessions and data tracks."_s,
+        .options = {rawTOC},
+        .maximumArguments = 1,
+        .run = diagnose,
+    });
+    commandLine.add({
+        .path = {u"disc"_s, u"rip"_s},
+        .arguments = u"SOURCE DIR"_s,
+        .summary = u"Rip the disc's audio tracks to FLAC files track01.flac, track02.flac, ... in DIR."_s,
+        .options = {QCommandLineOption(u"tracks"_s, u"Only these tracks, as 1,3-5"_s, u"LIST"_s),
+                    QCommandLineOption(u"strategy"_s,
+                                       u"direct (raw sector reads) or paranoia (error-correcting); by default the "
+                                       "preference"_s,
+                                       u"NAME"_s)},
+        .minimumArguments = 2,
+        .maximumArguments = 2,
+        .run = rip,
+    });
+}

@@ -1,0 +1,156 @@
+#include "VelmoTest.h"
+#include "disc/DiscTOC.h"
+#include "support/DiscImages.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class DiscCommandTest : public VelmoTest {
+protected:
+    // An Enhanced CD: three audio tracks in session 1, a data track in session 2.
+    QString enhancedImage()
+    {
+        writeFile(folder.filePath(u"audio.bin"_s), audio);
+        writeFile(folder.filePath(u"data.bin"_s), QByteArray(300 * 2352, '\x5A'));
+        const QString sheet = folder.filePath(u"Enhanced.cue"_s);
+        writeFile(sheet, "REM SESSION 01\nFILE \"audio.bin\" BINARY\n"
+                         "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                         "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n"
+                         "  TRACK 03 AUDIO\n    INDEX 00 00:06:00\n    INDEX 01 00:06:50\n"
+                         "REM SESSION 02\nFILE \"data.bin\" BINARY\n  TRACK 04 MODE1/2352\n    INDEX 01 00:00:00\n");
+        return sheet;
+    }
+
+    QTemporaryDir folder;
+    const QByteArray audio = DiscImages::pcm(700, 3);
+};
+
+} // namespace
+
+TEST_F(DiscCommandTest, TocOfAnEnhancedCDImage)
+{
+    const VelmoResult result = velmo({u"disc"_s, u"toc"_s, enhancedImage(), u"--json"_s});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    const QJsonObject toc = QJsonDocument::fromJson(result.out.toUtf8()).object();
+    EXPECT_EQ(toc.value("trackCount"_L1).toInt(), 3);
+    EXPECT_EQ(toc.value("trackOffsets"_L1).toArray(), (QJsonArray{150, 450, 650}));
+    EXPECT_EQ(toc.value("leadOutOffset"_L1).toInt(), 850) << "the first session's lead-out";
+    EXPECT_EQ(toc.value("discID"_L1).toString(), MusicBrainzDiscLookup::computeDiscID({150, 450, 650}, 850));
+
+    const VelmoResult text = velmo({u"disc"_s, u"toc"_s, enhancedImage()});
+    EXPECT_EQ(text.out, u"Tracks:   3\n   1  150\n   2  450\n   3  650\nLead-out: 850\nDisc ID:  "_s
+                            + toc.value("discID"_L1).toString() + u"\n"_s);
+}
+
+// pornophonique, "8-bit lagerfeuer", as whipper's log gives its TOC and MusicBrainz disc ID, with
+// a data session behind it as on an Enhanced CD. The files are sparse: only their lengths count.
+TEST_F(DiscCommandTest, AnEnhancedCDImageHasTheIDTheDatabaseHolds)
+{
+    const QList<qint64> offsets{150, 25064, 43611, 60890, 83090, 100000, 115057, 135558};
+    QFile audioFile(folder.filePath(u"audio.bin"_s));
+    ASSERT_TRUE(audioFile.open(QIODevice::WriteOnly) && audioFile.resize((149323 - 150) * 2352));
+    QFile dataFile(folder.filePath(u"data.bin"_s));
+    ASSERT_TRUE(dataFile.open(QIODevice::WriteOnly) && dataFile.resize(5000 * 2352));
+    QString cue = u"REM SESSION 01\nFILE \"audio.bin\" BINARY\n"_s;
+    for (qsizetype i = 0; i < offsets.size(); ++i) {
+        const qint64 at = offsets[i] - 150;
+        cue += u"  TRACK %1 AUDIO\n    INDEX 01 %2:%3:%4\n"_s.arg(i + 1)
+                   .arg(at / 4500, 2, 10, '0'_L1)
+                   .arg(at / 75 % 60, 2, 10, '0'_L1)
+                   .arg(at % 75, 2, 10, '0'_L1);
+    }
+    cue += u"REM SESSION 02\nFILE \"data.bin\" BINARY\n  TRACK 09 MODE1/2352\n    INDEX 01 00:00:00\n"_s;
+    const QString sheet = folder.filePath(u"lagerfeuer.cue"_s);
+    writeFile(sheet, cue.toUtf8());
+
+    const VelmoResult result = velmo({u"disc"_s, u"toc"_s, sheet});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.out.endsWith(u"Lead-out: 149323\nDisc ID:  C2svSeTdtJVtN7VQR__XwmEScU8-\n"_s))
+        << result.out.toStdString();
+}
+
+TEST_F(DiscCommandTest, ListGivesTheDrivesAsDiscRecords)
+{
+    // What udev reports depends on the machine; the form does not.
+    const VelmoResult result = velmo({u"disc"_s, u"list"_s, u"--json"_s});
+    ASSERT_EQ(result.status, 0);
+    const QJsonDocument drives = QJsonDocument::fromJson(result.out.toUtf8());
+    ASSERT_TRUE(drives.isArray()) << result.out.toStdString();
+    for (const QJsonValue& drive : drives.array())
+        EXPECT_TRUE(drive.toObject().value("bsdName"_L1).isString());
+}
+
+TEST_F(DiscCommandTest, RawTOCFromAFile)
+{
+    const QString raw = folder.filePath(u"toc.bin"_s);
+    writeFile(raw, DiscImages::audioTOC({150, 25064, 43611, 60890, 83090, 100000, 115057, 135558}, 149323));
+    const VelmoResult toc = velmo({u"disc"_s, u"toc"_s, u"--raw-toc"_s, raw, u"--json"_s});
+    ASSERT_EQ(toc.status, 0) << toc.err.toStdString();
+    EXPECT_EQ(QJsonDocument::fromJson(toc.out.toUtf8()).object().value("discID"_L1).toString(),
+              u"C2svSeTdtJVtN7VQR__XwmEScU8-"_s);
+
+    const VelmoResult report = velmo({u"disc"_s, u"diagnose"_s, u"--raw-toc"_s, raw});
+    EXPECT_EQ(report.status, 0);
+    EXPECT_TRUE(report.out.startsWith(u"Raw TOC: 125 bytes, header length=123, sessions 1–1\n"_s)) << report.out.toStdString();
+    EXPECT_TRUE(report.out.endsWith(u"  • Single session, no data tracks — standard audio CD.\n"_s));
+
+    writeFile(raw, QByteArray("\x00\x02\x01\x01", 4));
+    const VelmoResult rejected = velmo({u"disc"_s, u"toc"_s, u"--raw-toc"_s, raw});
+    EXPECT_EQ(rejected.status, 1);
+    EXPECT_TRUE(rejected.err.contains(u"Couldn't read the disc."_s)) << rejected.err.toStdString();
+
+    EXPECT_EQ(velmo({u"disc"_s, u"toc"_s}).status, 2);
+    // A node that is no CD drive refuses the command.
+    EXPECT_TRUE(velmo({u"disc"_s, u"toc"_s, u"/dev/null"_s}).err.contains(u"Couldn't read the disc."_s));
+    EXPECT_EQ(velmo({u"disc"_s, u"diagnose"_s, u"sr0"_s, u"--raw-toc"_s, raw}).status, 2);
+}
+
+TEST_F(DiscCommandTest, DiagnoseAnImageAndABadSheet)
+{
+    const VelmoResult report = velmo({u"disc"_s, u"diagnose"_s, enhancedImage()});
+    ASSERT_EQ(report.status, 0) << report.err.toStdString();
+    EXPECT_TRUE(report.out.contains(u"  • 1 data track(s) detected (point [4]) and excluded from audio ripping. ✅\n"_s))
+        << report.out.toStdString();
+
+    const QString broken = folder.filePath(u"broken.cue"_s);
+    writeFile(broken, "FILE \"missing.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
+    const VelmoResult failed = velmo({u"disc"_s, u"toc"_s, broken});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.err.contains(u"broken.cue, line 1: the file \"missing.bin\" is missing"_s))
+        << failed.err.toStdString();
+}
+
+TEST_F(DiscCommandTest, RipAnImage)
+{
+    const QString sheet = enhancedImage();
+    const QString out = folder.filePath(u"out"_s);
+    const VelmoResult result = velmo({u"disc"_s, u"rip"_s, sheet, out, u"--tracks"_s, u"3,1-2"_s});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    EXPECT_EQ(result.out.count(u'\n'), 3);
+    EXPECT_TRUE(result.out.startsWith(u"Track 3/3: "_s + out + u"/track03.flac\n"_s)) << result.out.toStdString();
+    const QList<qint64> starts{0, 300, 500, 700};
+    for (int track = 1; track <= 3; ++track) {
+        const auto decoded = FlacFiles::decode(u"%1/track%2.flac"_s.arg(out).arg(track, 2, 10, '0'_L1));
+        ASSERT_TRUE(decoded);
+        EXPECT_EQ(decoded->pcm, audio.mid(starts[track - 1] * 2352, (starts[track] - starts[track - 1]) * 2352))
+            << "track " << track;
+    }
+
+    const VelmoResult paranoia = velmo({u"disc"_s, u"rip"_s, sheet, out + u"2"_s, u"--tracks"_s, u"2"_s,
+                                        u"--strategy"_s, u"paranoia"_s});
+    ASSERT_EQ(paranoia.status, 0) << paranoia.err.toStdString();
+    EXPECT_EQ(QDir(out + u"2"_s).entryList(QDir::Files), QStringList{u"track02.flac"_s});
+
+    const VelmoResult outside = velmo({u"disc"_s, u"rip"_s, sheet, out, u"--tracks"_s, u"2-4"_s});
+    EXPECT_EQ(outside.status, 1);
+    EXPECT_EQ(outside.err, u"Track 4 is not on the disc, which has 3 tracks.\n"_s);
+    EXPECT_EQ(velmo({u"disc"_s, u"rip"_s, sheet, out, u"--strategy"_s, u"aiff"_s}).status, 2);
+}

@@ -1,0 +1,132 @@
+#include "DiscImages.h"
+
+#include <QDataStream>
+#include <QFile>
+#include <QtEndian>
+
+#include <FLAC/stream_decoder.h>
+
+#include <cmath>
+
+namespace DiscImages {
+
+QByteArray pcm(qint64 frames, int seed)
+{
+    QByteArray bytes(frames * 2352, Qt::Uninitialized);
+    quint32 noise = 2463534242u + quint32(seed) * 7919u;
+    for (qint64 i = 0; i < frames * 588; ++i) {
+        noise ^= noise << 13;
+        noise ^= noise >> 17;
+        noise ^= noise << 5;
+        const double tone = std::sin(double(i) * (0.01 + 0.003 * seed)) * 12000.0;
+        const qint16 left = qint16(tone + double(noise % 2000) - 1000.0);
+        const qint16 right = qint16(-tone / 2 + double((noise >> 16) % 500));
+        qToLittleEndian(left, bytes.data() + i * 4);
+        qToLittleEndian(right, bytes.data() + i * 4 + 2);
+    }
+    return bytes;
+}
+
+QByteArray bigEndian(const QByteArray& pcm)
+{
+    QByteArray swapped = pcm;
+    for (qsizetype i = 0; i + 1 < swapped.size(); i += 2)
+        std::swap(swapped[i], swapped[i + 1]);
+    return swapped;
+}
+
+QByteArray wave(const QByteArray& pcm)
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setByteOrder(QDataStream::LittleEndian);
+    out.writeRawData("RIFF", 4);
+    // A LIST chunk before "fmt ", as ripping programs write, so that chunks are walked.
+    out << quint32(4 + 8 + 4 + 8 + 16 + 8 + pcm.size());
+    out.writeRawData("WAVELIST", 8);
+    out << quint32(4);
+    out.writeRawData("INFO", 4);
+    out.writeRawData("fmt ", 4);
+    out << quint32(16) << quint16(1) << quint16(2) << quint32(44100) << quint32(44100 * 4) << quint16(4)
+        << quint16(16);
+    out.writeRawData("data", 4);
+    out << quint32(pcm.size());
+    bytes.append(pcm);
+    return bytes;
+}
+
+QByteArray fullTOC(const QList<Descriptor>& descriptors, int firstSession, int lastSession, std::optional<int> length)
+{
+    QByteArray bytes;
+    const int announced = length.value_or(int(descriptors.size()) * 11 + 2);
+    bytes.append(char(announced >> 8)).append(char(announced & 0xFF));
+    bytes.append(char(firstSession)).append(char(lastSession));
+    for (const Descriptor& d : descriptors) {
+        const char descriptor[11] = {char(d.session), char(0x10 | d.control), 0, char(d.point), 0, 0, 0, 0,
+                                     char(d.frame / 4500), char(d.frame / 75 % 60), char(d.frame % 75)};
+        bytes.append(descriptor, 11);
+    }
+    return bytes;
+}
+
+QByteArray audioTOC(const QList<qint64>& offsets, qint64 leadOut)
+{
+    QList<Descriptor> descriptors{{1, 0, 0xA0, 4500}, {1, 0, 0xA1, int(offsets.size()) * 4500}, {1, 0, 0xA2, leadOut}};
+    for (qsizetype i = 0; i < offsets.size(); ++i)
+        descriptors.append({1, 0, int(i) + 1, offsets[i]});
+    return fullTOC(descriptors);
+}
+
+} // namespace DiscImages
+
+namespace FlacFiles {
+
+namespace {
+
+FLAC__StreamDecoderWriteStatus onWrite(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
+                                       const FLAC__int32* const buffer[], void* context)
+{
+    auto* decoded = static_cast<Decoded*>(context);
+    for (unsigned i = 0; i < frame->header.blocksize; ++i) {
+        for (unsigned channel = 0; channel < frame->header.channels; ++channel) {
+            char sample[2];
+            qToLittleEndian(qint16(buffer[channel][i]), sample);
+            decoded->pcm.append(sample, 2);
+        }
+    }
+    return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
+}
+
+void onMetadata(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* metadata, void* context)
+{
+    auto* decoded = static_cast<Decoded*>(context);
+    if (metadata->type == FLAC__METADATA_TYPE_STREAMINFO) {
+        decoded->totalSamples = qint64(metadata->data.stream_info.total_samples);
+        decoded->channels = metadata->data.stream_info.channels;
+        decoded->bitsPerSample = metadata->data.stream_info.bits_per_sample;
+        decoded->sampleRate = metadata->data.stream_info.sample_rate;
+    }
+}
+
+void onError(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus, void* context)
+{
+    static_cast<Decoded*>(context)->channels = 0;
+}
+
+} // namespace
+
+std::optional<Decoded> decode(const QString& path)
+{
+    FLAC__StreamDecoder* decoder = FLAC__stream_decoder_new();
+    Decoded decoded;
+    bool ok = FLAC__stream_decoder_init_file(decoder, QFile::encodeName(path).constData(), onWrite, onMetadata,
+                                             onError, &decoded)
+           == FLAC__STREAM_DECODER_INIT_STATUS_OK;
+    ok = ok && FLAC__stream_decoder_process_until_end_of_stream(decoder);
+    FLAC__stream_decoder_delete(decoder);
+    if (!ok || decoded.channels == 0)
+        return std::nullopt;
+    return decoded;
+}
+
+} // namespace FlacFiles
