@@ -58,6 +58,8 @@ PreferencesView* MainWindow::showPreferences()
     m_preferences->raise();
     m_preferences->activateWindow();
     return m_preferences;
+}
+
 void MainWindow::setDiscMonitor(DiscMonitor* monitor)
 {
     m_discMonitor = monitor;

@@ -18,12 +18,12 @@ QUrl file(const QString& path) { return QUrl::fromLocalFile(path); }
 
 } // namespace
 
-TEST(AudioFormat, SixExtensionsInAnyCaseButNotAlacOrAiffAndExactRawValues)
+TEST(AudioFormat, ExtensionsInAnyCaseButNotAlacAndExactRawValues)
 {
-    for (const QString& path : {u"/m/a.flac"_s, u"/m/a.M4A"_s, u"/m/a.Mp3"_s})
+    for (const QString& path : {u"/m/a.flac"_s, u"/m/a.M4A"_s, u"/m/a.Mp3"_s, u"/m/a.opus"_s, u"/m/a.AIF"_s, u"/m/a.aiff"_s})
         EXPECT_TRUE(isAudioFile(file(path))) << qPrintable(path);
     // A leading dot starts no extension, and a folder's dot is not the file's.
-    for (const QString& path : {u"/m/a.aiff"_s, u"/m/a.alac"_s, u"/m/.mp3"_s, u"/m/x.mp3/readme"_s})
+    for (const QString& path : {u"/m/a.aifc"_s, u"/m/a.alac"_s, u"/m/.mp3"_s, u"/m/x.mp3/readme"_s})
         EXPECT_FALSE(isAudioFile(file(path))) << qPrintable(path);
     EXPECT_EQ(audioFormatFromURL(file(u"/m/a.M4A"_s)), AudioFormat::aac);
     EXPECT_EQ(audioFormatFromURL(file(u"/m/a.aac"_s)), AudioFormat::aac);
@@ -32,6 +32,8 @@ TEST(AudioFormat, SixExtensionsInAnyCaseButNotAlacOrAiffAndExactRawValues)
     EXPECT_EQ(enumFromRawValue<AudioFormat>(u"alac"), AudioFormat::alac);
     EXPECT_EQ(enumFromRawValue<AudioFormat>(u"FLAC"), std::nullopt);
     EXPECT_EQ(enumFromRawValue<AudioFormat>(u"m4a"), std::nullopt);
+    EXPECT_EQ(enumFromRawValue<AudioFormat>(u"aif"), std::nullopt);
+    EXPECT_EQ(rawValue(AudioFormat::opus), u"opus"_s);
 }
 
 TEST(TrackFromFile, FallsBackToTheFileNameOnlyWhenTheTitleIsEmpty)
@@ -129,7 +131,7 @@ TEST(TrackJson, RejectsMissingRequiredKeysAndBadValues)
         o.insert(QLatin1StringView(key), value);
         return o;
     };
-    const std::pair<const char*, QJsonValue> bad[] = {{"format", u"aiff"_s}, {"id", u"not-a-uuid"_s}, {"year", 1959.5},
+    const std::pair<const char*, QJsonValue> bad[] = {{"format", u"aif"_s}, {"id", u"not-a-uuid"_s}, {"year", 1959.5},
         {"year", u"1959"_s}, {"title", 5}, {"customTags", QJsonObject{{u"k"_s, 1}}}, {"genre", QJsonValue::Null}};
     for (const auto& [key, value] : bad)
         EXPECT_THROW(fromQt<Track>(withValue(key, value)), DecodingError) << key;
