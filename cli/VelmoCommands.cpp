@@ -1,5 +1,6 @@
 #include "VelmoCommands.h"
 
+#include "DeviceCommands.h"
 #include "ImportCommands.h"
 #include "LibraryCommands.h"
 #include "MetadataCommands.h"
@@ -17,6 +18,7 @@ CommandLine velmoCommands()
     addImportCommands(commandLine);
     addPlaylistCommands(commandLine);
     addPodcastCommands(commandLine);
+    addDeviceCommands(commandLine);
     addMetadataCommands(commandLine);
     return commandLine;
 }
