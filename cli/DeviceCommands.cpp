@@ -90,7 +90,7 @@ QCoro::Task<int> volumes(Invocation& invocation)
                 object.insert(u"profile"_s, QJsonObject{{u"id"_s, Json::uuidString(profile->id)}, {u"name"_s, profile->name}});
             array.append(object);
         }
-        invocation.out() << QJsonDocument(array).toJson(QJsonDocument::Indented);
+        invocation.out() << QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)) << u'\n';
         co_return int(exitSuccess);
     }
     QTextStream& out = invocation.out();

@@ -13,6 +13,8 @@ packages=(
     libcdio-paranoia-dev libcdio-dev libudev-dev
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth
+    # the yardstick of the device diff benchmark
+    rsync
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )

@@ -23,11 +23,12 @@ FileTree::Attributes attributesOf(const struct stat& info)
     return {kind, double(info.st_mtim.tv_sec) + double(info.st_mtim.tv_nsec) / 1e9};
 }
 
-// A name that does not survive the trip through QString would name another file.
+// A name that is not UTF-8 would come back from QString as another name, naming another file.
 std::optional<QString> decodedName(const QByteArray& name)
 {
     QString decoded = QFile::decodeName(name);
-    if (QFile::encodeName(decoded) != name)
+    // Only a name with a replacement character can have lost bytes; the rest need no check.
+    if (decoded.contains(QChar::ReplacementCharacter) && QFile::encodeName(decoded) != name)
         return std::nullopt;
     return decoded;
 }

@@ -6,7 +6,7 @@
 #include <optional>
 
 // The file-system reads of a device diff, behind an interface so that tests can count them.
-// Paths are plain absolute path strings.
+// Paths are plain absolute path strings. Used from two threads at once.
 class FileTree {
 public:
     enum class Kind { regularFile, folder, other };

@@ -13,6 +13,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -20,8 +21,17 @@ namespace {
 
 bool isAudioExtension(const QString& path)
 {
-    static const QSet<QString> extensions{u"flac"_s, u"mp3"_s, u"aac"_s, u"m4a"_s, u"ogg"_s, u"wav"_s};
-    return extensions.contains(FilePaths::pathExtension(path).toLower());
+    // As FilePaths::pathExtension, without making strings: this runs for every file on the device.
+    const qsizetype slash = path.lastIndexOf(u'/');
+    const qsizetype dot = path.lastIndexOf(u'.');
+    if (dot <= slash + 1)
+        return false;
+    const QStringView extension = QStringView(path).mid(dot + 1);
+    for (const char16_t* known : {u"flac", u"mp3", u"aac", u"m4a", u"ogg", u"wav"}) {
+        if (extension.compare(QStringView(known), Qt::CaseInsensitive) == 0)
+            return true;
+    }
+    return false;
 }
 
 QString joined(const QString& folder, const QString& name)
@@ -35,11 +45,11 @@ QString cleanedOr(const QString& text, const QString& fallback)
     return cleaned.isEmpty() ? fallback : cleaned;
 }
 
-QString extensionFor(const Track& track, OutputFormat format)
+QString extensionFor(const QString& sourcePath, OutputFormat format)
 {
     switch (format) {
     case OutputFormat::keepSource:
-        return FilePaths::pathExtension(track.path()).toLower();
+        return FilePaths::pathExtension(sourcePath).toLower();
     case OutputFormat::mp3:
         return u"mp3"_s;
     case OutputFormat::aac:
@@ -48,61 +58,87 @@ QString extensionFor(const Track& track, OutputFormat format)
     return {};
 }
 
-// The components below the music folder, before any rule of the device's file system.
-QStringList relativeComponents(const Track& track, const DeviceProfile& profile, const QUrl& libraryRoot)
-{
-    const QString path = track.path();
-    const QString extension = extensionFor(track, profile.outputFormat);
-    const QString titleName = cleanedOr(track.title.isEmpty() ? FilePaths::baseName(path) : track.title, u"Track"_s);
+// The path rule, with what it needs from the profile worked out once for a whole diff.
+class PathRule {
+public:
+    PathRule(const DeviceProfile& profile, const QUrl& libraryRoot, SyncDiff::NameRules nameRules)
+        : m_profile(profile)
+        , m_nameRules(nameRules)
+        , m_base(joined(profile.rootPath, profile.musicFolder))
+        , m_libraryRoot(libraryRoot.toLocalFile())
+    {
+        while (m_libraryRoot.size() > 1 && m_libraryRoot.endsWith(u'/'))
+            m_libraryRoot.chop(1);
+        if (!m_base.endsWith(u'/'))
+            m_base += u'/';
+    }
 
-    switch (profile.folderStructure) {
-    case FolderStructure::artistAlbumTrack: {
-        const QString artist = cleanedOr(track.albumArtist.isEmpty() ? track.artist : track.albumArtist,
-                                         u"Unknown Artist"_s);
-        const QString album = cleanedOr(track.album, u"Unknown Album"_s);
-        QString fileName;
-        if (track.trackNumber)
-            fileName = QString::asprintf("%02lld ", static_cast<long long>(*track.trackNumber));
-        fileName += titleName + u'.' + extension;
-        return {artist, album, fileName};
-    }
-    case FolderStructure::flat: {
-        const QString artist = LibraryOrganizer::sanitizePathComponent(track.artist);
-        return {(artist.isEmpty() ? titleName : artist + u" - "_s + titleName) + u'.' + extension};
-    }
-    case FolderStructure::mirrorLibrary: {
-        QString rootPath = libraryRoot.toLocalFile();
-        while (rootPath.size() > 1 && rootPath.endsWith(u'/'))
-            rootPath.chop(1);
-        QString relative;
-        if (path.startsWith(rootPath)) {
-            relative = path.mid(rootPath.size());
-            while (relative.startsWith(u'/'))
-                relative.remove(0, 1);
-        } else {
-            relative = FilePaths::lastPathComponent(path);
+    // `path` is the track's own file path, given since it costs a little to make.
+    QString destination(const Track& track, const QString& path) const
+    {
+        const QString relative = relativePath(track, path);
+        if (m_nameRules == SyncDiff::NameRules::fat) {
+            QStringList components = relative.split(u'/', Qt::SkipEmptyParts);
+            for (qsizetype i = 0; i < components.size(); ++i)
+                components[i] = FatNames::safeComponent(components.at(i), i == components.size() - 1);
+            return QDir::cleanPath(m_base + components.join(u'/'));
         }
-        const QString oldExtension = FilePaths::pathExtension(relative);
-        if (!oldExtension.isEmpty())
-            relative.chop(oldExtension.size() + 1);
-        if (!extension.isEmpty())
-            relative += u'.' + extension;
-        return relative.split(u'/', Qt::SkipEmptyParts);
+        // Cleaned names are plain components; only a mirrored path may hold "." or "//".
+        if (relative.startsWith(u'.') || relative.contains(u"/."_s) || relative.contains(u"//"_s))
+            return QDir::cleanPath(m_base + relative);
+        return m_base + relative;
     }
-    }
-    return {};
-}
 
-QString destinationPath(const Track& track, const DeviceProfile& profile, const QUrl& libraryRoot,
-                        SyncDiff::NameRules nameRules)
-{
-    QStringList components = relativeComponents(track, profile, libraryRoot);
-    if (nameRules == SyncDiff::NameRules::fat) {
-        for (qsizetype i = 0; i < components.size(); ++i)
-            components[i] = FatNames::safeComponent(components.at(i), i == components.size() - 1);
+private:
+    QString relativePath(const Track& track, const QString& path) const
+    {
+        const QString extension = extensionFor(path, m_profile.outputFormat);
+        const auto titleName = [&] {
+            return cleanedOr(track.title.isEmpty() ? FilePaths::baseName(path) : track.title, u"Track"_s);
+        };
+
+        switch (m_profile.folderStructure) {
+        case FolderStructure::artistAlbumTrack: {
+            const QString artist = cleanedOr(track.albumArtist.isEmpty() ? track.artist : track.albumArtist,
+                                             u"Unknown Artist"_s);
+            const QString album = cleanedOr(track.album, u"Unknown Album"_s);
+            const QString number = track.trackNumber
+                ? QString::asprintf("%02lld ", static_cast<long long>(*track.trackNumber))
+                : QString();
+            return artist + u'/' + album + u'/' + number + titleName() + u'.' + extension;
+        }
+        case FolderStructure::flat: {
+            const QString artist = LibraryOrganizer::sanitizePathComponent(track.artist);
+            return (artist.isEmpty() ? titleName() : artist + u" - "_s + titleName()) + u'.' + extension;
+        }
+        case FolderStructure::mirrorLibrary: {
+            // By string, as the rule has it: a sibling folder that begins with the root's
+            // name counts as inside.
+            QString relative;
+            if (path.startsWith(m_libraryRoot)) {
+                qsizetype start = m_libraryRoot.size();
+                while (start < path.size() && path.at(start) == u'/')
+                    ++start;
+                relative = path.mid(start);
+            } else {
+                relative = FilePaths::lastPathComponent(path);
+            }
+            const QString oldExtension = FilePaths::pathExtension(relative);
+            if (!oldExtension.isEmpty())
+                relative.chop(oldExtension.size() + 1);
+            if (!extension.isEmpty())
+                relative += u'.' + extension;
+            return relative;
+        }
+        }
+        return {};
     }
-    return joined(joined(profile.rootPath, profile.musicFolder), components.join(u'/'));
-}
+
+    const DeviceProfile& m_profile;
+    SyncDiff::NameRules m_nameRules;
+    QString m_base;        // the music folder, ending in "/"
+    QString m_libraryRoot; // without a trailing "/"
+};
 
 QString episodeDestinationPath(const Podcast& podcast, const QUrl& localURL, const DeviceProfile& profile,
                                SyncDiff::NameRules nameRules)
@@ -195,6 +231,24 @@ SyncDiff SyncDiff::compute(const QList<Track>& tracks, const QList<Playlist>& pl
     DeviceView device(fileTree, nameRules);
     const QString root = QDir::cleanPath(profile.rootPath);
     const QString podcastsRoot = joined(root, profile.podcastsFolder);
+    const QList<Track> wanted = wantedTracks(tracks, playlists, smartPlaylists, profile);
+
+    // The library side on a second thread while this one walks the device: each wanted
+    // track's place on the device and its own file's date. Every date is read, not only
+    // those of tracks found on the device, so that the two halves need not wait for each
+    // other; they are reads of the library's files, never of the device's.
+    struct Planned {
+        QString destination;
+        std::optional<FileTree::Attributes> source;
+    };
+    QList<Planned> planned(wanted.size());
+    const PathRule pathRule(profile, libraryRoot, nameRules);
+    std::thread planner([&wanted, &planned, &pathRule, &fileTree] {
+        for (qsizetype i = 0; i < wanted.size(); ++i) {
+            const QString path = wanted.at(i).path();
+            planned[i] = {pathRule.destination(wanted.at(i), path), fileTree.attributes(path)};
+        }
+    });
 
     // One walk of the device. Everything whose path begins with the podcasts folder is that
     // folder's business, also a sibling that merely shares its first letters.
@@ -217,14 +271,14 @@ SyncDiff SyncDiff::compute(const QList<Track>& tracks, const QList<Playlist>& pl
             return true;
         });
     }
+    planner.join();
 
     SyncDiff diff;
-    const QList<Track> wanted = wantedTracks(tracks, playlists, smartPlaylists, profile);
     const bool transcodes = profile.outputFormat != OutputFormat::keepSource;
     QSet<QString> expected;
     expected.reserve(wanted.size());
-    for (const Track& track : wanted) {
-        QString destination = destinationPath(track, profile, libraryRoot, nameRules);
+    for (qsizetype i = 0; i < wanted.size(); ++i) {
+        QString destination = planned.at(i).destination;
         // On FAT two tracks that come out with one name would overwrite each other; the later
         // one takes a number instead.
         if (nameRules == NameRules::fat) {
@@ -237,8 +291,8 @@ SyncDiff SyncDiff::compute(const QList<Track>& tracks, const QList<Playlist>& pl
         expected.insert(device.key(destination));
 
         const std::optional<FileTree::Attributes> copy = device.attributes(destination);
-        if (!copy || isStale(fileTree.attributes(track.path()), *copy))
-            diff.toAdd.append({track, QUrl::fromLocalFile(destination), transcodes});
+        if (!copy || isStale(planned.at(i).source, *copy))
+            diff.toAdd.append({wanted.at(i), QUrl::fromLocalFile(destination), transcodes});
     }
     diff.unchanged = std::max<qint64>(wanted.size() - diff.toAdd.size(), 0);
 
@@ -280,7 +334,7 @@ QUrl SyncDiff::episodeDestinationURL(const Podcast& podcast, const Episode& epis
 QUrl SyncDiff::destinationURL(const Track& track, const DeviceProfile& profile, const QUrl& libraryRoot,
                               NameRules nameRules)
 {
-    return QUrl::fromLocalFile(destinationPath(track, profile, libraryRoot, nameRules));
+    return QUrl::fromLocalFile(PathRule(profile, libraryRoot, nameRules).destination(track, track.path()));
 }
 
 SyncDiff::NameRules SyncDiff::nameRulesFor(const QString& fileSystemType)

@@ -1,11 +1,13 @@
 #include "platform/FileTree.h"
 #include "support/TrackFactory.h"
+#include "sync/FatNames.h"
 #include "sync/SyncDiff.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QMutex>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -349,8 +351,8 @@ TEST_F(SyncDiffTest, NamesThatAreNotUtf8AreNeverListedForRemoval)
     EXPECT_EQ(paths(diff({}, p).toRemove), QStringList{music() + u"/ok.mp3"_s});
     // QTemporaryDir cannot name these to remove them either.
     ::unlink(inner.constData());
-    ::rmdir((QFile::encodeName(music()) + QByteArray("/bad\xfe")).constData());
-    ::unlink((QFile::encodeName(music()) + QByteArray("/bad\xff.mp3")).constData());
+    ::rmdir(QByteArray(QFile::encodeName(music()) + "/bad\xfe").constData());
+    ::unlink(QByteArray(QFile::encodeName(music()) + "/bad\xff.mp3").constData());
 }
 
 TEST_F(SyncDiffTest, PodcastHalf)
@@ -406,17 +408,31 @@ public:
     bool walk(const QString& root, const Visitor& visit) const override
     {
         return FileTree::local().walk(root, [&](const Entry& entry) {
-            ++reads[entry.path];
+            count(entry.path);
             return visit(entry);
         });
     }
     std::optional<Attributes> attributes(const QString& path) const override
     {
-        ++reads[path];
+        count(path);
         return FileTree::local().attributes(path);
     }
 
-    mutable QHash<QString, int> reads;
+    QHash<QString, int> reads() const
+    {
+        const QMutexLocker locker(&m_mutex);
+        return m_reads;
+    }
+
+private:
+    void count(const QString& path) const
+    {
+        const QMutexLocker locker(&m_mutex);
+        ++m_reads[path];
+    }
+
+    mutable QMutex m_mutex;
+    mutable QHash<QString, int> m_reads;
 };
 
 } // namespace
@@ -440,7 +456,8 @@ TEST_F(SyncDiffTest, EachDeviceFileIsReadAtMostOnceForTenThousandTracks)
     EXPECT_EQ(result.toAdd.size(), 5'000);
     EXPECT_EQ(result.unchanged, 5'000);
     qsizetype deviceFilesRead = 0;
-    for (auto it = files.reads.cbegin(); it != files.reads.cend(); ++it) {
+    const QHash<QString, int> reads = files.reads();
+    for (auto it = reads.cbegin(); it != reads.cend(); ++it) {
         if (it.key().startsWith(device())) {
             EXPECT_EQ(it.value(), 1) << it.key().toStdString();
             ++deviceFilesRead;
@@ -488,4 +505,19 @@ TEST(SyncDiffNameRules, FromTheFileSystemType)
     EXPECT_EQ(SyncDiff::nameRulesFor(u"exfat"_s), SyncDiff::NameRules::fat);
     EXPECT_EQ(SyncDiff::nameRulesFor(u"ext4"_s), SyncDiff::NameRules::plain);
     EXPECT_EQ(SyncDiff::nameRulesFor(QString()), SyncDiff::NameRules::plain);
+}
+
+TEST(FatNames, LimitsHoldForNumberedAndDegenerateNames)
+{
+    const QString longName = QString(250, u'x') + u".mp3"_s;
+    const QString numbered = FatNames::numbered(longName, 12);
+    EXPECT_EQ(numbered.size(), 255);
+    EXPECT_TRUE(numbered.endsWith(u"x (12).mp3"_s));
+    EXPECT_EQ(FatNames::numbered(u"Song"_s, 2), u"Song (2)"_s);
+
+    EXPECT_EQ(FatNames::safeComponent(u" .. "_s, false), u"-"_s);
+    EXPECT_EQ(FatNames::safeComponent(QString(300, u'f'), false), QString(255, u'f'));
+    // A long "extension" is part of the name, not something to keep whole.
+    const QString oddExtension = u"a."_s + QString(200, u'e');
+    EXPECT_EQ(FatNames::safeComponent(oddExtension + oddExtension, true).size(), 255);
 }

@@ -74,13 +74,3 @@ TEST(VolumeMonitor, AppearedAndDisappearedKeepOneEntryPerMountPoint)
     EXPECT_EQ(names(monitor), (QStringList{u"STICK@/media/STICK"_s, u"Phone@/media/Phone"_s}));
     EXPECT_EQ(changed.count(), 3);
 }
-
-TEST(VolumeMonitor, EqualityAndHashTakeNameAndPath)
-{
-    const MountedVolume a{u"A"_s, QUrl::fromLocalFile(u"/media/A"_s)};
-    MountedVolume b = a;
-    EXPECT_EQ(a, b);
-    EXPECT_EQ(qHash(a), qHash(b));
-    b.name = u"B"_s;
-    EXPECT_NE(a, b);
-}
