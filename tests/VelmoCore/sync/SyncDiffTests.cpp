@@ -437,6 +437,45 @@ private:
 
 } // namespace
 
+namespace {
+
+// A device pulled out once the walk has begun: the tree is gone before the second entry.
+class VanishingFileTree final : public FileTree {
+public:
+    explicit VanishingFileTree(QString device) : m_device(std::move(device)) {}
+
+    bool walk(const QString& root, const Visitor& visit) const override
+    {
+        return FileTree::local().walk(root, [&](const Entry& entry) {
+            QDir(m_device).removeRecursively();
+            return visit(entry);
+        });
+    }
+    std::optional<Attributes> attributes(const QString& path) const override
+    {
+        return FileTree::local().attributes(path);
+    }
+
+private:
+    QString m_device;
+};
+
+} // namespace
+
+TEST_F(SyncDiffTest, ADeviceRemovedDuringTheWalkGivesAShorterList)
+{
+    const Track track = libraryTrack(u"A"_s);
+    DeviceProfile p = profile();
+    for (const QString& name : {u"A"_s, u"B"_s, u"C"_s})
+        makeFile(music() + u'/' + name + u"/x.mp3"_s);
+    makeFile(destination(track, p));
+    const VanishingFileTree files(device());
+    const SyncDiff result = SyncDiff::compute({track}, {}, {}, p, QUrl::fromLocalFile(libraryRoot()), {},
+                                              SyncDiff::NameRules::plain, &files);
+    EXPECT_TRUE(result.toRemove.isEmpty());
+    EXPECT_EQ(result.toAdd.size(), 1);
+}
+
 TEST_F(SyncDiffTest, EachDeviceFileIsReadAtMostOnceForTenThousandTracks)
 {
     DeviceProfile p = profile();
