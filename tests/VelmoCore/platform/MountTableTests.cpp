@@ -1,7 +1,14 @@
 #include "platform/MountTable.h"
 #include "platform/MountVolumeSource.h"
 
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
+
+#include <sys/mount.h>
 
 using namespace Qt::StringLiterals;
 
@@ -111,4 +118,29 @@ TEST(MountTable, ChangesBetweenTwoTablesByMountPointAndDevice)
 
     EXPECT_TRUE(MountTable::changes(after, after).gone.isEmpty());
     EXPECT_TRUE(MountTable::changes(after, after).came.isEmpty());
+}
+
+TEST(MountVolumeSource, AMountAndAnUnmountArriveAsSignals)
+{
+    QTemporaryDir folder;
+    const QByteArray point = QFile::encodeName(folder.filePath(u"mount point"_s));
+    QDir().mkpath(folder.filePath(u"mount point"_s));
+    MountVolumeSource source;
+    source.start();
+    QSignalSpy appeared(&source, &VolumeSource::appeared);
+    QSignalSpy disappeared(&source, &VolumeSource::disappeared);
+    // A tmpfs takes any source text, so it can pass for a device; only a privileged run may mount.
+    if (::mount("/dev/velmo-test", point.constData(), "tmpfs", 0, nullptr) != 0)
+        GTEST_SKIP() << "mounting needs privileges this run does not have";
+    const bool cameWithinTime = appeared.wait(5000);
+    ::umount(point.constData());
+    ASSERT_TRUE(cameWithinTime);
+    const auto volume = appeared.constFirst().constFirst().value<VolumeSource::Volume>();
+    EXPECT_EQ(volume.path, QString::fromUtf8(point));
+    EXPECT_EQ(volume.name, u"mount point"_s);
+    EXPECT_EQ(volume.fileSystemType, u"tmpfs"_s);
+    EXPECT_FALSE(volume.removable);
+    ASSERT_TRUE(disappeared.count() > 0 || disappeared.wait(5000));
+    EXPECT_EQ(disappeared.constFirst().constFirst().toString(), QString::fromUtf8(point));
+    source.stop();
 }
