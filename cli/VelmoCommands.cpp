@@ -1,6 +1,7 @@
 #include "VelmoCommands.h"
 
 #include "DiscCommands.h"
+#include "DeviceCommands.h"
 #include "ImportCommands.h"
 #include "LibraryCommands.h"
 #include "MetadataCommands.h"
@@ -24,6 +25,7 @@ CommandLine velmoCommands()
     addPlaylistCommands(commandLine);
     addPlaylistEditCommands(commandLine);
     addPodcastCommands(commandLine);
+    addDeviceCommands(commandLine);
     addMetadataCommands(commandLine);
     addSettingsCommands(commandLine);
     addDiscCommands(commandLine);

@@ -15,6 +15,8 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream
     # the rip benchmark measures against the command-line encoder
     flac
+    # the yardstick of the device diff benchmark
+    rsync
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )

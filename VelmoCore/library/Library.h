@@ -14,6 +14,7 @@
 #include "podcasts/Podcast.h"
 #include "podcasts/PodcastAutoDownloadRule.h"
 #include "sync/DeviceProfile.h"
+#include "sync/SyncDiff.h"
 
 #include <QCoro/QCoroTask>
 #include <QHash>
@@ -164,6 +165,28 @@ public:
     // Exports the matches as a playlist of the same id, name and dates. Throws
     // PlaylistExporter::ExportError; an unknown id writes nothing.
     void exportSmartPlaylist(const QUuid& id, const QUrl& to, bool relativePaths) const;
+
+    // Device profiles (sync/LibraryDevices.cpp). An unknown profile id changes nothing, and
+    // nothing on a device is ever touched here.
+
+    // A new profile of the whole library, taking its format, bit rate, folder structure and
+    // the two switches from the preferences' defaults.
+    DeviceProfile createDeviceProfile(const QString& name, const QString& rootPath);
+    // Replaces the profile of the same id whole.
+    void updateDeviceProfile(const DeviceProfile& profile);
+    // Removes every profile with that id; the identity file on the device stays.
+    void deleteDeviceProfile(const QUuid& id);
+    // Appends, in the order given, the ids the profile does not list yet. Writes nothing when
+    // none is new.
+    void addTracksToDevice(const QList<QUuid>& trackIDs, const QUuid& profileID);
+    void removeTracksFromDevice(const QList<QUuid>& trackIDs, const QUuid& profileID);
+    // What a sync would change on the device, by the name rules of its file system; the
+    // podcast half, when the profile syncs podcasts, is measured against the episodes given.
+    // Blocking: it walks the device.
+    SyncDiff syncDiff(const DeviceProfile& profile, const QList<SyncDiff::PodcastEpisodes>& podcastsToSync = {}) const;
+    // The downloaded episodes, newest first, of each podcast the profile has on, leaving out
+    // podcasts with none: what the podcast half of a diff is measured against.
+    QList<SyncDiff::PodcastEpisodes> podcastsToSync(const DeviceProfile& profile) const;
 
     // Podcasts (podcasts/LibraryPodcasts.cpp). The asynchronous ones give up the main thread
     // only while they wait for the network, and find their records again by id afterwards.

@@ -1,5 +1,6 @@
 #include "DeviceProfile.h"
 
+#include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 
 #include <algorithm>
@@ -41,6 +42,32 @@ QHash<QUuid, PodcastDeviceConfig> decodePodcastConfigs(const JsonArray& array)
 }
 
 } // namespace
+
+QString DeviceProfile::contentSummary() const
+{
+    if (syncScope == SyncScope::fullLibrary)
+        return u"Full Library"_s;
+    const qsizetype playlists = playlistIDs.size() + smartPlaylistIDs.size();
+    QStringList parts;
+    if (playlists >= 1)
+        parts.append(DisplayText::counted(playlists, u"playlist"_s));
+    if (!manualTrackIDs.isEmpty())
+        parts.append(DisplayText::counted(manualTrackIDs.size(), u"track"_s));
+    return parts.isEmpty() ? u"No content selected"_s : parts.join(u" · "_s);
+}
+
+QString DeviceProfile::formatSummary() const
+{
+    switch (outputFormat) {
+    case OutputFormat::keepSource:
+        return u"Original format"_s;
+    case OutputFormat::mp3:
+        return u"MP3 · %1 kbps"_s.arg(transcodeBitrate);
+    case OutputFormat::aac:
+        return u"AAC · %1 kbps"_s.arg(transcodeBitrate);
+    }
+    return {};
+}
 
 void DeviceProfile::writeJson(JsonWriter& w) const
 {

@@ -60,6 +60,11 @@ struct DeviceProfile {
     QString podcastsFolder = QStringLiteral("Podcasts");
     QString playlistsFolder = QStringLiteral("Playlists");
 
+    // "Full Library", "2 playlists · 3 tracks", "No content selected".
+    QString contentSummary() const;
+    // "Original format", "MP3 · 256 kbps".
+    QString formatSummary() const;
+
     void writeJson(JsonWriter& writer) const;
     static DeviceProfile fromJson(const JsonObject& object);
 

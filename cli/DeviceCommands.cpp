@@ -1,0 +1,434 @@
+#include "DeviceCommands.h"
+
+#include "CommandLine.h"
+#include "library/DisplayText.h"
+#include "library/JsonCoding.h"
+#include "library/Library.h"
+#include "library/LibraryStores.h"
+#include "platform/MountVolumeSource.h"
+#include "sync/VelmoDeviceFile.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <variant>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+void printJson(Invocation& invocation, const QByteArray& json)
+{
+    invocation.out() << QString::fromUtf8(json) << u'\n';
+}
+
+QString quoted(const QString& text)
+{
+    return u'"' + text + u'"';
+}
+
+// Names need not be unique: an exact name first, and an id when no name matches.
+std::optional<DeviceProfile> findProfile(Invocation& invocation, const QString& nameOrID)
+{
+    const QList<DeviceProfile>& profiles = invocation.library().deviceProfiles();
+    QList<DeviceProfile> named;
+    std::copy_if(profiles.cbegin(), profiles.cend(), std::back_inserter(named),
+                 [&nameOrID](const DeviceProfile& p) { return p.name == nameOrID; });
+    if (named.size() == 1)
+        return named.constFirst();
+    if (named.size() > 1) {
+        QStringList ids;
+        for (const DeviceProfile& profile : named)
+            ids.append(u"  "_s + Json::uuidString(profile.id));
+        invocation.fail(u"%1 device profiles are named %2:\n%3\nGive the id of the one you mean in place of the name."_s
+                            .arg(named.size())
+                            .arg(quoted(nameOrID), ids.join(u'\n')));
+        return std::nullopt;
+    }
+    const QUuid id = QUuid::fromString(nameOrID);
+    const auto byID = std::find_if(profiles.cbegin(), profiles.cend(),
+                                   [&id](const DeviceProfile& p) { return !id.isNull() && p.id == id; });
+    if (byID != profiles.cend())
+        return *byID;
+    invocation.fail(u"No device profile is named %1. Run \"velmo device list\" to see them all."_s.arg(quoted(nameOrID)));
+    return std::nullopt;
+}
+
+bool isConnected(const DeviceProfile& profile)
+{
+    return QFileInfo::exists(profile.rootPath);
+}
+
+QCoro::Task<int> volumes(Invocation& invocation)
+{
+    const QList<DeviceProfile> profiles = LibraryStores::readDeviceProfiles().value;
+    const auto profileNamedBy = [&profiles](const QString& mountPoint) -> std::optional<DeviceProfile> {
+        const std::optional<VelmoDeviceFile> file = VelmoDeviceFile::read(mountPoint);
+        if (!file)
+            return std::nullopt;
+        const auto it = std::find_if(profiles.cbegin(), profiles.cend(),
+                                     [&file](const DeviceProfile& p) { return p.id == file->id; });
+        return it == profiles.cend() ? std::nullopt : std::optional(*it);
+    };
+
+    QList<VolumeSource::Volume> removable;
+    for (const VolumeSource::Volume& volume : MountVolumeSource().mountedVolumes()) {
+        if (volume.removable)
+            removable.append(volume);
+    }
+
+    if (invocation.json()) {
+        QJsonArray array;
+        for (const VolumeSource::Volume& volume : removable) {
+            QJsonObject object{{u"name"_s, volume.name},
+                               {u"mountPoint"_s, volume.path},
+                               {u"fileSystem"_s, volume.fileSystemType}};
+            if (const auto profile = profileNamedBy(volume.path))
+                object.insert(u"profile"_s, QJsonObject{{u"id"_s, Json::uuidString(profile->id)}, {u"name"_s, profile->name}});
+            array.append(object);
+        }
+        invocation.out() << QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)) << u'\n';
+        co_return int(exitSuccess);
+    }
+    QTextStream& out = invocation.out();
+    if (removable.isEmpty()) {
+        out << u"No removable volume is mounted.\n"_s;
+        co_return int(exitSuccess);
+    }
+    for (const VolumeSource::Volume& volume : removable) {
+        out << volume.name << u"\n  Mounted at "_s << volume.path << u" ("_s << volume.fileSystemType << u")\n"_s;
+        if (const auto profile = profileNamedBy(volume.path))
+            out << u"  Last synced with "_s << quoted(profile->name) << u' ' << Json::uuidString(profile->id) << u'\n';
+    }
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> list(Invocation& invocation)
+{
+    const QList<DeviceProfile>& profiles = invocation.library().deviceProfiles();
+    if (invocation.json()) {
+        JsonWriter writer;
+        Json::writeArray(writer, profiles);
+        printJson(invocation, writer.take());
+        co_return int(exitSuccess);
+    }
+    QTextStream& out = invocation.out();
+    if (profiles.isEmpty()) {
+        out << u"No device profiles yet. Add one with \"velmo device add NAME ROOT\".\n"_s;
+        co_return int(exitSuccess);
+    }
+    for (const DeviceProfile& profile : profiles) {
+        out << profile.name << u"  "_s << Json::uuidString(profile.id) << u"\n  "_s << profile.rootPath
+            << (isConnected(profile) ? u" (connected)"_s : u" (not connected)"_s) << u"\n  "_s
+            << profile.contentSummary() << u" · "_s << profile.formatSummary() << u'\n';
+    }
+    co_return int(exitSuccess);
+}
+
+void printProfile(QTextStream& out, const DeviceProfile& profile, const Library& library)
+{
+    const auto names = [](const auto& records, const QList<QUuid>& ids) {
+        QStringList result;
+        for (const QUuid& id : ids) {
+            const auto it = std::find_if(records.cbegin(), records.cend(), [&id](const auto& r) { return r.id == id; });
+            result.append(it == records.cend() ? Json::uuidString(id) + u" (gone)"_s : quoted(it->name));
+        }
+        return result.isEmpty() ? u"none"_s : result.join(u", "_s);
+    };
+    const auto yesNo = [](bool value) { return value ? u"yes"_s : u"no"_s; };
+    out << profile.name << u"  "_s << Json::uuidString(profile.id) << u'\n'
+        << u"Root:             "_s << profile.rootPath << (isConnected(profile) ? u" (connected)"_s : u" (not connected)"_s) << u'\n'
+        << u"Content:          "_s << profile.contentSummary() << u'\n'
+        << u"Format:           "_s << profile.formatSummary() << u'\n'
+        << u"Folder structure: "_s << rawValue(profile.folderStructure) << u'\n'
+        << u"Folders:          "_s << profile.musicFolder << u", "_s << profile.podcastsFolder << u", "_s
+        << profile.playlistsFolder << u'\n'
+        << u"Sync playlists:   "_s << yesNo(profile.syncPlaylists) << u'\n'
+        << u"Sync podcasts:    "_s << yesNo(profile.syncPodcasts) << u'\n';
+    if (profile.syncScope == SyncScope::selectedPlaylists) {
+        out << u"Playlists:        "_s << names(library.playlists(), profile.playlistIDs) << u'\n'
+            << u"Smart playlists:  "_s << names(library.smartPlaylists(), profile.smartPlaylistIDs) << u'\n'
+            << u"Tracks:           "_s << DisplayText::counted(profile.manualTrackIDs.size(), u"track"_s) << u'\n';
+    }
+}
+
+QCoro::Task<int> show(Invocation& invocation)
+{
+    const std::optional<DeviceProfile> profile = findProfile(invocation, invocation.arguments().constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    if (invocation.json())
+        printJson(invocation, Json::encode(*profile));
+    else
+        printProfile(invocation.out(), *profile, invocation.library());
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> add(Invocation& invocation)
+{
+    const QString name = invocation.arguments().at(0);
+    const QString root = QFileInfo(invocation.arguments().at(1)).absoluteFilePath();
+    const DeviceProfile profile = invocation.library().createDeviceProfile(name, root);
+    invocation.out() << u"Added the device profile "_s << quoted(name) << u' ' << Json::uuidString(profile.id)
+                     << u" for "_s << root << u": "_s << profile.contentSummary() << u", "_s
+                     << profile.formatSummary().toLower() << u".\n"_s;
+    co_return int(exitSuccess);
+}
+
+// Names or ids, separated by commas, of records that have both.
+template <typename T>
+std::variant<QJsonArray, QString> idsOf(const QList<T>& records, const QString& text, const QString& what)
+{
+    QJsonArray ids;
+    for (const QString& part : text.split(u',', Qt::SkipEmptyParts)) {
+        const QString wanted = part.trimmed();
+        QList<QUuid> matches;
+        for (const T& record : records) {
+            if (record.name == wanted)
+                matches.append(record.id);
+        }
+        if (matches.size() > 1)
+            return u"%1 %2s are named %3; give its id."_s.arg(matches.size()).arg(what, quoted(wanted));
+        const QUuid id = QUuid::fromString(wanted);
+        if (matches.isEmpty() && std::any_of(records.cbegin(), records.cend(), [&id](const T& r) { return !id.isNull() && r.id == id; }))
+            matches.append(id);
+        if (matches.isEmpty())
+            return u"No %1 is named %2."_s.arg(what, quoted(wanted));
+        ids.append(Json::uuidString(matches.constFirst()));
+    }
+    return ids;
+}
+
+// One key=value of `velmo device set`, written into the profile's JSON form.
+std::optional<QString> applySetting(QJsonObject& object, const QString& assignment, const Library& library)
+{
+    const qsizetype equals = assignment.indexOf(u'=');
+    if (equals <= 0)
+        return u"%1 is not of the form key=value."_s.arg(quoted(assignment));
+    const QString key = assignment.left(equals);
+    const QString value = assignment.mid(equals + 1);
+    static const QStringList textKeys{u"name"_s, u"rootPath"_s, u"syncScope"_s, u"outputFormat"_s,
+                                      u"folderStructure"_s, u"musicFolder"_s, u"podcastsFolder"_s, u"playlistsFolder"_s};
+    static const QStringList rawKeys{u"transcodeBitrate"_s, u"syncPlaylists"_s, u"syncPodcasts"_s, u"podcastConfigs"_s};
+
+    if (key == u"rootPath"_s) {
+        object.insert(key, QFileInfo(value).absoluteFilePath());
+    } else if (textKeys.contains(key)) {
+        object.insert(key, value);
+    } else if (rawKeys.contains(key)) {
+        const QJsonDocument parsed = QJsonDocument::fromJson(u"[%1]"_s.arg(value).toUtf8());
+        if (!parsed.isArray() || parsed.array().size() != 1)
+            return u"The value of %1 is not JSON: %2."_s.arg(key, quoted(value));
+        object.insert(key, parsed.array().first());
+    } else if (key == u"playlistIDs"_s || key == u"smartPlaylistIDs"_s) {
+        const auto ids = key == u"playlistIDs"_s ? idsOf(library.playlists(), value, u"playlist"_s)
+                                                 : idsOf(library.smartPlaylists(), value, u"smart playlist"_s);
+        if (const QString* problem = std::get_if<QString>(&ids))
+            return *problem;
+        object.insert(key, std::get<QJsonArray>(ids));
+    } else if (key == u"manualTrackIDs"_s) {
+        QJsonArray ids;
+        for (const QString& part : value.split(u',', Qt::SkipEmptyParts)) {
+            const QUuid id = QUuid::fromString(part.trimmed());
+            if (id.isNull())
+                return u"%1 is not a track id."_s.arg(quoted(part.trimmed()));
+            ids.append(Json::uuidString(id));
+        }
+        object.insert(key, ids);
+    } else if (key == u"id"_s) {
+        return u"A profile's id never changes."_s;
+    } else {
+        return u"A device profile has no setting %1. The settings are: %2, playlistIDs, smartPlaylistIDs, manualTrackIDs."_s
+            .arg(quoted(key), (textKeys + rawKeys).join(u", "_s));
+    }
+    return std::nullopt;
+}
+
+QCoro::Task<int> set(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    const QStringList arguments = invocation.arguments();
+    const std::optional<DeviceProfile> profile = findProfile(invocation, arguments.constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    QJsonObject object = QJsonDocument::fromJson(Json::encode(*profile)).object();
+    for (const QString& assignment : arguments.mid(1)) {
+        if (const std::optional<QString> problem = applySetting(object, assignment, library))
+            co_return invocation.fail(*problem);
+    }
+    DeviceProfile changed;
+    try {
+        changed = Json::decode<DeviceProfile>(QJsonDocument(object).toJson(QJsonDocument::Compact));
+    } catch (const DecodingError& error) {
+        co_return invocation.fail(u"The profile was left as it was: "_s + error.message() + u'.');
+    }
+    library.updateDeviceProfile(changed);
+    printProfile(invocation.out(), changed, library);
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> removeProfile(Invocation& invocation)
+{
+    const std::optional<DeviceProfile> profile = findProfile(invocation, invocation.arguments().constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    invocation.library().deleteDeviceProfile(profile->id);
+    invocation.out() << u"Removed the device profile "_s << quoted(profile->name)
+                     << u". Nothing on the device was touched.\n"_s;
+    co_return int(exitSuccess);
+}
+
+void writeDiffJson(JsonWriter& w, const SyncDiff& diff, const DeviceProfile& profile)
+{
+    w.beginObject();
+    w.key("toAdd"_L1);
+    w.beginArray();
+    for (const SyncDiff::AddItem& item : diff.toAdd) {
+        w.beginObject();
+        Json::writeUuid(w, "trackID"_L1, item.track.id);
+        w.field("destination"_L1, item.destinationURL.toLocalFile());
+        w.field("needsTranscode"_L1, item.needsTranscode);
+        w.endObject();
+    }
+    w.endArray();
+    const auto writePaths = [&w](QLatin1StringView key, const QList<QUrl>& urls) {
+        w.key(key);
+        w.beginArray();
+        for (const QUrl& url : urls)
+            w.value(url.toLocalFile());
+        w.endArray();
+    };
+    writePaths("toRemove"_L1, diff.toRemove);
+    w.field("unchanged"_L1, diff.unchanged);
+    if (diff.podcastChanges) {
+        const SyncDiff::PodcastChanges& changes = *diff.podcastChanges;
+        w.key("podcastChanges"_L1);
+        w.beginObject();
+        const SyncDiff::NameRules rules = SyncDiff::nameRulesAt(profile.rootPath);
+        w.key("toAdd"_L1);
+        w.beginArray();
+        for (const auto& [podcast, episode] : changes.toAdd) {
+            w.beginObject();
+            Json::writeUuid(w, "podcastID"_L1, podcast.id);
+            Json::writeUuid(w, "episodeID"_L1, episode.id);
+            w.field("destination"_L1, SyncDiff::episodeDestinationURL(podcast, episode, profile, rules).toLocalFile());
+            w.endObject();
+        }
+        w.endArray();
+        writePaths("toRemove"_L1, changes.toRemove);
+        w.field("unchanged"_L1, changes.unchanged);
+        w.endObject();
+    }
+    w.endObject();
+}
+
+QCoro::Task<int> diff(Invocation& invocation)
+{
+    const Library& library = invocation.library();
+    const std::optional<DeviceProfile> profile = findProfile(invocation, invocation.arguments().constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    const SyncDiff result = library.syncDiff(*profile, library.podcastsToSync(*profile));
+
+    if (invocation.json()) {
+        JsonWriter writer;
+        writeDiffJson(writer, result, *profile);
+        printJson(invocation, writer.take());
+        co_return int(exitSuccess);
+    }
+    QTextStream& out = invocation.out();
+    if (!isConnected(*profile))
+        out << profile->rootPath << u" is not there: the device is not connected, so everything is to add.\n"_s;
+    out << u"To add ("_s << result.toAdd.size() << u"):\n"_s;
+    for (const SyncDiff::AddItem& item : result.toAdd)
+        out << (item.needsTranscode ? u"  transcode  "_s : u"  copy       "_s) << item.destinationURL.toLocalFile() << u'\n';
+    out << u"To remove ("_s << result.toRemove.size() << u"):\n"_s;
+    for (const QUrl& url : result.toRemove)
+        out << u"  "_s << url.toLocalFile() << u'\n';
+    out << u"Unchanged: "_s << DisplayText::counted(result.unchanged, u"track"_s) << u'\n';
+    if (result.podcastChanges) {
+        const SyncDiff::PodcastChanges& changes = *result.podcastChanges;
+        out << u"Podcast episodes to add ("_s << changes.toAdd.size() << u"):\n"_s;
+        for (const auto& [podcast, episode] : changes.toAdd)
+            out << u"  "_s << podcast.title << u": "_s << episode.title << u'\n';
+        out << u"Podcast files to remove ("_s << changes.toRemove.size() << u"):\n"_s;
+        for (const QUrl& url : changes.toRemove)
+            out << u"  "_s << url.toLocalFile() << u'\n';
+        out << u"Podcast episodes unchanged: "_s << changes.unchanged << u'\n';
+    }
+    co_return int(exitSuccess);
+}
+
+} // namespace
+
+void addDeviceCommands(CommandLine& commandLine)
+{
+    commandLine.addGroup(u"device"_s, u"Devices: profiles, mounted volumes and what a sync would change"_s);
+    commandLine.add({
+        .path = {u"device"_s, u"volumes"_s},
+        .summary = u"List the removable volumes mounted now, with the profile their identity file names."_s,
+        .hasJsonOutput = true,
+        .run = volumes,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"list"_s},
+        .summary = u"List the device profiles."_s,
+        .hasJsonOutput = true,
+        .access = Command::Access::library,
+        .run = list,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"add"_s},
+        .arguments = u"NAME ROOT"_s,
+        .summary = u"Add a device profile for the folder ROOT, with the defaults of the preferences."_s,
+        .minimumArguments = 2,
+        .maximumArguments = 2,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::deviceProfiles},
+        .run = add,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"show"_s},
+        .arguments = u"NAME|ID"_s,
+        .summary = u"Show a device profile."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .hasJsonOutput = true,
+        .access = Command::Access::library,
+        .run = show,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"set"_s},
+        .arguments = u"NAME|ID KEY=VALUE..."_s,
+        .summary = u"Change a profile's settings by their JSON names, e.g. outputFormat=mp3 transcodeBitrate=256 "
+                   "syncPlaylists=false; playlistIDs and smartPlaylistIDs take names or ids separated by commas."_s,
+        .minimumArguments = 2,
+        .maximumArguments = 64,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::deviceProfiles},
+        .run = set,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"remove"_s},
+        .arguments = u"NAME|ID"_s,
+        .summary = u"Remove a device profile; nothing on the device is touched."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::deviceProfiles},
+        .run = removeProfile,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"diff"_s},
+        .arguments = u"NAME|ID"_s,
+        .summary = u"Say what a sync would add, remove and leave on the device, touching nothing."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .hasJsonOutput = true,
+        .access = Command::Access::library,
+        .run = diff,
+    });
+}

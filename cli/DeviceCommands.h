@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// velmo device volumes | list | add | show | set | remove | diff
+void addDeviceCommands(CommandLine& commandLine);

@@ -1,0 +1,159 @@
+#include "VelmoTest.h"
+#include "library/LibraryStores.h"
+#include "library/Settings.h"
+#include "support/TrackFactory.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class DeviceCommandTest : public VelmoTest {
+protected:
+    void SetUp() override
+    {
+        VelmoTest::SetUp();
+        initLibrary();
+        for (const QString& title : {u"One"_s, u"Two"_s, u"Three"_s}) {
+            Track track = makeTrack(title, u"Band"_s, u"Album"_s);
+            track.url = QUrl::fromLocalFile(root() + u"/Band/Album/"_s + title + u".flac"_s);
+            writeFile(track.path(), "audio");
+            tracks.append(track);
+        }
+        writeFile(StoreLocations::path(StoreKind::library), LibraryStores::encodeTracks(tracks));
+        playlist = {QUuid::createUuid(), u"Road"_s, {tracks.at(1).id}, Date{1}, Date{2}};
+        writeFile(StoreLocations::path(StoreKind::playlists), LibraryStores::encodePlaylists({playlist}));
+        QDir().mkpath(device());
+    }
+
+    QString device() const { return stores.folder() + u"/Stick"_s; }
+
+    static QJsonObject object(const QString& text) { return QJsonDocument::fromJson(text.toUtf8()).object(); }
+    static QList<DeviceProfile> profiles() { return LibraryStores::readDeviceProfiles().value; }
+
+    QList<Track> tracks;
+    Playlist playlist;
+};
+
+} // namespace
+
+TEST_F(DeviceCommandTest, AddListShowAndRemove)
+{
+    EXPECT_TRUE(velmo({u"device"_s, u"list"_s}).out.contains(u"No device profiles yet"_s));
+    Settings::setValue(Settings::defaultOutputFormat, OutputFormat::mp3);
+
+    const VelmoResult added = velmo({u"device"_s, u"add"_s, u"Walkman"_s, device()});
+    ASSERT_EQ(added.status, 0) << added.err.toStdString();
+    ASSERT_EQ(profiles().size(), 1);
+    const DeviceProfile profile = profiles().constFirst();
+    EXPECT_EQ(profile.rootPath, device());
+    EXPECT_EQ(profile.outputFormat, OutputFormat::mp3);
+    EXPECT_TRUE(added.out.contains(u"Full Library"_s)) << added.out.toStdString();
+
+    const QString listed = velmo({u"device"_s, u"list"_s}).out;
+    EXPECT_TRUE(listed.contains(u"Walkman"_s) && listed.contains(u"(connected)"_s) && listed.contains(u"MP3 · 320 kbps"_s))
+        << listed.toStdString();
+    const QJsonArray array = QJsonDocument::fromJson(velmo({u"device"_s, u"list"_s, u"--json"_s}).out.toUtf8()).array();
+    ASSERT_EQ(array.size(), 1);
+    EXPECT_EQ(array.at(0).toObject().keys().size(), 16);
+
+    const QString id = profile.id.toString(QUuid::WithoutBraces).toUpper();
+    EXPECT_EQ(object(velmo({u"device"_s, u"show"_s, id, u"--json"_s}).out).value("name"_L1).toString(), u"Walkman"_s);
+    const VelmoResult unknown = velmo({u"device"_s, u"show"_s, u"Nope"_s});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_TRUE(unknown.err.contains(u"No device profile is named \"Nope\""_s));
+
+    EXPECT_EQ(velmo({u"device"_s, u"add"_s, u"Walkman"_s, device()}).status, 0);
+    const VelmoResult ambiguous = velmo({u"device"_s, u"remove"_s, u"Walkman"_s});
+    EXPECT_EQ(ambiguous.status, 1);
+    EXPECT_TRUE(ambiguous.err.contains(id)) << ambiguous.err.toStdString();
+    EXPECT_EQ(velmo({u"device"_s, u"remove"_s, id}).status, 0);
+    ASSERT_EQ(profiles().size(), 1);
+    EXPECT_NE(profiles().constFirst().id, profile.id);
+}
+
+TEST_F(DeviceCommandTest, SetTakesJsonNamesAndRawValuesAndRefusesWhatDoesNotDecode)
+{
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"Car"_s, device()}).status, 0);
+    const VelmoResult set = velmo({u"device"_s, u"set"_s, u"Car"_s, u"syncScope=selectedPlaylists"_s,
+                                   u"outputFormat=aac"_s, u"transcodeBitrate=256"_s, u"folderStructure=flat"_s,
+                                   u"musicFolder=MUSIC"_s, u"syncPlaylists=false"_s, u"playlistIDs=Road"_s,
+                                   u"manualTrackIDs="_s + tracks.at(2).id.toString()});
+    ASSERT_EQ(set.status, 0) << set.err.toStdString();
+    const DeviceProfile profile = profiles().constFirst();
+    EXPECT_EQ(profile.syncScope, SyncScope::selectedPlaylists);
+    EXPECT_EQ(profile.outputFormat, OutputFormat::aac);
+    EXPECT_EQ(profile.transcodeBitrate, 256);
+    EXPECT_EQ(profile.folderStructure, FolderStructure::flat);
+    EXPECT_EQ(profile.musicFolder, u"MUSIC"_s);
+    EXPECT_FALSE(profile.syncPlaylists);
+    EXPECT_EQ(profile.playlistIDs, QList<QUuid>{playlist.id});
+    EXPECT_EQ(profile.manualTrackIDs, QList<QUuid>{tracks.at(2).id});
+    EXPECT_TRUE(set.out.contains(u"1 playlist · 1 track"_s)) << set.out.toStdString();
+
+    for (const QString& bad : {u"outputFormat=ogg"_s, u"transcodeBitrate=fast"_s, u"playlistIDs=Nowhere"_s,
+                               u"colour=red"_s, u"id=1"_s, u"noequals"_s}) {
+        const VelmoResult refused = velmo({u"device"_s, u"set"_s, u"Car"_s, u"name=Renamed"_s, bad});
+        EXPECT_EQ(refused.status, 1) << bad.toStdString();
+        EXPECT_FALSE(refused.err.isEmpty()) << bad.toStdString();
+    }
+    EXPECT_EQ(profiles().constFirst(), profile);
+}
+
+TEST_F(DeviceCommandTest, DiffJsonGivesTheExactLists)
+{
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"Stick"_s, device()}).status, 0);
+    ASSERT_EQ(velmo({u"device"_s, u"set"_s, u"Stick"_s, u"syncPodcasts=false"_s}).status, 0);
+    const QString present = device() + u"/Music/Band/Album/Two.flac"_s;
+    writeFile(present, "copy");
+    writeFile(device() + u"/Music/Old/Gone.mp3"_s, "stale");
+    writeFile(device() + u"/Music/cover.jpg"_s, "image");
+
+    const VelmoResult result = velmo({u"device"_s, u"diff"_s, u"Stick"_s, u"--json"_s});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    const QJsonObject diff = object(result.out);
+    EXPECT_EQ(diff.keys(), (QStringList{u"toAdd"_s, u"toRemove"_s, u"unchanged"_s}));
+    const QJsonArray toAdd = diff.value("toAdd"_L1).toArray();
+    ASSERT_EQ(toAdd.size(), 2);
+    EXPECT_EQ(toAdd.at(0).toObject(),
+              (QJsonObject{{u"trackID"_s, tracks.at(0).id.toString(QUuid::WithoutBraces).toUpper()},
+                           {u"destination"_s, QString(device() + u"/Music/Band/Album/One.flac"_s)},
+                           {u"needsTranscode"_s, false}}));
+    EXPECT_EQ(diff.value("toRemove"_L1).toArray(), QJsonArray{QString(device() + u"/Music/Old/Gone.mp3"_s)});
+    EXPECT_EQ(diff.value("unchanged"_L1).toInt(), 1);
+
+    ASSERT_EQ(velmo({u"device"_s, u"set"_s, u"Stick"_s, u"syncPodcasts=true"_s}).status, 0);
+    writeFile(device() + u"/Podcasts/Old/episode.mp3"_s, "old");
+    const QJsonObject withPodcasts = object(velmo({u"device"_s, u"diff"_s, u"Stick"_s, u"--json"_s}).out);
+    EXPECT_EQ(withPodcasts.value("podcastChanges"_L1).toObject(),
+              (QJsonObject{{u"toAdd"_s, QJsonArray()},
+                           {u"toRemove"_s, QJsonArray{QString(device() + u"/Podcasts/Old/episode.mp3"_s)}},
+                           {u"unchanged"_s, 0}}));
+
+    const QString text = velmo({u"device"_s, u"diff"_s, u"Stick"_s}).out;
+    EXPECT_TRUE(text.contains(u"To add (2):\n  copy       "_s + device() + u"/Music/Band/Album/One.flac"_s)) << text.toStdString();
+    EXPECT_TRUE(text.contains(u"Unchanged: 1 track"_s)) << text.toStdString();
+    EXPECT_TRUE(QFileInfo::exists(device() + u"/Music/Old/Gone.mp3"_s));
+}
+
+TEST_F(DeviceCommandTest, AStoreWithOneBadRecordListsNothingAndCheckNamesTheRecord)
+{
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"A"_s, device()}).status, 0);
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"B"_s, device()}).status, 0);
+    QJsonArray stored = QJsonDocument::fromJson(readFile(StoreLocations::path(StoreKind::deviceProfiles))).array();
+    QJsonObject second = stored.at(1).toObject();
+    second.remove("syncPlaylists"_L1);
+    stored.replace(1, second);
+    writeFile(StoreLocations::path(StoreKind::deviceProfiles), QJsonDocument(stored).toJson());
+
+    EXPECT_TRUE(velmo({u"device"_s, u"list"_s}).out.contains(u"No device profiles yet"_s));
+    const VelmoResult check = velmo({u"library"_s, u"check"_s});
+    EXPECT_EQ(check.status, 1);
+    EXPECT_TRUE(check.out.contains(u"record 2"_s)) << check.out.toStdString();
+    EXPECT_TRUE(check.out.contains(u"syncPlaylists"_s)) << check.out.toStdString();
+}
