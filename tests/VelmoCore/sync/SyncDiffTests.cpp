@@ -274,13 +274,13 @@ TEST_F(SyncDiffTest, TheWalkSparesHiddenNamesThePodcastsPrefixOtherExtensionsAnd
         device() + u"/Podcasts.mp3"_s,
         music() + u"/cover.jpg"_s,
         music() + u"/list.m3u8"_s,
-        music() + u"/song.aiff"_s,
+        music() + u"/song.wma"_s,
         device() + u"/.velmo"_s,
     };
     for (const QString& path : spared)
         makeFile(path);
     const QStringList removed{device() + u"/Loose.WAV"_s, music() + u"/A/B/c.ogg"_s, music() + u"/A/d.m4a"_s,
-                              music() + u"/e.aac"_s};
+                              music() + u"/e.aac"_s, music() + u"/song.aif"_s};
     for (const QString& path : removed)
         makeFile(path);
     // A folder named like audio, and a link to a file the profile does not want.
