@@ -19,10 +19,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-QString numberText(const std::optional<qint64>& number)
-{
-    return number ? QString::number(*number) : QString();
-}
+using TrackSelection::numberText;
 
 // The fields `track edit` sets, as `field=value`; `custom.KEY` names a custom tag.
 const QStringList editableFields{u"title"_s, u"artist"_s, u"albumartist"_s, u"album"_s, u"genre"_s,

@@ -13,12 +13,12 @@ using namespace Qt::StringLiterals;
 
 namespace TrackSelection {
 
-namespace {
-
 QString numberText(const std::optional<qint64>& number)
 {
     return number ? QString::number(*number) : QString();
 }
+
+namespace {
 
 // Negative, zero or positive, as the field orders the two tracks.
 int compareBy(const QString& field, const Track& a, const Track& b, const QCollator& collator)

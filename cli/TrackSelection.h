@@ -26,6 +26,9 @@ bool confirmed(Invocation& invocation, const QList<Track>& tracks, const QString
 // Sorts stably by the fields named ("artist,year"); the sentence for an unknown field.
 std::optional<QString> sort(QList<Track>& tracks, const QString& fields);
 
+// A number as decimal text, or empty for none.
+QString numberText(const std::optional<qint64>& number);
+
 // "Artist — Album — 03 Title (4:05) FLAC"
 QString line(const Track& track);
 // The template with {title}, {artist}, {albumartist}, {album}, {genre}, {year}, {track},
