@@ -1,0 +1,60 @@
+#pragma once
+
+#include "CDRipper.h"
+#include "DiscRipStrategy.h"
+#include "DiscTOC.h"
+#include "library/Track.h"
+#include "metadata/ArtworkFetcher.h"
+#include "metadata/ReleaseMetadata.h"
+
+#include <QCoro/QCoroTask>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+
+// Carries a disc's tracks from the drive into the library folder, one after the other: rip,
+// build the record, write tags and cover, move the file to its place. A failed track does not
+// stop the others. The catalogue is not touched here: the caller enters each finished track.
+namespace CDImporter {
+
+// Why one track did not arrive, in the words of the failure behind it.
+struct TrackError {
+    enum class Kind { ripFailed, placeFailed };
+
+    Kind kind;
+    QString message;
+
+    bool operator==(const TrackError&) const = default;
+};
+
+struct TrackImportResult {
+    qint64 trackIndex = 0; // 0-based position on the disc
+    std::optional<Track> track;
+    std::optional<TrackError> error;
+
+    bool succeeded() const { return track.has_value(); }
+};
+
+using TrackProgressHandler = std::function<void(qint64 trackIndex, const CDRipper::Progress&)>;
+using TrackCompleteHandler = std::function<void(const TrackImportResult&)>;
+
+// The record a ripped file gets, before it is placed: the stub's text and the release's.
+Track makeTrack(const QUrl& file, const TrackMetadataStub& stub, const ReleaseMetadata& release,
+                const std::optional<ArtworkFetcher::ArtworkResult>& artwork);
+
+// The stub of track i: the release's, or "Track N" by the release's artist where it has none.
+TrackMetadataStub stubFor(const ReleaseMetadata& release, qint64 trackIndex);
+
+// Never throws. One result per index processed, in order; no index means every track. The
+// temporary folder "velmo_rip_<UUID>" in the system's temporary folder is gone at the end,
+// with whatever a failed track left in it.
+QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, ReleaseMetadata release,
+                                                 std::optional<ArtworkFetcher::ArtworkResult> artwork, QUrl into,
+                                                 std::optional<QList<qint64>> trackIndices, bool overwriteExisting,
+                                                 DiscRipStrategy& strategy, TrackProgressHandler onTrackProgress = {},
+                                                 TrackCompleteHandler onTrackComplete = {});
+
+} // namespace CDImporter
