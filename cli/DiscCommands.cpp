@@ -1,13 +1,17 @@
 #include "DiscCommands.h"
 
 #include "CommandLine.h"
+#include "disc/CDImporter.h"
 #include "disc/CDTOCDiagnostics.h"
 #include "disc/DiscRipStrategy.h"
 #include "disc/DiscTOC.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
+#include "library/Library.h"
 #include "library/RawValueEnum.h"
 #include "library/Settings.h"
+#include "metadata/ArtworkFetcher.h"
+#include "metadata/MusicBrainzDiscLookup.h"
 #include "platform/UdevDiscEvents.h"
 
 #include <QDir>
@@ -124,32 +128,46 @@ std::optional<QList<qint64>> parseTracks(const QString& text, qint64 trackCount,
     return indexes;
 }
 
+// --strategy, else the preference; none after saying the name is wrong.
+std::optional<RipStrategyKind> strategyKind(Invocation& invocation)
+{
+    if (!invocation.isSet(u"strategy"_s))
+        return Settings::value(Settings::ripStrategy);
+    const std::optional<RipStrategyKind> chosen = enumFromRawValue<RipStrategyKind>(invocation.value(u"strategy"_s));
+    if (!chosen)
+        invocation.err() << u"velmo: the strategy is \"direct\" or \"paranoia\"."_s << Qt::endl;
+    return chosen;
+}
+
+// --tracks as 0-based indexes, else every track; none after saying why.
+std::optional<QList<qint64>> trackIndexes(Invocation& invocation, const DiscTOC& toc)
+{
+    QList<qint64> indexes;
+    for (qint64 i = 0; i < toc.trackCount; ++i)
+        indexes.append(i);
+    if (!invocation.isSet(u"tracks"_s))
+        return indexes;
+    QString problem;
+    const std::optional<QList<qint64>> chosen = parseTracks(invocation.value(u"tracks"_s), toc.trackCount, problem);
+    if (!chosen)
+        invocation.fail(problem);
+    return chosen;
+}
+
 QCoro::Task<int> rip(Invocation& invocation)
 {
     const QString source = invocation.arguments().at(0);
     const QString folder = QFileInfo(invocation.arguments().at(1)).absoluteFilePath();
-    RipStrategyKind kind = Settings::value(Settings::ripStrategy);
-    if (invocation.isSet(u"strategy"_s)) {
-        const std::optional<RipStrategyKind> chosen = enumFromRawValue<RipStrategyKind>(invocation.value(u"strategy"_s));
-        if (!chosen) {
-            invocation.err() << u"velmo: the strategy is \"direct\" or \"paranoia\"."_s << Qt::endl;
-            co_return int(exitUsage);
-        }
-        kind = *chosen;
-    }
+    const std::optional<RipStrategyKind> chosenKind = strategyKind(invocation);
+    if (!chosenKind)
+        co_return int(exitUsage);
+    const RipStrategyKind kind = *chosenKind;
     const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
     const DiscTOC toc = co_await Background::run(read);
-
-    QList<qint64> indexes;
-    for (qint64 i = 0; i < toc.trackCount; ++i)
-        indexes.append(i);
-    if (invocation.isSet(u"tracks"_s)) {
-        QString problem;
-        const std::optional<QList<qint64>> chosen = parseTracks(invocation.value(u"tracks"_s), toc.trackCount, problem);
-        if (!chosen)
-            co_return invocation.fail(problem);
-        indexes = *chosen;
-    }
+    const std::optional<QList<qint64>> chosenIndexes = trackIndexes(invocation, toc);
+    if (!chosenIndexes)
+        co_return int(exitFailure);
+    const QList<qint64> indexes = *chosenIndexes;
 
     const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(kind);
     const QUrl output = QUrl::fromLocalFile(folder);
@@ -168,6 +186,83 @@ QCoro::Task<int> rip(Invocation& invocation)
         }
     }
     co_return int(exitSuccess);
+}
+
+// The release the user means: the one MusicBrainz knows, or the one --release names by its
+// number in the list or its id. None after listing the choices.
+std::optional<ReleaseMetadata> chooseRelease(Invocation& invocation, const QList<ReleaseMetadata>& releases)
+{
+    const QString wanted = invocation.value(u"release"_s);
+    for (qsizetype i = 0; i < releases.size(); ++i) {
+        if (wanted == QString::number(i + 1) || (!wanted.isEmpty() && releases.at(i).mbid == wanted))
+            return releases.at(i);
+    }
+    if (wanted.isEmpty() && releases.size() == 1)
+        return releases.constFirst();
+    invocation.err() << (wanted.isEmpty() ? u"MusicBrainz knows %1 for this disc; choose one with --release:"_s.arg(
+                                                DisplayText::counted(releases.size(), u"release"_s))
+                                          : u"No release of this disc is “%1”. They are:"_s.arg(wanted))
+                     << Qt::endl;
+    for (qsizetype i = 0; i < releases.size(); ++i) {
+        const ReleaseMetadata& r = releases.at(i);
+        invocation.err() << u"  "_s << i + 1 << u". "_s << r.artist << u" — "_s << r.title
+                         << (r.year ? u" ("_s + QString::number(*r.year) + u')' : QString()) << u"  "_s << r.mbid
+                         << Qt::endl;
+    }
+    return std::nullopt;
+}
+
+QCoro::Task<int> importDisc(Invocation& invocation)
+{
+    const QString source = invocation.arguments().constFirst();
+    const std::optional<RipStrategyKind> kind = strategyKind(invocation);
+    if (!kind)
+        co_return int(exitUsage);
+    const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
+    const DiscTOC toc = co_await Background::run(read);
+    const std::optional<QList<qint64>> indexes = trackIndexes(invocation, toc);
+    if (!indexes)
+        co_return int(exitFailure);
+
+    invocation.err() << u"Looking up disc "_s << toc.discID << u" on MusicBrainz…"_s << Qt::endl;
+    QList<ReleaseMetadata> releases;
+    try {
+        releases = co_await MusicBrainzDiscLookup::fetchReleases(toc.discID, toc.trackOffsets, toc.leadOutOffset);
+    } catch (const MusicBrainzDiscLookup::LookupError& error) {
+        co_return invocation.fail(error.message());
+    }
+    const std::optional<ReleaseMetadata> release = chooseRelease(invocation, releases);
+    if (!release)
+        co_return int(exitFailure);
+    std::optional<ArtworkFetcher::ArtworkResult> artwork;
+    try {
+        artwork = co_await ArtworkFetcher::fetchArtwork(release->artist, release->title, release->mbid,
+                                                        release->releaseGroupID);
+    } catch (const ArtworkFetcher::FetchError&) {
+        invocation.err() << u"No cover was found; the files go in without one."_s << Qt::endl;
+    }
+
+    Library& library = invocation.library();
+    invocation.err() << u"Ripping "_s << release->artist << u" — "_s << release->title << u" ("_s
+                     << DisplayText::counted(indexes->size(), u"track"_s) << u", "_s << displayName(*kind) << u")"_s
+                     << Qt::endl;
+    const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(*kind);
+    qsizetype failed = 0;
+    const CDImporter::TrackCompleteHandler entered = [&](const CDImporter::TrackImportResult& result) {
+        if (result.track) {
+            const Track stored = library.upsertRippedTrack(*result.track);
+            invocation.out() << u"Track "_s << result.trackIndex + 1 << u": "_s << stored.path() << Qt::endl;
+        } else {
+            ++failed;
+            invocation.err() << u"Track "_s << result.trackIndex + 1 << u" failed: "_s << result.error->message
+                             << Qt::endl;
+        }
+    };
+    co_await CDImporter::importDisc(source, toc, *release, artwork, library.rootURL(), *indexes,
+                                    invocation.isSet(u"overwrite"_s), *strategy, {}, entered);
+    invocation.err() << u"Imported "_s << indexes->size() - failed << u" of "_s
+                     << DisplayText::counted(indexes->size(), u"track"_s) << u"."_s << Qt::endl;
+    co_return failed > 0 ? int(exitFailure) : int(exitSuccess);
 }
 
 } // namespace
@@ -213,5 +308,20 @@ void addDiscCommands(CommandLine& commandLine)
         .minimumArguments = 2,
         .maximumArguments = 2,
         .run = rip,
+    });
+    commandLine.add({
+        .path = {u"disc"_s, u"import"_s},
+        .arguments = u"SOURCE"_s,
+        .summary = u"Look the disc up on MusicBrainz, rip its tracks to FLAC with tags and cover, and put them into "
+                   "the library's Artist/Album/Track layout."_s,
+        .options = {QCommandLineOption(u"release"_s, u"The release, by its number in the list or its id"_s, u"WHICH"_s),
+                    QCommandLineOption(u"tracks"_s, u"Only these tracks, as 1,3-5"_s, u"LIST"_s),
+                    QCommandLineOption(u"strategy"_s, u"direct or paranoia; by default the preference"_s, u"NAME"_s),
+                    QCommandLineOption(u"overwrite"_s, u"Replace files already at the tracks' places"_s)},
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::library},
+        .run = importDisc,
     });
 }

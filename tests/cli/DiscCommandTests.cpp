@@ -1,6 +1,9 @@
 #include "VelmoTest.h"
 #include "disc/DiscTOC.h"
+#include "library/LibraryStores.h"
+#include "library/TagReader.h"
 #include "support/DiscImages.h"
+#include "support/FakeServices.h"
 
 #include <QDir>
 #include <QFile>
@@ -153,4 +156,45 @@ TEST_F(DiscCommandTest, RipAnImage)
     EXPECT_EQ(outside.status, 1);
     EXPECT_EQ(outside.err, u"Track 4 is not on the disc, which has 3 tracks.\n"_s);
     EXPECT_EQ(velmo({u"disc"_s, u"rip"_s, sheet, out, u"--strategy"_s, u"aiff"_s}).status, 2);
+}
+
+TEST_F(DiscCommandTest, ImportLooksTheDiscUpRipsItAndEntersItsTracks)
+{
+    initLibrary();
+    FakeServices services;
+    const QString sheet = enhancedImage();
+    const QString discID = MusicBrainzDiscLookup::computeDiscID({150, 450, 650}, 850);
+    const auto trackOf = [](int n, const QString& title) {
+        return QJsonObject{{"number"_L1, QString::number(n)}, {"position"_L1, n}, {"title"_L1, title},
+                           {"length"_L1, 4000}, {"recording"_L1, QJsonObject{{"id"_L1, u"recording-%1"_s.arg(n)}}}};
+    };
+    const QJsonObject medium{{"position"_L1, 1},
+                             {"discs"_L1, QJsonArray{QJsonObject{{"id"_L1, discID}}}},
+                             {"tracks"_L1, QJsonArray{trackOf(1, u"Dawn"_s), trackOf(2, u"Noon"_s)}}};
+    const QJsonObject release{{"id"_L1, u"release-1"_s},
+                              {"title"_L1, u"Day"_s},
+                              {"date"_L1, u"2001-05-01"_s},
+                              {"artist-credit"_L1, QJsonArray{QJsonObject{{"artist"_L1, QJsonObject{{"name"_L1, u"Tester"_s}}}}}},
+                              {"media"_L1, QJsonArray{medium}}};
+    services.musicBrainz.route(u"/ws/2/discid/"_s + discID,
+                               FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, QJsonArray{release}}}).toJson(),
+                                                "application/json"));
+
+    const VelmoResult result = velmo({u"disc"_s, u"import"_s, sheet});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    EXPECT_TRUE(result.err.contains(u"Imported 3 of 3 tracks."_s)) << result.err.toStdString();
+    const QList<Track> tracks = LibraryStores::readTracks().value;
+    ASSERT_EQ(tracks.size(), 3);
+    EXPECT_EQ(tracks.at(0).path(), root() + u"/Tester/Day/01 Dawn.flac"_s);
+    EXPECT_EQ(tracks.at(2).title, u"Track 3"_s) << "the release lacks the third track";
+    EXPECT_EQ(TagReader::read(tracks.at(1).url)->externalID, u"recording-2"_s);
+    const auto decoded = FlacFiles::decode(tracks.at(1).path());
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->pcm, audio.mid(300 * 2352, 200 * 2352)) << "the disc's own samples";
+
+    // The same disc again keeps the entries: the files are in place, so nothing new comes in.
+    const VelmoResult again = velmo({u"disc"_s, u"import"_s, sheet, u"--tracks"_s, u"1"_s});
+    EXPECT_EQ(again.status, 1) << "the place is taken without --overwrite";
+    ASSERT_EQ(velmo({u"disc"_s, u"import"_s, sheet, u"--tracks"_s, u"1"_s, u"--overwrite"_s}).status, 0);
+    EXPECT_EQ(LibraryStores::readTracks().value.size(), 3) << "a re-rip keeps its entry";
 }
