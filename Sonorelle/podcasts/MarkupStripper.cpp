@@ -19,6 +19,14 @@ QString asLines(QString plain)
     return plain.replace(QChar::ParagraphSeparator, u'\n').replace(QChar::LineSeparator, u'\n');
 }
 
+// Qt's reader takes any "<" for the start of a tag and drops the prose after it; one that
+// cannot open a tag is written as the entity it stands for.
+QString withLoneBracketsEscaped(const QString& text)
+{
+    static const QRegularExpression lone(u"<(?![A-Za-z/!?])"_s);
+    return QString(text).replace(lone, u"&lt;"_s);
+}
+
 QString anchor(const QString& href, const QString& text)
 {
     return u"<a href=\""_s + href.toHtmlEscaped() + u"\">"_s + text.toHtmlEscaped() + u"</a>"_s;
@@ -48,7 +56,7 @@ QString strip(const QString& text)
     if (!text.contains(u'<'))
         return text;
     QTextDocument document;
-    document.setHtml(text);
+    document.setHtml(withLoneBracketsEscaped(text));
     return asLines(document.toPlainText()).trimmed();
 }
 
@@ -59,7 +67,7 @@ QString linkedText(const QString& text)
         html = linkedPlain(text);
     } else {
         QTextDocument document;
-        document.setHtml(text);
+        document.setHtml(withLoneBracketsEscaped(text));
         QStringList lines;
         for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
             QString line;

@@ -141,7 +141,7 @@ TEST_F(EpisodeScreensTest, DownloadShowsTheRingThenTheMarkAndOffersDeleteOnlyWhe
 
 TEST_F(EpisodeScreensTest, AFailedDownloadOffersRetry)
 {
-    server.route(u"/media/oldest.mp3"_s, FakeResponse::withStatus(404));
+    server.route(u"/media/oldest.mp3"_s, FakeResponse::cutAfter(QByteArray(4096, 'a'), 100));
     makeList();
     row(u"oldest"_s)->downloadButton()->click();
     EXPECT_TRUE(QTest::qWaitFor(

@@ -30,7 +30,7 @@ struct PodcastScreenFixture {
     // Items dated `daysAgo` back, newest last in the argument list's order of age.
     QByteArray feed(const QString& title, const QList<std::pair<QString, int>>& items)
     {
-        const QString slug = QString::fromLatin1(QUrl::toPercentEncoding(title));
+        const QString slug = QString(title).replace(u' ', u'-');
         server.route(QStringLiteral("/art/") + slug + QStringLiteral(".png"), FakeResponse::ok(coverPNG(), "image/png"));
         QString xml = QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                                      "<rss version=\"2.0\" xmlns:itunes=\"http://www.itunes.com/dtds/podcast-1.0.dtd\">"

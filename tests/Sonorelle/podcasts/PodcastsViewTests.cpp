@@ -82,7 +82,7 @@ TEST_F(PodcastsViewTest, CoversArriveLaterAndAreFetchedOnce)
     // Redrawing the list (a new count) uses the kept cover.
     view->filterField()->setText(u"late"_s);
     EXPECT_TRUE(coverShown());
-    EXPECT_EQ(server.requestCount(u"/art/Late%20Night%20Radio.png"_s), 1);
+    EXPECT_EQ(server.requestCount(u"/art/Late-Night-Radio.png"_s), 1);
 }
 
 TEST_F(PodcastsViewTest, RowMenuSelectsAndUnsubscribes)
