@@ -4,7 +4,6 @@
 #include "PodcastArtworkLoader.h"
 #include "PodcastDisplay.h"
 #include "library/Library.h"
-#include "podcasts/RSSParser.h"
 #include "widgets/Icons.h"
 #include "widgets/PlaceholderView.h"
 
@@ -70,10 +69,9 @@ QWidget* podcastRow(const QImage& cover, const QString& title, const QString& co
 
 } // namespace
 
-PodcastsView::PodcastsView(Library& library, TextPrompt prompt, QWidget* parent)
+PodcastsView::PodcastsView(Library& library, QWidget* parent)
     : QWidget(parent)
     , m_library(library)
-    , m_prompt(std::move(prompt))
     , m_artwork(new PodcastArtworkLoader(artworkSide, this))
     , m_filter(new QLineEdit(this))
     , m_list(new QListWidget(this))
@@ -82,7 +80,6 @@ PodcastsView::PodcastsView(Library& library, TextPrompt prompt, QWidget* parent)
     , m_listStack(new QStackedWidget(this))
     , m_refreshAll(plainButton(u"arrow.clockwise"_s, u"Refresh all podcasts"_s, this))
     , m_refreshAllStack(new QStackedWidget(this))
-    , m_addError(new QLabel(this))
     , m_detailStack(new QStackedWidget(this))
     , m_noSelection(new PlaceholderView(u"mic"_s, u"No Podcast Selected"_s, u"Choose a podcast from the list."_s, this))
 {
@@ -107,10 +104,6 @@ PodcastsView::PodcastsView(Library& library, TextPrompt prompt, QWidget* parent)
     m_filter->addAction(Icons::symbol(u"magnifyingglass"_s), QLineEdit::LeadingPosition);
     m_filter->setClearButtonEnabled(true);
 
-    m_addError->setWordWrap(true);
-    m_addError->setForegroundRole(QPalette::PlaceholderText);
-    m_addError->hide();
-
     // The empty state's own way in, beside the heading's.
     auto* addFromEmpty = new QPushButton(u"Add Podcast…"_s, m_noPodcasts);
     auto* emptyLayout = static_cast<QVBoxLayout*>(m_noPodcasts->layout());
@@ -128,7 +121,6 @@ PodcastsView::PodcastsView(Library& library, TextPrompt prompt, QWidget* parent)
     leftLayout->setContentsMargins(6, 6, 0, 0);
     leftLayout->addLayout(toolbar);
     leftLayout->addWidget(m_filter);
-    leftLayout->addWidget(m_addError);
     leftLayout->addWidget(m_listStack, 1);
 
     m_detailStack->addWidget(m_noSelection);
@@ -143,8 +135,8 @@ PodcastsView::PodcastsView(Library& library, TextPrompt prompt, QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(splitter);
 
-    connect(add, &QToolButton::clicked, this, [this] { addPodcast(); });
-    connect(addFromEmpty, &QPushButton::clicked, this, [this] { addPodcast(); });
+    connect(add, &QToolButton::clicked, this, &PodcastsView::showSearchSheet);
+    connect(addFromEmpty, &QPushButton::clicked, this, &PodcastsView::showSearchSheet);
     connect(m_refreshAll, &QToolButton::clicked, this, [this] { refreshAll(); });
     connect(m_filter, &QLineEdit::textChanged, this, &PodcastsView::fillList);
     connect(m_artwork, &PodcastArtworkLoader::coverReady, this, &PodcastsView::fillList);
@@ -210,11 +202,6 @@ QStringList PodcastsView::listTexts() const
                      + row->findChild<QLabel*>(u"count"_s)->text());
     }
     return texts;
-}
-
-QString PodcastsView::addError() const
-{
-    return m_addError->isHidden() ? QString() : m_addError->text();
 }
 
 void PodcastsView::setSelectedPodcastID(const std::optional<QUuid>& id)
@@ -301,24 +288,18 @@ void PodcastsView::setRefreshingAll(bool running)
     m_refreshAllStack->setCurrentIndex(running ? 1 : 0);
 }
 
-QCoro::Task<> PodcastsView::addPodcast()
+void PodcastsView::showSearchSheet()
 {
-    const std::optional<QString> address =
-        m_prompt(this, {u"Add Podcast"_s, u"Feed address"_s, u"Subscribe"_s, QString()});
-    if (!address || address->trimmed().isEmpty())
-        co_return;
-    QPointer<PodcastsView> self(this);
-    m_addError->hide();
-    QString failure;
-    try {
-        const Podcast added = co_await m_library.addPodcast(QUrl::fromUserInput(address->trimmed()));
-        if (self)
-            setSelectedPodcastID(added.id);
-    } catch (const RSSParser::ParseError& error) {
-        failure = error.message();
-    }
-    if (self && !failure.isEmpty()) {
-        m_addError->setText(failure);
-        m_addError->show();
-    }
+    if (m_searchSheet)
+        return;
+    auto* sheet = new PodcastSearchSheet(m_library, this);
+    m_searchSheet = sheet;
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    // The podcast that the sheet added is the one the user wants to see.
+    const qsizetype before = m_library.podcasts().size();
+    connect(sheet, &QDialog::accepted, this, [this, before] {
+        if (m_library.podcasts().size() > before)
+            setSelectedPodcastID(m_library.podcasts().constLast().id);
+    });
+    sheet->open();
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "PodcastSearchSheet.h"
 #include "podcasts/Episode.h"
-#include "widgets/TextPrompt.h"
 
 #include <QCoro/QCoroTask>
 #include <QPointer>
@@ -26,7 +26,7 @@ class PodcastsView : public QWidget {
     Q_OBJECT
 
 public:
-    explicit PodcastsView(Library& library, TextPrompt prompt = promptWithDialog, QWidget* parent = nullptr);
+    explicit PodcastsView(Library& library, QWidget* parent = nullptr);
 
     const std::optional<QUuid>& selectedPodcastID() const { return m_selectedPodcastID; }
     void setSelectedPodcastID(const std::optional<QUuid>& id);
@@ -42,14 +42,14 @@ public:
     QStringList listTexts() const;
     // "No Podcast Selected" or the chosen podcast's episodes.
     EpisodeListView* episodeList() const { return m_episodes; }
-    // Error words from the last add, empty when it went well.
-    QString addError() const;
+    // "Add Podcast" while it is open.
+    PodcastSearchSheet* searchSheet() const { return m_searchSheet; }
 
     // The menu of one row: "Refresh", "Sync Settings…", "Unsubscribe".
     void fillRowMenu(QMenu& menu, const QUuid& podcastID);
     QCoro::Task<> refreshAll();
-    // Asks for a feed address and subscribes to it.
-    QCoro::Task<> addPodcast();
+    // Opens "Add Podcast"; a subscription made there is selected.
+    void showSearchSheet();
 
 signals:
     void selectedEpisodeChanged(const std::optional<Episode>& episode);
@@ -61,7 +61,6 @@ private:
     void setRefreshingAll(bool running);
 
     Library& m_library;
-    TextPrompt m_prompt;
     std::optional<QUuid> m_selectedPodcastID;
     std::optional<Episode> m_selectedEpisode;
     bool m_isRefreshingAll = false;
@@ -73,7 +72,7 @@ private:
     QStackedWidget* m_listStack;
     QToolButton* m_refreshAll;
     QStackedWidget* m_refreshAllStack;
-    QLabel* m_addError;
+    QPointer<PodcastSearchSheet> m_searchSheet;
     QStackedWidget* m_detailStack;
     QWidget* m_noSelection;
     EpisodeListView* m_episodes = nullptr;

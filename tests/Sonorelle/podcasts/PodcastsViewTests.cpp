@@ -17,12 +17,11 @@ namespace {
 
 class PodcastsViewTest : public ::testing::Test, protected PodcastScreenFixture {
 protected:
-    std::optional<QString> addressAnswer;
     std::unique_ptr<PodcastsView> view;
 
     void makeView()
     {
-        view = std::make_unique<PodcastsView>(library, [this](QWidget*, const TextPromptRequest&) { return addressAnswer; });
+        view = std::make_unique<PodcastsView>(library);
         view->resize(900, 500);
         view->show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(view.get()));
@@ -127,23 +126,6 @@ TEST_F(PodcastsViewTest, RefreshAllDisablesItsButtonUntilEveryFeedIsRead)
     EXPECT_TRUE(view->refreshAllButton()->isEnabled());
     EXPECT_EQ(library.episodes(radio.id).size(), 2);
     EXPECT_EQ(view->listTexts(), QStringList{u"Late Night Radio\t2 episodes"_s});
-}
-
-TEST_F(PodcastsViewTest, AddingByAddressSubscribesOrSaysWhyNot)
-{
-    makeView();
-    server.route(u"/not-a-feed"_s, FakeResponse::ok("<html><body>A web page</body></html>", "text/html"));
-    addressAnswer = server.url(u"/not-a-feed"_s).toString();
-    BlockingWait::wait(view->addPodcast());
-    EXPECT_TRUE(library.podcasts().isEmpty());
-    EXPECT_FALSE(view->addError().isEmpty());
-
-    server.route(u"/good.xml"_s, FakeResponse::ok(feed(u"Good Show"_s, {{u"pilot"_s, 1}}), "application/rss+xml"));
-    addressAnswer = server.url(u"/good.xml"_s).toString();
-    BlockingWait::wait(view->addPodcast());
-    ASSERT_EQ(library.podcasts().size(), 1);
-    EXPECT_EQ(view->addError(), QString());
-    EXPECT_EQ(view->selectedPodcastID(), library.podcasts().constFirst().id);
 }
 
 } // namespace
