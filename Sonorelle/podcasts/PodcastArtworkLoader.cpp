@@ -32,7 +32,8 @@ QImage PodcastArtworkLoader::cover(const QUrl& url)
 QCoro::Task<> PodcastArtworkLoader::load(QUrl url)
 {
     QPointer<PodcastArtworkLoader> self(this);
-    const PodcastHttp::Body body = co_await PodcastHttp::get(url, {}, maximumCoverBytes);
+    const QString defaultUserAgent;
+    const PodcastHttp::Body body = co_await PodcastHttp::get(url, defaultUserAgent, maximumCoverBytes);
     QImage image;
     if (self && !body.failure && !body.tooLarge && body.status == 200) {
         const auto decode = [data = body.data, side = m_side] {
