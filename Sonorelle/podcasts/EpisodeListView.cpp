@@ -75,9 +75,11 @@ EpisodeListView::EpisodeListView(Library& library, const QUuid& podcastID, Podca
     // The segmented "Filter" picker.
     auto* filterLine = new QHBoxLayout;
     filterLine->setSpacing(0);
+    auto* filterPicker = new QWidget(this);
+    filterPicker->setAccessibleName(u"Filter"_s);
     filterLine->addStretch(1);
     for (const EpisodeFilter filter : filters) {
-        auto* button = new QPushButton(PodcastDisplay::label(filter), this);
+        auto* button = new QPushButton(PodcastDisplay::label(filter), filterPicker);
         button->setCheckable(true);
         button->setChecked(filter == m_filter);
         m_filterButtons->addButton(button, int(filter));
@@ -92,7 +94,8 @@ EpisodeListView::EpisodeListView(Library& library, const QUuid& podcastID, Podca
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(8, 8, 8, 0);
     layout->addLayout(header);
-    layout->addLayout(filterLine);
+    filterPicker->setLayout(filterLine);
+    layout->addWidget(filterPicker);
     layout->addWidget(m_stack, 1);
 
     connect(m_filterButtons, &QButtonGroup::idClicked, this, [this](int id) { setFilter(EpisodeFilter(id)); });
