@@ -13,7 +13,6 @@
 class EpisodeListView;
 class Library;
 class PodcastArtworkLoader;
-class QLabel;
 class QLineEdit;
 class QListWidget;
 class QMenu;
