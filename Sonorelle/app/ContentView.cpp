@@ -8,6 +8,8 @@
 #include "music/MusicView.h"
 #include "music/TrackDetailView.h"
 #include "playlists/PlaylistsView.h"
+#include "podcasts/EpisodeDetailView.h"
+#include "podcasts/PodcastsView.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QHBoxLayout>
@@ -24,10 +26,12 @@ ContentView::ContentView(Library& library, QWidget* parent)
     , m_detail(new QStackedWidget(this))
     , m_music(new MusicView(library))
     , m_playlists(new PlaylistsView(library))
+    , m_podcasts(new PodcastsView(library))
     , m_maintenance(new LibraryMaintenanceView(library))
 {
     m_content->addWidget(m_music);
     m_content->addWidget(m_playlists);
+    m_content->addWidget(m_podcasts);
     m_content->addWidget(m_maintenance);
 
     auto* splitter = new QSplitter(Qt::Horizontal, this);
@@ -48,6 +52,13 @@ ContentView::ContentView(Library& library, QWidget* parent)
     connect(m_music, &MusicView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
     connect(m_music, &MusicView::selectedAlbumChanged, this, &ContentView::setSelectedAlbum);
     connect(m_playlists, &PlaylistsView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
+    connect(m_podcasts, &PodcastsView::selectedEpisodeChanged, this, &ContentView::setSelectedEpisode);
+    // The episode's detail needs its podcast: unsubscribing takes the detail away.
+    connect(&library, &Library::podcastsChanged, this, [this] {
+        if (m_selectedEpisode && !selectedEpisodeHasPodcast() && m_detail->currentWidget()
+            && qobject_cast<EpisodeDetailView*>(m_detail->currentWidget()))
+            showDetail();
+    });
     setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
 }
 
@@ -68,6 +79,10 @@ void ContentView::setSidebarSelection(const std::optional<SidebarItem>& item)
         m_selectedAlbum.reset();
         // Its row must not stay highlighted while the detail column has let go of the track.
         m_playlists->clearSelectedTrack();
+        if (!item || item->kind != SidebarItem::Kind::podcasts) {
+            m_selectedEpisode.reset();
+            m_podcasts->clearSelectedEpisode();
+        }
     }
     showContent();
     showDetail();
@@ -77,6 +92,19 @@ void ContentView::setSelectedTrack(const std::optional<Track>& track)
 {
     m_selectedTrack = track;
     showDetail();
+}
+
+void ContentView::setSelectedEpisode(const std::optional<Episode>& episode)
+{
+    m_selectedEpisode = episode;
+    showDetail();
+}
+
+bool ContentView::selectedEpisodeHasPodcast() const
+{
+    return m_selectedEpisode && std::ranges::any_of(m_library.podcasts(), [this](const Podcast& podcast) {
+               return podcast.id == m_selectedEpisode->podcastID;
+           });
 }
 
 void ContentView::setSelectedAlbum(const std::optional<AlbumGroup>& album)
@@ -93,9 +121,7 @@ QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
     case SidebarItem::Kind::music: return m_music;
     case SidebarItem::Kind::library: return m_maintenance;
     case SidebarItem::Kind::playlists: return m_playlists;
-    case SidebarItem::Kind::podcasts:
-        return new PlaceholderView(u"mic"_s, u"Podcasts"_s,
-                                   u"Podcast subscriptions aren't available in this version of Sonorelle yet."_s);
+    case SidebarItem::Kind::podcasts: return m_podcasts;
     case SidebarItem::Kind::devices:
         return new PlaceholderView(u"externaldrive"_s, u"Devices"_s,
                                    u"Syncing to devices isn't available in this version of Sonorelle yet."_s);
@@ -114,7 +140,7 @@ void ContentView::showContent()
         m_placeholder->deleteLater();
         m_placeholder = nullptr;
     }
-    if (screen != m_music && screen != m_playlists && screen != m_maintenance) {
+    if (screen != m_music && screen != m_playlists && screen != m_podcasts && screen != m_maintenance) {
         m_placeholder = screen;
         m_content->addWidget(screen);
     }
@@ -129,6 +155,9 @@ void ContentView::showDetail()
     if (kind == Kind::devices) {
         detail = new PlaceholderView(u"externaldrive"_s, u"No Device Selected"_s,
                                      u"Choose a device from the list."_s);
+    } else if (kind == Kind::podcasts && selectedEpisodeHasPodcast()) {
+        const auto podcast = std::ranges::find(m_library.podcasts(), m_selectedEpisode->podcastID, &Podcast::id);
+        detail = new EpisodeDetailView(m_library, *m_selectedEpisode, *podcast);
     } else if (kind == Kind::podcasts) {
         detail = new PlaceholderView(u"mic"_s, u"No Episode Selected"_s,
                                      u"Choose an episode from the list."_s);

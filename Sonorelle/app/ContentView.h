@@ -3,6 +3,7 @@
 #include "SidebarItem.h"
 #include "library/Track.h"
 #include "music/AlbumGroup.h"
+#include "podcasts/Episode.h"
 
 #include <QWidget>
 
@@ -13,6 +14,7 @@ class Library;
 class LibraryMaintenanceView;
 class MusicView;
 class PlaylistsView;
+class PodcastsView;
 class QStackedWidget;
 class SidebarView;
 
@@ -30,6 +32,8 @@ public:
     void setSelectedTrack(const std::optional<Track>& track);
     const std::optional<AlbumGroup>& selectedAlbum() const { return m_selectedAlbum; }
     void setSelectedAlbum(const std::optional<AlbumGroup>& album);
+    const std::optional<Episode>& selectedEpisode() const { return m_selectedEpisode; }
+    void setSelectedEpisode(const std::optional<Episode>& episode);
 
     // The discs whose "CD Rip" rows the sidebar shows.
     void setDiscMonitor(DiscMonitor* monitor);
@@ -37,6 +41,7 @@ public:
     SidebarView* sidebar() const { return m_sidebar; }
     MusicView* musicView() const { return m_music; }
     PlaylistsView* playlistsView() const { return m_playlists; }
+    PodcastsView* podcastsView() const { return m_podcasts; }
     // What the content and detail columns show now.
     QWidget* contentColumn() const;
     QWidget* detailColumn() const;
@@ -52,16 +57,19 @@ private:
     QWidget* screenFor(const std::optional<SidebarItem>& item);
     void showContent();
     void showDetail();
+    bool selectedEpisodeHasPodcast() const;
 
     Library& m_library;
     std::optional<SidebarItem> m_sidebarSelection;
     std::optional<Track> m_selectedTrack;
     std::optional<AlbumGroup> m_selectedAlbum;
+    std::optional<Episode> m_selectedEpisode;
     SidebarView* m_sidebar;
     QStackedWidget* m_content;
     QStackedWidget* m_detail;
     MusicView* m_music;
     PlaylistsView* m_playlists;
+    PodcastsView* m_podcasts;
     LibraryMaintenanceView* m_maintenance;
     QWidget* m_placeholder = nullptr;
     bool m_hasAppeared = false;

@@ -45,6 +45,11 @@ QString PlaceholderView::title() const
     return m_title->text();
 }
 
+QString PlaceholderView::message() const
+{
+    return m_message ? m_message->text() : QString();
+}
+
 void PlaceholderView::setMessage(const QString& message)
 {
     if (m_message)
