@@ -258,8 +258,9 @@ QCoro::Task<int> importDisc(Invocation& invocation)
                              << Qt::endl;
         }
     };
+    const CDImporter::TrackProgressHandler noProgress;
     co_await CDImporter::importDisc(source, toc, *release, artwork, library.rootURL(), *indexes,
-                                    invocation.isSet(u"overwrite"_s), *strategy, {}, entered);
+                                    invocation.isSet(u"overwrite"_s), *strategy, noProgress, entered);
     invocation.err() << u"Imported "_s << indexes->size() - failed << u" of "_s
                      << DisplayText::counted(indexes->size(), u"track"_s) << u"."_s << Qt::endl;
     co_return failed > 0 ? int(exitFailure) : int(exitSuccess);
