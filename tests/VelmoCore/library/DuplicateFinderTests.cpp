@@ -1,18 +1,22 @@
 #include "library/BlockingWait.h"
 #include "library/DuplicateFinder.h"
+#include "library/FingerprintCache.h"
 #include "library/FingerprintReader.h"
+#include "library/TagWriter.h"
 #include "support/AudioFixtures.h"
 #include "support/EncodedAudio.h"
 #include "support/SyntheticFingerprints.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 #include <QUrl>
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -176,4 +180,96 @@ TEST(DuplicatePairing, TheIndexFindsTheSameGroupsAsComparingEveryPair)
         EXPECT_GT(exact.size(), 30) << "the set must exercise the pairing";
         EXPECT_EQ(indexed, exact) << "threshold " << threshold;
     }
+}
+
+namespace {
+
+// Searches with the cache in a folder of its own, counting the files actually decoded.
+class FingerprintCacheTest : public AudioDuplicatesTest {
+protected:
+    std::optional<QList<DuplicateFinder::Group>> search(const QList<Track>& tracks)
+    {
+        DuplicateFinder::Search search;
+        search.cachePath = cachePath();
+        search.fingerprinter = [this](const QUrl& url) {
+            ++decoded;
+            return FingerprintReader::fingerprint(url, DuplicateFinder::maxDuration);
+        };
+        search.onProgress = [this](qsizetype done, qsizetype total) { lastProgress = {done, total}; };
+        return BlockingWait::wait(DuplicateFinder::findDuplicates(tracks, search));
+    }
+    QString cachePath() const { return cacheFolder.filePath(u"fingerprints.cache"_s); }
+    // A copy of a sample the test may change.
+    Track copy(const QString& name, const QString& as)
+    {
+        const QString path = cacheFolder.filePath(as);
+        QFile::copy(file(name), path);
+        Track result = makeTrack(as);
+        result.url = QUrl::fromLocalFile(path);
+        return result;
+    }
+
+    QTemporaryDir cacheFolder;
+    std::atomic<int> decoded = 0;
+    std::pair<qsizetype, qsizetype> lastProgress;
+};
+
+} // namespace
+
+TEST_F(FingerprintCacheTest, ASecondSearchDecodesNothingAndAnEditedFileOnlyWhenItsAudioChanged)
+{
+    const QList<Track> tracks{copy(u"a.flac"_s, u"a.flac"_s), copy(u"a-96.mp3"_s, u"a.mp3"_s),
+                              copy(u"b.flac"_s, u"b.flac"_s), track(u"gone.flac"_s)};
+    const auto first = search(tracks);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(decoded, 3);
+    EXPECT_EQ(lastProgress, (std::pair<qsizetype, qsizetype>(4, 4)));
+    ASSERT_EQ(first->size(), 1);
+
+    decoded = 0;
+    EXPECT_EQ(search(tracks), first);
+    EXPECT_EQ(decoded, 0);
+
+    // New tags: size and time change, the compressed audio does not.
+    Track retagged = tracks.at(1);
+    retagged.title = u"A new title, long enough to move the audio along"_s;
+    const qint64 sizeBefore = QFileInfo(retagged.path()).size();
+    TagWriter::write(retagged);
+    ASSERT_NE(QFileInfo(retagged.path()).size(), sizeBefore);
+    EXPECT_EQ(search(tracks), first);
+    EXPECT_EQ(decoded, 0);
+
+    // The same path re-encoded as another piece.
+    EncodedAudio::write(EncodedAudio::music(2, 40.0), tracks.at(0).path());
+    const auto reencoded = search(tracks);
+    EXPECT_EQ(decoded, 1);
+    ASSERT_TRUE(reencoded);
+    ASSERT_EQ(reencoded->size(), 1);
+    EXPECT_EQ(reencoded->first().first().id, tracks.at(0).id) << "it now sounds like b";
+    EXPECT_EQ(reencoded->first().at(1).id, tracks.at(2).id);
+}
+
+TEST_F(FingerprintCacheTest, ACorruptCacheIsRebuiltSilently)
+{
+    const QList<Track> tracks{copy(u"a.flac"_s, u"a.flac"_s), copy(u"a.ogg"_s, u"a.ogg"_s)};
+    const auto fresh = search(tracks);
+    const QByteArray good = readFile(cachePath());
+    ASSERT_TRUE(FingerprintCache::decoded(good));
+    for (const QByteArray& damage : QList<QByteArray>{good.left(good.size() - 3), "not a cache", good + "x"}) {
+        EXPECT_FALSE(FingerprintCache::decoded(damage));
+        writeFile(cachePath(), damage);
+        decoded = 0;
+        EXPECT_EQ(search(tracks), fresh);
+        EXPECT_EQ(decoded, 2);
+        EXPECT_EQ(readFile(cachePath()), good) << "written whole again";
+    }
+}
+
+TEST_F(FingerprintCacheTest, ACancelledSearchGivesNothing)
+{
+    DuplicateFinder::Search cancelled;
+    cancelled.cancelled->store(true);
+    cancelled.cachePath = cachePath();
+    const QList<Track> tracks{copy(u"a.flac"_s, u"a.flac"_s), copy(u"a.ogg"_s, u"a.ogg"_s)};
+    EXPECT_EQ(BlockingWait::wait(DuplicateFinder::findDuplicates(tracks, cancelled)), std::nullopt);
 }
