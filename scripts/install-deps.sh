@@ -13,6 +13,8 @@ packages=(
     libcdio-paranoia-dev libcdio-dev libudev-dev
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream
+    # the duplicate benchmark measures against fpcalc
+    libchromaprint-tools
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )
