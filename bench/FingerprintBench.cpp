@@ -4,6 +4,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <QFile>
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -11,15 +12,23 @@
 
 namespace {
 
-// 200 FLAC files of three minutes, made once per run.
+// 200 FLAC files of three minutes, made once per run: ten pieces, each copied twenty times,
+// which costs the decoder as much as two hundred pieces would.
 const QStringList& files()
 {
     static QTemporaryDir folder;
     static const QStringList made = [] {
         QStringList paths;
-        for (unsigned i = 0; i < 200; ++i)
-            paths.append(EncodedAudio::write(EncodedAudio::music(i, 180.0),
-                                             folder.filePath(QStringLiteral("%1.flac").arg(i))));
+        for (unsigned piece = 0; piece < 10; ++piece) {
+            const QString first = EncodedAudio::write(EncodedAudio::music(piece, 180.0),
+                                                      folder.filePath(QStringLiteral("%1-0.flac").arg(piece)));
+            paths.append(first);
+            for (int copy = 1; copy < 20; ++copy) {
+                const QString path = folder.filePath(QStringLiteral("%1-%2.flac").arg(piece).arg(copy));
+                QFile::copy(first, path);
+                paths.append(path);
+            }
+        }
         return paths;
     }();
     return made;
