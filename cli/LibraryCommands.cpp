@@ -196,6 +196,62 @@ QCoro::Task<int> scan(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
+QCoro::Task<int> duplicates(Invocation& invocation)
+{
+    float threshold = 0.9f;
+    if (invocation.isSet(u"threshold"_s)) {
+        bool isNumber = false;
+        threshold = invocation.value(u"threshold"_s).toFloat(&isNumber);
+        if (!isNumber || !(threshold >= 0.0f && threshold <= 1.0f)) {
+            invocation.err() << u"The threshold is a number from 0 to 1, such as 0.9."_s << Qt::endl;
+            co_return int(exitUsage);
+        }
+    }
+    Library& library = invocation.library();
+    invocation.err() << u"Listening to "_s << DisplayText::counted(library.tracks().size(), u"track"_s) << u"…"_s
+                     << Qt::endl;
+    QList<QList<Track>> groups;
+    if (invocation.isSet(u"exact"_s)) {
+        groups = co_await library.findDuplicates(threshold);
+    } else {
+        DuplicateFinder::Search search;
+        search.threshold = threshold;
+        std::optional<QList<QList<Track>>> found = co_await library.findDuplicates(std::move(search));
+        groups = found.value_or(QList<QList<Track>>());
+    }
+
+    if (invocation.json()) {
+        QJsonArray array;
+        for (const QList<Track>& group : std::as_const(groups)) {
+            QJsonArray members;
+            for (const Track& track : group) {
+                members.append(QJsonObject{
+                    {u"id"_s, track.id.toString(QUuid::WithoutBraces).toUpper()},
+                    {u"path"_s, track.path()},
+                    {u"title"_s, track.title},
+                    {u"artist"_s, track.artist},
+                    {u"format"_s, rawValue(track.format)},
+                });
+            }
+            array.append(members);
+        }
+        printJson(invocation, QJsonDocument(array));
+        co_return int(exitSuccess);
+    }
+    QTextStream& out = invocation.out();
+    if (groups.isEmpty()) {
+        out << u"No tracks sound alike."_s << Qt::endl;
+        co_return int(exitSuccess);
+    }
+    for (const QList<Track>& group : std::as_const(groups)) {
+        out << group.first().title << u" — "_s << DisplayText::counted(group.size(), u"track"_s) << u'\n';
+        for (const Track& track : group)
+            out << u"  "_s << track.path() << u'\n';
+    }
+    out << DisplayText::counted(groups.size(), u"group"_s) << u" of tracks that sound alike."_s << Qt::endl;
+    co_return int(exitSuccess);
+}
+
 } // namespace
 
 void addLibraryCommands(CommandLine& commandLine)
@@ -236,6 +292,15 @@ void addLibraryCommands(CommandLine& commandLine)
         .access = Command::Access::changesLibrary,
         .writes = {StoreKind::library},
         .run = scan,
+    });
+    commandLine.add({
+        .path = {u"library"_s, u"duplicates"_s},
+        .summary = u"List the groups of tracks that sound alike, whatever their tags say."_s,
+        .options = {QCommandLineOption(u"threshold"_s, u"How alike, from 0 to 1 (default 0.9)"_s, u"SIMILARITY"_s),
+                    QCommandLineOption(u"exact"_s, u"Decode every file and compare every pair, without the cache"_s)},
+        .hasJsonOutput = true,
+        .access = Command::Access::library,
+        .run = duplicates,
     });
     commandLine.add({
         .path = {u"library"_s, u"check"_s},

@@ -17,6 +17,8 @@ packages=(
     flac
     # the yardstick of the device diff benchmark
     rsync
+    # the duplicate benchmark measures against fpcalc
+    libchromaprint-tools
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )

@@ -50,6 +50,10 @@ ContentView::ContentView(Library& library, QWidget* parent)
 
     connect(m_sidebar, &SidebarView::selectionChanged, this, &ContentView::setSidebarSelection);
     connect(m_music, &MusicView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
+    connect(m_maintenance, &LibraryMaintenanceView::showInSongs, this, [this](const Track& track) {
+        setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
+        setSelectedTrack(track);
+    });
     connect(m_music, &MusicView::selectedAlbumChanged, this, &ContentView::setSelectedAlbum);
     connect(m_playlists, &PlaylistsView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
     connect(m_podcasts, &PodcastsView::selectedEpisodeChanged, this, &ContentView::setSelectedEpisode);

@@ -1,5 +1,6 @@
 #include "LibraryMaintenanceView.h"
 
+#include "DuplicatesPanel.h"
 #include "library/Library.h"
 #include "widgets/Icons.h"
 
@@ -59,6 +60,25 @@ LibraryMaintenanceView::LibraryMaintenanceView(Library& library, Confirmation co
                                  u"Re-fetch All Artwork"_s);
     m_prune = addAction(u"Prune Playlist Gaps"_s, u"Removes references to deleted tracks from every playlist."_s,
                         u"Prune Playlist Gaps"_s);
+
+    auto* duplicatesHeading = new QLabel(u"Find Duplicates"_s, this);
+    QFont bold = duplicatesHeading->font();
+    bold.setBold(true);
+    duplicatesHeading->setFont(bold);
+    auto* duplicatesText = new QLabel(u"Listens to every track and groups the ones that sound alike, whatever their "
+                                      u"tags say: the same song in another format or bit rate. Nothing is deleted "
+                                      u"without asking."_s,
+                                      this);
+    duplicatesText->setWordWrap(true);
+    duplicatesText->setEnabled(false);
+    m_duplicates = new DuplicatesPanel(library, m_confirm, this);
+    auto* duplicatesSection = new QVBoxLayout;
+    duplicatesSection->setContentsMargins(0, 8, 0, 8);
+    duplicatesSection->addWidget(duplicatesHeading);
+    duplicatesSection->addWidget(duplicatesText);
+    duplicatesSection->addWidget(m_duplicates);
+    m_sections->addLayout(duplicatesSection);
+    connect(m_duplicates, &DuplicatesPanel::showInSongs, this, &LibraryMaintenanceView::showInSongs);
 
     m_status->setWordWrap(true);
     auto* content = new QWidget;

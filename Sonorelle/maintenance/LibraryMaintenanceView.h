@@ -1,6 +1,7 @@
 #pragma once
 
 #include "library/ReconcileReport.h"
+#include "library/Track.h"
 #include "widgets/Confirmation.h"
 
 #include <QCoro/QCoroTask>
@@ -8,6 +9,7 @@
 
 #include <optional>
 
+class DuplicatesPanel;
 class Library;
 class QLabel;
 class QPushButton;
@@ -35,6 +37,10 @@ public:
     QString status() const;
     // The lines of the report as shown.
     QStringList reportLines() const;
+    DuplicatesPanel* duplicates() const { return m_duplicates; }
+
+signals:
+    void showInSongs(const Track& track);
 
 private:
     QPushButton* addAction(const QString& title, const QString& description, const QString& button);
@@ -60,4 +66,5 @@ private:
     QWidget* m_reportBox;
     QVBoxLayout* m_reportLines;
     QLabel* m_status;
+    DuplicatesPanel* m_duplicates;
 };

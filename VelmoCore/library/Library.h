@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ArtworkCache.h"
+#include "DuplicateFinder.h"
 #include "ReconcileReport.h"
 #include "StoreLocations.h"
 #include "Track.h"
@@ -121,6 +122,26 @@ public:
         QString problem;
     };
     const QList<UnreadableStore>& unreadableStores() const { return m_unreadableStores; }
+
+    // Acoustic duplicates (library/LibraryDuplicates.cpp).
+
+    // Groups of two or more tracks that sound alike, sorted by the first one's title: every
+    // file decoded and every pair compared.
+    QCoro::Task<QList<QList<Track>>> findDuplicates(float threshold);
+    // The same at library scale: fingerprints kept in the cache beside library.json unless the
+    // search names another, pairs indexed unless it asks for all. Nothing when cancelled.
+    QCoro::Task<std::optional<QList<QList<Track>>>> findDuplicates(DuplicateFinder::Search search);
+    // Moves the track's file to the desktop trash; then the entry leaves the catalogue and every
+    // playlist, as a scan would remove it. Throws TrashError, and then nothing has changed.
+    class TrashError : public std::runtime_error {
+    public:
+        explicit TrashError(const QString& message) : std::runtime_error(message.toStdString()), m_message(message) {}
+        QString message() const { return m_message; }
+
+    private:
+        QString m_message;
+    };
+    void moveToTrash(const QUuid& trackID);
 
     // The operations of each subsystem follow, each group implemented beside its subsystem
     // (playlists/LibraryPlaylists.cpp, podcasts/LibraryPodcasts.cpp, ...).

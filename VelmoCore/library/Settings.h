@@ -33,6 +33,8 @@ inline constexpr const char* libraryRootPathKey = "libraryRootPath";
 // seconds since 2001-01-01, as the stores count time), so that it runs at most once a day.
 inline constexpr Key<bool> automaticallyCheckForUpdates{"automaticallyCheckForUpdates", false};
 inline constexpr Key<qint64> lastUpdateCheck{"lastUpdateCheck", 0};
+// The duplicate finder's last threshold, in hundredths.
+inline constexpr Key<qint64> duplicateThresholdPercent{"duplicateThresholdPercent", 90};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);

@@ -1,0 +1,174 @@
+#include "AudioDecoder.h"
+
+#include <QCryptographicHash>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/log.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+}
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <mutex>
+
+namespace AudioDecoder {
+
+namespace {
+
+struct FormatCloser {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+struct CodecFreer {
+    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+};
+struct PacketFreer {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+struct FrameFreer {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+};
+struct ResamplerFreer {
+    void operator()(SwrContext* context) const { swr_free(&context); }
+};
+
+using Format = std::unique_ptr<AVFormatContext, FormatCloser>;
+using Packet = std::unique_ptr<AVPacket, PacketFreer>;
+
+[[noreturn]] void fail(const QString& path, const char* what)
+{
+    throw DecodeError(QStringLiteral("“%1” %2.").arg(path, QString::fromUtf8(what)).toStdString());
+}
+
+struct OpenStream {
+    Format format;
+    int index = -1;
+    AVStream* stream = nullptr;
+};
+
+OpenStream openAudio(const QString& path)
+{
+    // FFmpeg's own complaints about damaged files would reach the terminal of velmo; the
+    // failures that matter are thrown.
+    static std::once_flag quiet;
+    std::call_once(quiet, [] { av_log_set_level(AV_LOG_QUIET); });
+    AVFormatContext* raw = nullptr;
+    if (avformat_open_input(&raw, path.toUtf8().constData(), nullptr, nullptr) < 0)
+        fail(path, "could not be opened as audio");
+    OpenStream open{Format(raw)};
+    if (avformat_find_stream_info(open.format.get(), nullptr) < 0)
+        fail(path, "has no readable streams");
+    open.index = av_find_best_stream(open.format.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (open.index < 0)
+        fail(path, "holds no audio");
+    open.stream = open.format->streams[open.index];
+    return open;
+}
+
+// Whether the packet starts at or beyond the limit, in the stream's time base.
+bool pastLimit(const AVPacket& packet, const AVStream& stream, double maxSeconds)
+{
+    if (packet.pts == AV_NOPTS_VALUE)
+        return false;
+    return double(packet.pts - std::max<int64_t>(stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time, 0))
+               * av_q2d(stream.time_base)
+           >= maxSeconds;
+}
+
+} // namespace
+
+Samples decode(const QString& path, double maxSeconds, int maxChannels)
+{
+    OpenStream open = openAudio(path);
+    const AVCodec* codec = avcodec_find_decoder(open.stream->codecpar->codec_id);
+    if (!codec)
+        fail(path, "is in a format that cannot be decoded");
+    std::unique_ptr<AVCodecContext, CodecFreer> decoder(avcodec_alloc_context3(codec));
+    if (!decoder || avcodec_parameters_to_context(decoder.get(), open.stream->codecpar) < 0
+        || avcodec_open2(decoder.get(), codec, nullptr) < 0)
+        fail(path, "could not be decoded");
+
+    const int rate = decoder->sample_rate;
+    const int sourceChannels = decoder->ch_layout.nb_channels;
+    if (rate <= 0 || sourceChannels <= 0)
+        fail(path, "has no sample rate or channels");
+    Samples result;
+    result.sampleRate = rate;
+    result.channels = std::min(sourceChannels, maxChannels);
+    const auto wantedFrames = qint64(std::floor(maxSeconds * rate));
+    result.samples.reserve(size_t(std::min<qint64>(wantedFrames, qint64(rate) * 600)) * size_t(result.channels));
+
+    // Interleaved float at the same rate and layout; only the first channels are kept after.
+    SwrContext* rawResampler = nullptr;
+    if (swr_alloc_set_opts2(&rawResampler, &decoder->ch_layout, AV_SAMPLE_FMT_FLT, rate, &decoder->ch_layout,
+                            decoder->sample_fmt, rate, 0, nullptr)
+            < 0
+        || swr_init(rawResampler) < 0) {
+        swr_free(&rawResampler);
+        fail(path, "could not be converted");
+    }
+    std::unique_ptr<SwrContext, ResamplerFreer> resampler(rawResampler);
+
+    Packet packet(av_packet_alloc());
+    std::unique_ptr<AVFrame, FrameFreer> frame(av_frame_alloc());
+    std::vector<float> converted;
+    qint64 frames = 0;
+    bool decodedAny = false;
+
+    const auto drain = [&] {
+        while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
+            decodedAny = true;
+            converted.resize(size_t(frame->nb_samples) * size_t(sourceChannels));
+            auto* out = reinterpret_cast<uint8_t*>(converted.data());
+            const int count = swr_convert(resampler.get(), &out, frame->nb_samples,
+                                          const_cast<const uint8_t**>(frame->extended_data), frame->nb_samples);
+            av_frame_unref(frame.get());
+            if (count < 0)
+                fail(path, "could not be converted");
+            const qint64 take = std::min<qint64>(count, wantedFrames - frames);
+            for (qint64 i = 0; i < take; ++i)
+                for (int c = 0; c < result.channels; ++c)
+                    result.samples.push_back(converted[size_t(i) * size_t(sourceChannels) + size_t(c)]);
+            frames += take;
+        }
+    };
+
+    while (frames < wantedFrames && av_read_frame(open.format.get(), packet.get()) >= 0) {
+        if (packet->stream_index == open.index) {
+            // A damaged packet is skipped, as players do; a file with no good packet fails below.
+            if (avcodec_send_packet(decoder.get(), packet.get()) == 0)
+                drain();
+        }
+        av_packet_unref(packet.get());
+    }
+    if (frames < wantedFrames) {
+        avcodec_send_packet(decoder.get(), nullptr);
+        drain();
+    }
+    if (!decodedAny)
+        fail(path, "holds no decodable audio");
+    return result;
+}
+
+QByteArray packetDigest(const QString& path, double maxSeconds)
+{
+    OpenStream open = openAudio(path);
+    QCryptographicHash hash(QCryptographicHash::Sha1);
+    Packet packet(av_packet_alloc());
+    while (av_read_frame(open.format.get(), packet.get()) >= 0) {
+        const bool ours = packet->stream_index == open.index;
+        const bool done = ours && pastLimit(*packet, *open.stream, maxSeconds);
+        if (ours && !done)
+            hash.addData(QByteArrayView(reinterpret_cast<const char*>(packet->data), packet->size));
+        av_packet_unref(packet.get());
+        if (done)
+            break;
+    }
+    return hash.result();
+}
+
+} // namespace AudioDecoder
