@@ -4,7 +4,9 @@
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
+#include "platform/AtomicFile.h"
 #include "podcasts/EpisodeDownloader.h"
+#include "podcasts/OPML.h"
 #include "podcasts/PodcastSearchClient.h"
 #include "podcasts/RSSParser.h"
 
@@ -415,6 +417,40 @@ QCoro::Task<int> deleteFile(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
+QCoro::Task<int> importOPML(Invocation& invocation)
+{
+    QFile file(invocation.arguments().constFirst());
+    if (!file.open(QIODevice::ReadOnly))
+        co_return invocation.fail(u"“%1” cannot be read: %2."_s.arg(file.fileName(), file.errorString()));
+    QList<OPML::Feed> feeds;
+    try {
+        feeds = OPML::parse(file.read(16 * 1024 * 1024));
+    } catch (const OPML::ParseError& error) {
+        co_return invocation.fail(error.message());
+    }
+    const OPML::ImportReport report = co_await OPML::subscribeAll(invocation.library(), feeds);
+    for (const Podcast& podcast : report.subscribed)
+        invocation.out() << u"Subscribed to "_s << quoted(podcast.title) << Qt::endl;
+    for (const auto& [feed, error] : report.failed) {
+        invocation.err() << u"Not subscribed to "_s << quoted(feed.title.isEmpty() ? feed.url.toString() : feed.title)
+                         << u": "_s << feedFailure(error) << Qt::endl;
+    }
+    invocation.out() << u"Subscribed to "_s << DisplayText::counted(report.subscribed.size(), u"podcast"_s) << u"; "_s
+                     << report.alreadySubscribed << u" already subscribed, "_s << report.failed.size()
+                     << u" could not be read."_s << Qt::endl;
+    co_return report.failed.isEmpty() ? int(exitSuccess) : int(exitFailure);
+}
+
+QCoro::Task<int> exportOPML(Invocation& invocation)
+{
+    const QString path = QFileInfo(invocation.arguments().constFirst()).absoluteFilePath();
+    if (const auto failure = AtomicFile::save(path, OPML::write(invocation.library().podcasts())))
+        co_return invocation.fail(u"The subscriptions could not be written to “%1”: %2."_s.arg(path, *failure));
+    invocation.out() << u"Wrote "_s << DisplayText::counted(invocation.library().podcasts().size(), u"subscription"_s)
+                     << u" to "_s << path << Qt::endl;
+    co_return int(exitSuccess);
+}
+
 } // namespace
 
 void addPodcastCommands(CommandLine& commandLine)
@@ -517,6 +553,27 @@ void addPodcastCommands(CommandLine& commandLine)
         .access = Command::Access::changesLibrary,
         .writes = {StoreKind::podcasts},
         .run = deleteFile,
+    });
+
+    commandLine.add({
+        .path = {u"podcast"_s, u"import-opml"_s},
+        .arguments = u"FILE"_s,
+        .summary = u"Subscribe to each feed of an OPML file from another podcast app; those already here are "
+                   "skipped."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::podcasts},
+        .run = importOPML,
+    });
+    commandLine.add({
+        .path = {u"podcast"_s, u"export-opml"_s},
+        .arguments = u"FILE"_s,
+        .summary = u"Write the subscriptions as an OPML file for another podcast app."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::library,
+        .run = exportOPML,
     });
 
     commandLine.addGroup(u"feed"_s, u"RSS feeds"_s);

@@ -5,13 +5,18 @@
 #include "OnboardingView.h"
 #include "UpdateCheck.h"
 #include "disc/DiscMonitor.h"
+#include "library/DisplayText.h"
 #include "library/Library.h"
+#include "platform/AtomicFile.h"
+#include "podcasts/OPML.h"
 #include "preferences/PreferencesView.h"
 
 #include <QApplication>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMenuBar>
+#include <QMessageBox>
+#include <QPointer>
 #include <QStackedWidget>
 #include <QStatusBar>
 
@@ -29,6 +34,9 @@ MainWindow::MainWindow(AppCoordinator& coordinator, QWidget* parent)
 
     QMenu* fileMenu = menuBar()->addMenu(u"&File"_s);
     fileMenu->addAction(u"Open Disc Image…"_s, this, &MainWindow::chooseDiscImage);
+    fileMenu->addSeparator();
+    fileMenu->addAction(u"Import OPML…"_s, this, [this] { importOPML(); });
+    fileMenu->addAction(u"Export OPML…"_s, this, &MainWindow::exportOPML);
     fileMenu->addSeparator();
     QAction* quit = fileMenu->addAction(u"Quit Sonorelle"_s, qApp, &QApplication::quit);
     quit->setShortcut(QKeySequence::Quit);
@@ -81,6 +89,47 @@ void MainWindow::openDiscImage(const QString& sheetPath)
         return;
     m_discMonitor->addDiscImage(sheetPath);
     m_contentView->setSidebarSelection(SidebarItem::cdRip(QFileInfo(sheetPath).absoluteFilePath()));
+}
+
+QCoro::Task<> MainWindow::importOPML()
+{
+    Library* library = m_coordinator.library();
+    const QString path = library ? QFileDialog::getOpenFileName(this, u"Import OPML"_s, QString(),
+                                                                u"OPML files (*.opml *.xml);;All files (*)"_s)
+                                 : QString();
+    if (path.isEmpty())
+        co_return;
+    QFile file(path);
+    QList<OPML::Feed> feeds;
+    try {
+        if (!file.open(QIODevice::ReadOnly))
+            throw OPML::ParseError(u"“%1” cannot be read: %2."_s.arg(path, file.errorString()));
+        feeds = OPML::parse(file.read(16 * 1024 * 1024));
+    } catch (const OPML::ParseError& error) {
+        QMessageBox::warning(this, u"Import OPML"_s, error.message());
+        co_return;
+    }
+    QPointer<MainWindow> self(this);
+    const OPML::ImportReport report = co_await OPML::subscribeAll(*library, feeds);
+    if (!self)
+        co_return;
+    QString text = u"Subscribed to %1; %2 already subscribed."_s.arg(
+        DisplayText::counted(report.subscribed.size(), u"podcast"_s)).arg(report.alreadySubscribed);
+    for (const auto& [feed, error] : report.failed)
+        text += u"\n%1: %2"_s.arg(feed.title.isEmpty() ? feed.url.toString() : feed.title, error.message());
+    QMessageBox::information(this, u"Import OPML"_s, text);
+}
+
+void MainWindow::exportOPML()
+{
+    Library* library = m_coordinator.library();
+    const QString path = library ? QFileDialog::getSaveFileName(this, u"Export OPML"_s, u"Subscriptions.opml"_s,
+                                                                u"OPML files (*.opml)"_s)
+                                 : QString();
+    if (path.isEmpty())
+        return;
+    if (const auto failure = AtomicFile::save(path, OPML::write(library->podcasts())))
+        QMessageBox::warning(this, u"Export OPML"_s, u"The subscriptions could not be written: %1."_s.arg(*failure));
 }
 
 void MainWindow::showCurrentScreen()

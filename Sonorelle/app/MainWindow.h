@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoro/QCoroTask>
 #include <QMainWindow>
 
 class AppCoordinator;
@@ -35,6 +36,9 @@ signals:
 private:
     void showCurrentScreen();
     void chooseDiscImage();
+    // "File ▸ Import OPML…": subscribes to each feed of another app's list, then says how it went.
+    QCoro::Task<> importOPML();
+    void exportOPML();
 
     AppCoordinator& m_coordinator;
     QStackedWidget* m_screens;

@@ -2,6 +2,7 @@
 #include "library/JsonCoding.h"
 #include "library/Settings.h"
 #include "podcasts/Episode.h"
+#include "podcasts/OPML.h"
 #include "podcasts/Podcast.h"
 #include "podcasts/PodcastStore.h"
 #include "support/FakeHttpServer.h"
@@ -230,4 +231,41 @@ TEST_F(VelmoPodcasts, EpisodesAreMarkedAndTheirFilesRemovedAsTheScreensDo)
     EXPECT_TRUE(removed.out.contains(u"1 downloaded file removed"_s)) << removed.out.toStdString();
     EXPECT_FALSE(QFileInfo::exists(file));
     EXPECT_TRUE(PodcastStore::load().value.podcasts.isEmpty());
+}
+
+TEST_F(VelmoPodcasts, SubscriptionsMoveInAndOutAsOPML)
+{
+    initLibrary();
+    const QString feedURL = server.url(u"/feed.xml"_s).toString();
+    // One app writes a flat list with `text` only; another groups feeds in folders with titles.
+    writeFile(stores.folder() + u"/flat.opml"_s,
+              "<?xml version=\"1.0\"?><opml version=\"1.0\"><head><title>Export</title></head><body>"
+              "<outline type=\"rss\" text=\"Night Owls\" xmlUrl=\"" + feedURL.toUtf8() + "\"/>"
+              "<outline type=\"rss\" text=\"Gone\" xmlUrl=\"" + server.url(u"/missing.xml"_s).toEncoded() + "\"/>"
+              "</body></opml>");
+    writeFile(stores.folder() + u"/folders.opml"_s,
+              "<opml version=\"2.0\"><body><outline text=\"Science\"><outline title=\"Night Owls\" text=\"NO\" "
+              "type=\"rss\" xmlUrl=\"" + feedURL.toUtf8() + "\"/></outline></body></opml>");
+    server.route(u"/missing.xml"_s, FakeResponse::withStatus(404));
+
+    const Result imported = velmo({u"podcast"_s, u"import-opml"_s, stores.folder() + u"/flat.opml"_s});
+    EXPECT_EQ(imported.status, 1) << "one feed could not be read";
+    EXPECT_TRUE(imported.out.contains(u"Subscribed to 1 podcast; 0 already subscribed, 1 could not be read."_s))
+        << imported.out.toStdString();
+    EXPECT_TRUE(imported.err.contains(u"Not subscribed to “Gone”"_s)) << imported.err.toStdString();
+    const Result again = velmo({u"podcast"_s, u"import-opml"_s, stores.folder() + u"/folders.opml"_s});
+    EXPECT_EQ(again.status, 0);
+    EXPECT_TRUE(again.out.contains(u"0 podcasts; 1 already subscribed"_s)) << again.out.toStdString();
+    EXPECT_EQ(PodcastStore::load().value.podcasts.size(), 1);
+
+    const QString exported = stores.folder() + u"/out.opml"_s;
+    ASSERT_EQ(velmo({u"podcast"_s, u"export-opml"_s, exported}).status, 0);
+    const QList<OPML::Feed> feeds = OPML::parse(readFile(exported));
+    ASSERT_EQ(feeds.size(), 1);
+    EXPECT_EQ(feeds.at(0).url, QUrl(feedURL));
+    EXPECT_EQ(feeds.at(0).title, u"Night Owls"_s);
+
+    writeFile(stores.folder() + u"/page.opml"_s, "<html><body>not a list</body></html>");
+    EXPECT_EQ(velmo({u"podcast"_s, u"import-opml"_s, stores.folder() + u"/page.opml"_s}).err.trimmed(),
+              u"The file is not an OPML subscription list."_s);
 }

@@ -1,0 +1,100 @@
+#include "OPML.h"
+
+#include "library/Library.h"
+
+#include <QPointer>
+#include <QSet>
+#include <QXmlStreamReader>
+#include <QXmlStreamWriter>
+
+using namespace Qt::StringLiterals;
+
+namespace OPML {
+
+ParseError::ParseError(const QString& sentence)
+    : std::runtime_error(sentence.toStdString())
+    , m_message(sentence)
+{
+}
+
+QList<Feed> parse(const QByteArray& xml)
+{
+    QXmlStreamReader reader(xml);
+    QList<Feed> feeds;
+    QSet<QUrl> seen;
+    bool sawOPML = false;
+    while (!reader.atEnd()) {
+        reader.readNext();
+        if (!reader.isStartElement())
+            continue;
+        if (!sawOPML) {
+            if (reader.name() != u"opml")
+                break;
+            sawOPML = true;
+            continue;
+        }
+        if (reader.name() == u"outline") {
+            const QUrl url(reader.attributes().value(u"xmlUrl"_s).toString().trimmed());
+            if (url.isValid() && !url.scheme().isEmpty() && !seen.contains(url)) {
+                seen.insert(url);
+                QString title = reader.attributes().value(u"title"_s).toString();
+                if (title.isEmpty())
+                    title = reader.attributes().value(u"text"_s).toString();
+                feeds.append({title, url});
+            }
+        }
+    }
+    if (!sawOPML)
+        throw ParseError(u"The file is not an OPML subscription list."_s);
+    if (reader.hasError() && reader.error() != QXmlStreamReader::PrematureEndOfDocumentError)
+        throw ParseError(u"The OPML file is damaged: %1 (line %2)."_s.arg(reader.errorString()).arg(reader.lineNumber()));
+    return feeds;
+}
+
+QByteArray write(const QList<Podcast>& podcasts)
+{
+    QByteArray bytes;
+    QXmlStreamWriter writer(&bytes);
+    writer.setAutoFormatting(true);
+    writer.writeStartDocument();
+    writer.writeStartElement(u"opml"_s);
+    writer.writeAttribute(u"version"_s, u"2.0"_s);
+    writer.writeStartElement(u"head"_s);
+    writer.writeTextElement(u"title"_s, u"Sonorelle subscriptions"_s);
+    writer.writeEndElement();
+    writer.writeStartElement(u"body"_s);
+    for (const Podcast& podcast : podcasts) {
+        writer.writeEmptyElement(u"outline"_s);
+        writer.writeAttribute(u"type"_s, u"rss"_s);
+        writer.writeAttribute(u"text"_s, podcast.title);
+        writer.writeAttribute(u"title"_s, podcast.title);
+        writer.writeAttribute(u"xmlUrl"_s, podcast.feedURL.toString(QUrl::FullyEncoded));
+    }
+    writer.writeEndElement();
+    writer.writeEndElement();
+    writer.writeEndDocument();
+    return bytes;
+}
+
+QCoro::Task<ImportReport> subscribeAll(Library& library, QList<Feed> feeds)
+{
+    QPointer<Library> guarded(&library);
+    ImportReport report;
+    for (const Feed& feed : std::as_const(feeds)) {
+        if (!guarded)
+            break;
+        const QList<Podcast>& podcasts = guarded->podcasts();
+        if (std::any_of(podcasts.cbegin(), podcasts.cend(), [&feed](const Podcast& p) { return p.feedURL == feed.url; })) {
+            ++report.alreadySubscribed;
+            continue;
+        }
+        try {
+            report.subscribed.append(co_await guarded->addPodcast(feed.url));
+        } catch (const RSSParser::ParseError& error) {
+            report.failed.append({feed, error});
+        }
+    }
+    co_return report;
+}
+
+} // namespace OPML

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Podcast.h"
+#include "RSSParser.h"
+
+#include <QCoro/QCoroTask>
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+#include <stdexcept>
+
+class Library;
+
+// Subscription lists as podcast apps exchange them: OPML 1.0 and 2.0, whose `outline`
+// elements name feeds by `xmlUrl`, at any depth (some apps group them in folders).
+namespace OPML {
+
+struct Feed {
+    QString title;
+    QUrl url;
+};
+
+class ParseError : public std::runtime_error {
+public:
+    explicit ParseError(const QString& sentence);
+    const QString& message() const { return m_message; }
+
+private:
+    QString m_message;
+};
+
+// Every feed in document order, each address once. Throws ParseError for what is not OPML.
+QList<Feed> parse(const QByteArray& xml);
+
+// An OPML 2.0 document of the subscriptions.
+QByteArray write(const QList<Podcast>& podcasts);
+
+struct ImportReport {
+    QList<Podcast> subscribed;
+    qsizetype alreadySubscribed = 0; // by the exact feed address
+    QList<std::pair<Feed, RSSParser::ParseError>> failed;
+};
+
+// Subscribes to each feed not yet subscribed, one after the other, through Library::addPodcast;
+// a feed that fails is reported and the next goes on.
+QCoro::Task<ImportReport> subscribeAll(Library& library, QList<Feed> feeds);
+
+} // namespace OPML
