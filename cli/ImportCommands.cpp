@@ -3,7 +3,7 @@
 #include "CommandLine.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
-#include "library/FileInspection.h"
+#include "library/FileKinds.h"
 #include "library/FolderImport.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
@@ -31,10 +31,10 @@ QCoro::Task<int> import(Invocation& invocation)
     if (invocation.isSet(u"copy"_s) && invocation.isSet(u"move"_s))
         co_return invocation.fail(u"Choose either --copy or --move, not both."_s);
     const QString folder = QFileInfo(invocation.arguments().constFirst()).absoluteFilePath();
-    if (const auto kind = FileInspection::kindOf(folder); kind != FileInspection::Kind::folder) {
-        co_return invocation.fail(kind == FileInspection::Kind::missing
+    if (const auto kind = FileKinds::kindOf(folder); kind != FileKinds::Kind::folder) {
+        co_return invocation.fail(kind == FileKinds::Kind::missing
                                       ? u"There is no folder at "_s + folder + u'.'
-                                      : u"“%1” cannot be imported: %2."_s.arg(folder, FileInspection::describe(kind)));
+                                      : u"“%1” cannot be imported: %2."_s.arg(folder, FileKinds::describe(kind)));
     }
     const bool copy = invocation.isSet(u"copy"_s) || (!invocation.isSet(u"move"_s) && Settings::value(Settings::copyImportedFiles));
 
@@ -47,7 +47,7 @@ QCoro::Task<int> import(Invocation& invocation)
     };
     const auto [scanned, unreadable] = co_await Background::run(scan);
     for (const QString& path : unreadable)
-        invocation.err() << u"not read: "_s << path << u": "_s << FileInspection::unreadableReason(path) << Qt::endl;
+        invocation.err() << u"not read: "_s << path << u": "_s << FileKinds::unreadableReason(path) << Qt::endl;
 
     const FolderImport::Judge judge(library.tracks());
     QList<std::pair<Track, ImportStatus>> plan;

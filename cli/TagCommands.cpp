@@ -3,7 +3,7 @@
 #include "CommandLine.h"
 #include "library/AudioFormat.h"
 #include "library/DisplayText.h"
-#include "library/FileInspection.h"
+#include "library/FileKinds.h"
 #include "library/JsonCoding.h"
 #include "library/TagReader.h"
 #include "metadata/ArtworkFetcher.h"
@@ -94,13 +94,13 @@ QCoro::Task<int> readTags(Invocation& invocation)
             } else {
                 json.beginObject();
                 json.field("path"_L1, path);
-                json.field("error"_L1, FileInspection::unreadableReason(path));
+                json.field("error"_L1, FileKinds::unreadableReason(path));
                 json.endObject();
             }
         } else if (metadata) {
             printMetadata(invocation.out(), path, *metadata);
         } else {
-            invocation.err() << path << u": "_s << FileInspection::unreadableReason(path) << Qt::endl;
+            invocation.err() << path << u": "_s << FileKinds::unreadableReason(path) << Qt::endl;
         }
     }
     json.endArray();

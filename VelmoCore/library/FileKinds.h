@@ -3,7 +3,7 @@
 #include <QString>
 
 // What lies at a path, in the words a user reads when it is not what was expected.
-namespace FileInspection {
+namespace FileKinds {
 
 enum class Kind { missing, loop, regularFile, folder, other };
 
@@ -18,4 +18,4 @@ QString describe(Kind kind);
 // Why the tag reader could not read the file at `path`.
 QString unreadableReason(const QString& path);
 
-} // namespace FileInspection
+} // namespace FileKinds

@@ -1,4 +1,4 @@
-#include "FileInspection.h"
+#include "FileKinds.h"
 
 #include "AudioContent.h"
 #include "AudioFormat.h"
@@ -12,7 +12,7 @@
 
 using namespace Qt::StringLiterals;
 
-namespace FileInspection {
+namespace FileKinds {
 
 Kind kindOf(const QString& path)
 {
@@ -51,4 +51,4 @@ QString unreadableReason(const QString& path)
     return u"the file cannot be read as audio: it is damaged, empty or of another kind"_s;
 }
 
-} // namespace FileInspection
+} // namespace FileKinds
