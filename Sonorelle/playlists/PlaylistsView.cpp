@@ -10,6 +10,7 @@
 #include "playlists/TrackListSummary.h"
 #include "playlists/TrackLookup.h"
 #include "widgets/Icons.h"
+#include "widgets/ListDetailSplit.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QApplication>
@@ -20,7 +21,6 @@
 #include <QMenu>
 #include <QPainter>
 #include <QScrollBar>
-#include <QSplitter>
 #include <QStackedWidget>
 #include <QStyle>
 #include <QStyledItemDelegate>
@@ -160,16 +160,7 @@ PlaylistsView::PlaylistsView(Library& library, TextPrompt prompt, SaveFilePicker
     leftLayout->addWidget(m_listStack, 1);
 
     m_detailStack->addWidget(m_noSelection);
-    auto* splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->addWidget(left);
-    splitter->addWidget(m_detailStack);
-    splitter->setStretchFactor(0, 0);
-    splitter->setStretchFactor(1, 1);
-    splitter->setSizes({220, 480});
-    splitter->setChildrenCollapsible(false);
-    auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(splitter);
+    placeListAndDetail(this, left, m_detailStack, 220);
 
     connect(m_newPlaylist, &QAction::triggered, this, &PlaylistsView::newPlaylist);
     connect(m_newSmartPlaylist, &QAction::triggered, this, &PlaylistsView::newSmartPlaylist);

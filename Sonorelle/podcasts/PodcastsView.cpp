@@ -5,6 +5,7 @@
 #include "PodcastDisplay.h"
 #include "library/Library.h"
 #include "widgets/Icons.h"
+#include "widgets/ListDetailSplit.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QAction>
@@ -16,7 +17,6 @@
 #include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QSplitter>
 #include <QStackedWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -124,16 +124,7 @@ PodcastsView::PodcastsView(Library& library, QWidget* parent)
     leftLayout->addWidget(m_listStack, 1);
 
     m_detailStack->addWidget(m_noSelection);
-    auto* splitter = new QSplitter(Qt::Horizontal, this);
-    splitter->addWidget(left);
-    splitter->addWidget(m_detailStack);
-    splitter->setStretchFactor(0, 0);
-    splitter->setStretchFactor(1, 1);
-    splitter->setSizes({240, 460});
-    splitter->setChildrenCollapsible(false);
-    auto* layout = new QHBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(splitter);
+    placeListAndDetail(this, left, m_detailStack, 240);
 
     connect(add, &QToolButton::clicked, this, &PodcastsView::showSearchSheet);
     connect(addFromEmpty, &QPushButton::clicked, this, &PodcastsView::showSearchSheet);
