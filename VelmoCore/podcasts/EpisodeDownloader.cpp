@@ -118,6 +118,7 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
     };
     QObject::connect(reply.get(), &QNetworkReply::metaDataChanged, reply.get(), checkAnnounced);
     qint64 receivedInWindow = 0;
+    qint64 written = 0;
     const auto writeAvailable = [&] {
         // Once stopped, what still arrives is not wanted; an aborted reply reads nothing.
         if (stopped || !reply->isOpen())
@@ -128,6 +129,7 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
             stop(DownloadError(Kind::fileError, *shortfall, target));
         else if (file.write(chunk) != chunk.size())
             stop(DownloadError(Kind::fileError, file.errorString(), target));
+        written += chunk.size();
     };
     QObject::connect(reply.get(), &QNetworkReply::readyRead, reply.get(), writeAvailable);
     QTimer pace;
@@ -155,6 +157,14 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
         throw *stopped;
     if (const auto failure = PodcastHttp::transportFailure(*reply))
         throw DownloadError(Kind::networkError, *failure);
+    // A connection reset at the wrong moment can end a reply without an error; the announced
+    // length is the last word on whether the file is whole. A compressed body has another length.
+    const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+    if (announced.isValid() && reply->rawHeader("Content-Encoding").isEmpty() && written != announced.toLongLong()) {
+        throw DownloadError(Kind::networkError, u"the server sent %1 of the %2 it announced"_s.arg(
+                                                    DisplayText::dataSize(written),
+                                                    DisplayText::dataSize(announced.toLongLong())));
+    }
     if (!file.commit())
         throw DownloadError(Kind::fileError, file.errorString(), target);
     co_return QUrl::fromLocalFile(target);
