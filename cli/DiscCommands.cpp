@@ -25,13 +25,9 @@
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
 const QString rawTOCOption = u"raw-toc"_s;
 
-// The TOC bytes named by the command: a source (drive or image) or a --raw-toc file. Read off
-// the main thread, as a drive may take a while. None after a usage error.
-QCoro::Task<std::optional<QByteArray>> tocBytes(Invocation& invocation, QString usage)
+QCoro::Task<std::optional<QByteArray>> discTOCBytes(Invocation& invocation, QString usage)
 {
     const bool raw = invocation.isSet(rawTOCOption);
     if (raw == (invocation.arguments().size() == 1)) {
@@ -48,6 +44,8 @@ QCoro::Task<std::optional<QByteArray>> tocBytes(Invocation& invocation, QString 
     const auto read = [source] { return MusicBrainzDiscLookup::rawTOCData(source); };
     co_return co_await Background::run(read);
 }
+
+namespace {
 
 QCoro::Task<int> listDiscs(Invocation& invocation)
 {
@@ -69,7 +67,7 @@ QCoro::Task<int> listDiscs(Invocation& invocation)
 QCoro::Task<int> showTOC(Invocation& invocation)
 {
     const std::optional<QByteArray> bytes =
-        co_await tocBytes(invocation, u"velmo disc toc (SOURCE | --raw-toc FILE) [--json]"_s);
+        co_await discTOCBytes(invocation, u"velmo disc toc (SOURCE | --raw-toc FILE) [--json]"_s);
     if (!bytes)
         co_return int(exitUsage);
     const DiscTOC toc = MusicBrainzDiscLookup::parseDiscTOC(*bytes);
@@ -95,7 +93,7 @@ QCoro::Task<int> showTOC(Invocation& invocation)
 QCoro::Task<int> diagnose(Invocation& invocation)
 {
     const std::optional<QByteArray> bytes =
-        co_await tocBytes(invocation, u"velmo disc diagnose (SOURCE | --raw-toc FILE)"_s);
+        co_await discTOCBytes(invocation, u"velmo disc diagnose (SOURCE | --raw-toc FILE)"_s);
     if (!bytes)
         co_return int(exitUsage);
     invocation.out() << CDTOCDiagnostics::analyze(*bytes);
@@ -139,6 +137,18 @@ std::optional<RipStrategyKind> strategyKind(Invocation& invocation)
     return chosen;
 }
 
+// --offset, else none: each drive's own from the settings. False after saying it is wrong.
+bool readOffset(Invocation& invocation, std::optional<qint64>& offset)
+{
+    if (!invocation.isSet(u"offset"_s))
+        return true;
+    bool ok = false;
+    offset = invocation.value(u"offset"_s).toLongLong(&ok);
+    if (!ok)
+        invocation.err() << u"velmo: the read offset is a whole number of samples, such as 6 or -1164."_s << Qt::endl;
+    return ok;
+}
+
 // --tracks as 0-based indexes, else every track; none after saying why.
 std::optional<QList<qint64>> trackIndexes(Invocation& invocation, const DiscTOC& toc)
 {
@@ -162,6 +172,9 @@ QCoro::Task<int> rip(Invocation& invocation)
     if (!chosenKind)
         co_return int(exitUsage);
     const RipStrategyKind kind = *chosenKind;
+    std::optional<qint64> offset;
+    if (!readOffset(invocation, offset))
+        co_return int(exitUsage);
     const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
     const DiscTOC toc = co_await Background::run(read);
     const std::optional<QList<qint64>> chosenIndexes = trackIndexes(invocation, toc);
@@ -169,7 +182,7 @@ QCoro::Task<int> rip(Invocation& invocation)
         co_return int(exitFailure);
     const QList<qint64> indexes = *chosenIndexes;
 
-    const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(kind);
+    const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(kind, offset);
     const QUrl output = QUrl::fromLocalFile(folder);
     invocation.err() << u"Ripping "_s << indexes.size() << u" of "_s << toc.trackCount << u" tracks ("_s
                      << displayName(kind) << u") into "_s << folder << Qt::endl;
@@ -218,6 +231,9 @@ QCoro::Task<int> importDisc(Invocation& invocation)
     const std::optional<RipStrategyKind> kind = strategyKind(invocation);
     if (!kind)
         co_return int(exitUsage);
+    std::optional<qint64> offset;
+    if (!readOffset(invocation, offset))
+        co_return int(exitUsage);
     const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
     const DiscTOC toc = co_await Background::run(read);
     const std::optional<QList<qint64>> indexes = trackIndexes(invocation, toc);
@@ -246,12 +262,15 @@ QCoro::Task<int> importDisc(Invocation& invocation)
     invocation.err() << u"Ripping "_s << release->artist << u" — "_s << release->title << u" ("_s
                      << DisplayText::counted(indexes->size(), u"track"_s) << u", "_s << displayName(*kind) << u")"_s
                      << Qt::endl;
-    const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(*kind);
+    const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(*kind, offset);
     qsizetype failed = 0;
     const CDImporter::TrackCompleteHandler entered = [&](const CDImporter::TrackImportResult& result) {
         if (result.track) {
             const Track stored = library.upsertRippedTrack(*result.track);
-            invocation.out() << u"Track "_s << result.trackIndex + 1 << u": "_s << stored.path() << Qt::endl;
+            invocation.out() << u"Track "_s << result.trackIndex + 1 << u": "_s << stored.path();
+            if (result.verdict)
+                invocation.out() << u" — "_s << result.verdict->text();
+            invocation.out() << Qt::endl;
         } else {
             ++failed;
             invocation.err() << u"Track "_s << result.trackIndex + 1 << u" failed: "_s << result.error->message
@@ -259,8 +278,11 @@ QCoro::Task<int> importDisc(Invocation& invocation)
         }
     };
     const CDImporter::TrackProgressHandler noProgress;
-    co_await CDImporter::importDisc(source, toc, *release, artwork, library.rootURL(), *indexes,
-                                    invocation.isSet(u"overwrite"_s), *strategy, noProgress, entered);
+    const QList<CDImporter::TrackImportResult> results =
+        co_await CDImporter::importDisc(source, toc, *release, artwork, library.rootURL(), *indexes,
+                                        invocation.isSet(u"overwrite"_s), *strategy, noProgress, entered);
+    if (const QString verified = CDImporter::verdictSummary(results); !verified.isEmpty())
+        invocation.out() << verified << u'.' << Qt::endl;
     invocation.err() << u"Imported "_s << indexes->size() - failed << u" of "_s
                      << DisplayText::counted(indexes->size(), u"track"_s) << u"."_s << Qt::endl;
     co_return failed > 0 ? int(exitFailure) : int(exitSuccess);
@@ -305,7 +327,11 @@ void addDiscCommands(CommandLine& commandLine)
                     QCommandLineOption(u"strategy"_s,
                                        u"direct (raw sector reads) or paranoia (error-correcting); by default the "
                                        "preference"_s,
-                                       u"NAME"_s)},
+                                       u"NAME"_s),
+                    QCommandLineOption(u"offset"_s,
+                                       u"Shift reads by N samples, the drive's read offset; by default the one set "
+                                       "for the drive"_s,
+                                       u"N"_s)},
         .minimumArguments = 2,
         .maximumArguments = 2,
         .run = rip,
@@ -313,12 +339,16 @@ void addDiscCommands(CommandLine& commandLine)
     commandLine.add({
         .path = {u"disc"_s, u"import"_s},
         .arguments = u"SOURCE"_s,
-        .summary = u"Look the disc up on MusicBrainz, rip its tracks to FLAC with tags and cover, and put them into "
-                   "the library's Artist/Album/Track layout."_s,
+        .summary = u"Look the disc up on MusicBrainz, rip its tracks to FLAC with tags and cover, check them against "
+                   "AccurateRip, and put them into the library's Artist/Album/Track layout."_s,
         .options = {QCommandLineOption(u"release"_s, u"The release, by its number in the list or its id"_s, u"WHICH"_s),
                     QCommandLineOption(u"tracks"_s, u"Only these tracks, as 1,3-5"_s, u"LIST"_s),
                     QCommandLineOption(u"strategy"_s, u"direct or paranoia; by default the preference"_s, u"NAME"_s),
-                    QCommandLineOption(u"overwrite"_s, u"Replace files already at the tracks' places"_s)},
+                    QCommandLineOption(u"overwrite"_s, u"Replace files already at the tracks' places"_s),
+                    QCommandLineOption(u"offset"_s,
+                                       u"Shift reads by N samples, the drive's read offset; by default the one set "
+                                       "for the drive"_s,
+                                       u"N"_s)},
         .minimumArguments = 1,
         .maximumArguments = 1,
         .access = Command::Access::changesLibrary,

@@ -1,5 +1,6 @@
 #include "VelmoCommands.h"
 
+#include "AccurateRipCommands.h"
 #include "DiscCommands.h"
 #include "DeviceCommands.h"
 #include "ImportCommands.h"
@@ -12,10 +13,14 @@
 #include "TagCommands.h"
 #include "TrackCommands.h"
 
+#include <QCoreApplication>
+
 using namespace Qt::StringLiterals;
 
 CommandLine velmoCommands()
 {
+    // The core reads the version from the application, for the rip log.
+    QCoreApplication::setApplicationVersion(QStringLiteral(SONORELLE_VERSION));
     CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s,
                             QStringLiteral(SONORELLE_VERSION));
     addLibraryCommands(commandLine);
@@ -29,5 +34,6 @@ CommandLine velmoCommands()
     addMetadataCommands(commandLine);
     addSettingsCommands(commandLine);
     addDiscCommands(commandLine);
+    addAccurateRipCommands(commandLine);
     return commandLine;
 }

@@ -1,11 +1,15 @@
 #include "FormatsPrefsView.h"
 
+#include "disc/ReadOffset.h"
 #include "library/Settings.h"
+#include "platform/UdevDiscEvents.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
+#include <QSpinBox>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -65,6 +69,45 @@ FormatsPrefsView::FormatsPrefsView(QWidget* parent)
                                    ripping);
     explanation->setWordWrap(true);
     rippingForm->addRow(explanation);
+    addReadOffsetRows(rippingForm);
+    auto* keepLog = new QCheckBox(u"Keep a rip log and cue sheet"_s, ripping);
+    keepLog->setObjectName(u"keepRipLog"_s);
+    keepLog->setChecked(Settings::value(Settings::keepRipLog));
+    connect(keepLog, &QCheckBox::toggled, this, [](bool on) { Settings::setValue(Settings::keepRipLog, on); });
+    rippingForm->addRow(keepLog);
     layout->addWidget(ripping);
     layout->addStretch();
+}
+
+void FormatsPrefsView::addReadOffsetRows(QFormLayout* form)
+{
+    // The drives with a disc in them now, and those given an offset before.
+    QStringList drives = Settings::drivesWithReadOffset();
+    for (const QString& name : UdevDiscEvents::presentDiscs()) {
+        const QString model = ReadOffset::driveOf(name);
+        if (!model.isEmpty() && !drives.contains(model))
+            drives.append(model);
+    }
+    auto* drive = new QComboBox(this);
+    drive->setObjectName(u"offsetDrive"_s);
+    drive->addItems(drives);
+    auto* offset = new QSpinBox(this);
+    offset->setObjectName(u"readOffset"_s);
+    offset->setRange(-int(ReadOffset::searchedSamples), int(ReadOffset::searchedSamples));
+    offset->setSuffix(u" samples"_s);
+    const auto show = [drive, offset] {
+        const QSignalBlocker quiet(offset);
+        offset->setValue(drive->count() > 0 ? int(Settings::readOffset(drive->currentText())) : 0);
+    };
+    show();
+    drive->setEnabled(drive->count() > 0);
+    offset->setEnabled(drive->count() > 0);
+    connect(drive, &QComboBox::currentIndexChanged, this, show);
+    connect(offset, &QSpinBox::valueChanged, this,
+            [drive](int samples) { Settings::setReadOffset(drive->currentText(), samples); });
+    form->addRow(u"Drive"_s, drive);
+    form->addRow(u"Read offset"_s, offset);
+    auto* hint = new QLabel(u"Insert a disc that AccurateRip knows and run “velmo disc find-offset” to find it."_s, this);
+    hint->setWordWrap(true);
+    form->addRow(hint);
 }

@@ -3,8 +3,10 @@
 #include <QWidget>
 
 class QComboBox;
+class QFormLayout;
 
-// The defaults of new device profiles' output format, and the ripper's reading mode.
+// The defaults of new device profiles' output format, and the ripper's reading mode, each
+// drive's read offset and whether a rip keeps its log.
 class FormatsPrefsView : public QWidget {
     Q_OBJECT
 
@@ -14,6 +16,8 @@ public:
     static constexpr qint64 bitrateOptions[] = {128, 192, 256, 320};
 
 private:
+    void addReadOffsetRows(QFormLayout* form);
+
     QComboBox* m_outputFormat;
     QComboBox* m_bitrate;
 };

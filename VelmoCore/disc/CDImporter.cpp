@@ -1,6 +1,7 @@
 #include "CDImporter.h"
 
 #include "CueSheet.h"
+#include "RipAudit.h"
 #include "library/Background.h"
 #include "library/Date.h"
 #include "library/JsonCoding.h"
@@ -47,6 +48,16 @@ Track makeTrack(const QUrl& file, const TrackMetadataStub& stub, const ReleaseMe
     return track;
 }
 
+QString verdictSummary(const QList<TrackImportResult>& results)
+{
+    QList<AccurateRip::Verdict> verdicts;
+    for (const TrackImportResult& result : results) {
+        if (result.verdict)
+            verdicts.append(*result.verdict);
+    }
+    return AccurateRip::summary(verdicts);
+}
+
 QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, ReleaseMetadata release,
                                                  std::optional<ArtworkFetcher::ArtworkResult> artwork, QUrl into,
                                                  std::optional<QList<qint64>> trackIndices, bool overwriteExisting,
@@ -63,6 +74,7 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
             indices.append(i);
     }
 
+    RipAudit audit(source, toc, strategy);
     QList<TrackImportResult> results;
     for (const qint64 index : std::as_const(indices)) {
         TrackImportResult result{.trackIndex = index};
@@ -73,7 +85,11 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
         };
         std::optional<QUrl> ripped;
         try {
-            ripped = co_await strategy.ripTrack(source, toc, index, QUrl::fromLocalFile(temporary), forward);
+            const DiscRipStrategy::RippedTrack read =
+                co_await strategy.ripTrackChecked(source, toc, index, QUrl::fromLocalFile(temporary), forward);
+            const DiscRipStrategy::RippedTrack kept = co_await audit.check(index, read, temporary, forward);
+            ripped = kept.file;
+            result.verdict = audit.verdict(index);
         } catch (const CDRipper::RipError& error) {
             result.error = TrackError{TrackError::Kind::ripFailed, error.message()};
         } catch (const CueSheet::LoadError& error) {
@@ -101,6 +117,7 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
         if (onTrackComplete)
             onTrackComplete(result);
     }
+    co_await audit.finish(release, results);
     QDir(temporary).removeRecursively();
     co_return results;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AccurateRipDatabase.h"
 #include "CDRipper.h"
 #include "DiscRipStrategy.h"
 #include "DiscTOC.h"
@@ -34,9 +35,14 @@ struct TrackImportResult {
     qint64 trackIndex = 0; // 0-based position on the disc
     std::optional<Track> track;
     std::optional<TrackError> error;
+    // What AccurateRip says of the rip; none when the track was not ripped or not checked.
+    std::optional<AccurateRip::Verdict> verdict;
 
     bool succeeded() const { return track.has_value(); }
 };
+
+// "11 of 12 tracks verified by AccurateRip"; empty when no track could be checked.
+QString verdictSummary(const QList<TrackImportResult>& results);
 
 using TrackProgressHandler = std::function<void(qint64 trackIndex, const CDRipper::Progress&)>;
 using TrackCompleteHandler = std::function<void(const TrackImportResult&)>;
@@ -50,7 +56,8 @@ TrackMetadataStub stubFor(const ReleaseMetadata& release, qint64 trackIndex);
 
 // Never throws. One result per index processed, in order; no index means every track. The
 // temporary folder "velmo_rip_<UUID>" in the system's temporary folder is gone at the end,
-// with whatever a failed track left in it.
+// with whatever a failed track left in it. Each ripped track is checked against AccurateRip
+// (RipAudit), and the rip log and cue sheet are written when the setting keeps them.
 QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, ReleaseMetadata release,
                                                  std::optional<ArtworkFetcher::ArtworkResult> artwork, QUrl into,
                                                  std::optional<QList<qint64>> trackIndices, bool overwriteExisting,

@@ -16,12 +16,12 @@ std::unique_ptr<SectorSource> directSource(const QString& source)
 
 } // namespace
 
-DirectRipStrategy::DirectRipStrategy()
-    : DirectRipStrategy(directSource, 200ms)
+DirectRipStrategy::DirectRipStrategy(std::optional<qint64> readOffset)
+    : SectorRipStrategy(directSource, {.retries = 4, .pause = 200ms}, readOffset, RipStrategyKind::direct)
 {
 }
 
-DirectRipStrategy::DirectRipStrategy(SectorSourceFactory sources, std::chrono::milliseconds pause)
-    : SectorRipStrategy(std::move(sources), {.retries = 4, .pause = pause})
+DirectRipStrategy::DirectRipStrategy(SectorSourceFactory sources, std::chrono::milliseconds pause, qint64 readOffset)
+    : SectorRipStrategy(std::move(sources), {.retries = 4, .pause = pause}, readOffset, RipStrategyKind::direct)
 {
 }

@@ -7,7 +7,7 @@
 // that lost its footing often reads the frame after a reopen.
 class DirectRipStrategy : public SectorRipStrategy {
 public:
-    DirectRipStrategy();
+    explicit DirectRipStrategy(std::optional<qint64> readOffset = std::nullopt);
     // Tests give a scripted source and a short pause.
-    DirectRipStrategy(SectorSourceFactory sources, std::chrono::milliseconds pause);
+    DirectRipStrategy(SectorSourceFactory sources, std::chrono::milliseconds pause, qint64 readOffset = 0);
 };

@@ -5,15 +5,25 @@
 
 using namespace Qt::StringLiterals;
 
-std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind)
+QCoro::Task<DiscRipStrategy::RippedTrack> DiscRipStrategy::ripTrackChecked(QString source, DiscTOC toc,
+                                                                             qint64 trackIndex, QUrl outputDirectory,
+                                                                             CDRipper::ProgressHandler onProgress)
+{
+    const QUrl file = co_await ripTrack(source, toc, trackIndex, outputDirectory, onProgress);
+    RippedTrack ripped;
+    ripped.file = file;
+    co_return ripped;
+}
+
+std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind, std::optional<qint64> readOffset)
 {
     switch (kind) {
     case RipStrategyKind::paranoia:
-        return std::make_unique<ParanoiaRipStrategy>();
+        return std::make_unique<ParanoiaRipStrategy>(readOffset);
     case RipStrategyKind::direct:
         break;
     }
-    return std::make_unique<DirectRipStrategy>();
+    return std::make_unique<DirectRipStrategy>(readOffset);
 }
 
 QString displayName(RipStrategyKind kind)

@@ -2,18 +2,28 @@
 
 #include "CDRipper.h"
 #include "RipStrategyKind.h"
+#include "TrackChecksums.h"
 
 #include <QCoro/QCoroTask>
 #include <QList>
 #include <QUrl>
 
 #include <memory>
+#include <optional>
 
 // How tracks get from a disc into FLAC files named "track%02d.flac" in a folder, made with its
 // parents if missing. `source` is a drive name or a CUE sheet. Both operations throw
 // CDRipper::RipError; an image whose sheet is wrong throws CueSheet::LoadError.
 class DiscRipStrategy {
 public:
+    // A track's file with what was learnt while reading it.
+    struct RippedTrack {
+        QUrl file;
+        std::optional<TrackChecksums> checksums; // none from a strategy that cannot sum as it reads
+        qint64 readOffset = 0; // samples the reads were shifted by
+        qint64 recoveredReads = 0; // frames that read only when tried again
+    };
+
     virtual ~DiscRipStrategy() = default;
 
     // Every track in order; the files' URLs in track order.
@@ -22,9 +32,17 @@ public:
     // One track, `trackIndex` from 0.
     virtual QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
                                        CDRipper::ProgressHandler onProgress) = 0;
+    // ripTrack with its checksums, summed while reading.
+    virtual QCoro::Task<RippedTrack> ripTrackChecked(QString source, DiscTOC toc, qint64 trackIndex,
+                                                     QUrl outputDirectory, CDRipper::ProgressHandler onProgress);
+    // The words the preferences use for it, for the rip log.
+    virtual QString name() const { return {}; }
 };
 
-std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind);
+// With no read offset, a drive's reads are shifted by its own from the settings; an image is
+// read as it is.
+std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind,
+                                              std::optional<qint64> readOffset = std::nullopt);
 
 // "Direct (raw sector reads)", "Paranoia (error-correcting)".
 QString displayName(RipStrategyKind kind);

@@ -14,12 +14,12 @@ std::unique_ptr<SectorSource> paranoiaSource(const QString& source)
 
 } // namespace
 
-ParanoiaRipStrategy::ParanoiaRipStrategy()
-    : ParanoiaRipStrategy(paranoiaSource)
+ParanoiaRipStrategy::ParanoiaRipStrategy(std::optional<qint64> readOffset)
+    : SectorRipStrategy(paranoiaSource, {.retries = 0}, readOffset, RipStrategyKind::paranoia)
 {
 }
 
-ParanoiaRipStrategy::ParanoiaRipStrategy(SectorSourceFactory sources)
-    : SectorRipStrategy(std::move(sources), {.retries = 0})
+ParanoiaRipStrategy::ParanoiaRipStrategy(SectorSourceFactory sources, qint64 readOffset)
+    : SectorRipStrategy(std::move(sources), {.retries = 0}, readOffset, RipStrategyKind::paranoia)
 {
 }

@@ -6,7 +6,7 @@
 // a frame it can't deliver is not tried again here. An image has no jitter and is read as it is.
 class ParanoiaRipStrategy : public SectorRipStrategy {
 public:
-    ParanoiaRipStrategy();
+    explicit ParanoiaRipStrategy(std::optional<qint64> readOffset = std::nullopt);
     // Tests give a scripted source.
-    explicit ParanoiaRipStrategy(SectorSourceFactory sources);
+    explicit ParanoiaRipStrategy(SectorSourceFactory sources, qint64 readOffset = 0);
 };

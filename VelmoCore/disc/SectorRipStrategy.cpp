@@ -1,6 +1,8 @@
 #include "SectorRipStrategy.h"
 
 #include "FlacTrackEncoder.h"
+#include "OffsetSectorSource.h"
+#include "ReadOffset.h"
 #include "library/Background.h"
 
 #include <QDir>
@@ -18,10 +20,18 @@ struct OpenSource {
 
 } // namespace
 
-SectorRipStrategy::SectorRipStrategy(SectorSourceFactory sources, RetryRule retryRule)
+SectorRipStrategy::SectorRipStrategy(SectorSourceFactory sources, RetryRule retryRule,
+                                     std::optional<qint64> readOffset, RipStrategyKind kind)
     : m_sources(std::move(sources))
     , m_retryRule(retryRule)
+    , m_readOffset(readOffset)
+    , m_kind(kind)
 {
+}
+
+QString SectorRipStrategy::name() const
+{
+    return displayName(m_kind);
 }
 
 QCoro::Task<QList<QUrl>> SectorRipStrategy::rip(QString source, DiscTOC toc, QUrl outputDirectory,
@@ -38,7 +48,7 @@ QCoro::Task<QList<QUrl>> SectorRipStrategy::rip(QString source, DiscTOC toc, QUr
     QList<QUrl> files;
     for (qint64 index = 0; index < toc.trackCount; ++index) {
         const auto ripOne = [this, source, toc, index, folder, onProgress] {
-            return ripTrackNow(source, toc, index, folder, onProgress);
+            return ripTrackNow(source, toc, index, folder, onProgress).file;
         };
         files.append(co_await Background::run(ripOne));
     }
@@ -47,6 +57,14 @@ QCoro::Task<QList<QUrl>> SectorRipStrategy::rip(QString source, DiscTOC toc, QUr
 
 QCoro::Task<QUrl> SectorRipStrategy::ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
                                               CDRipper::ProgressHandler onProgress)
+{
+    const RippedTrack ripped = co_await ripTrackChecked(source, toc, trackIndex, outputDirectory, onProgress);
+    co_return ripped.file;
+}
+
+QCoro::Task<DiscRipStrategy::RippedTrack> SectorRipStrategy::ripTrackChecked(QString source, DiscTOC toc,
+                                                                               qint64 trackIndex, QUrl outputDirectory,
+                                                                               CDRipper::ProgressHandler onProgress)
 {
     if (toc.trackCount < 1 || trackIndex < 0 || trackIndex >= toc.trackCount)
         throw CDRipper::RipError::noAudioTracks();
@@ -67,8 +85,9 @@ void SectorRipStrategy::probe(const QString& source) const
     device->close();
 }
 
-QUrl SectorRipStrategy::ripTrackNow(const QString& source, const DiscTOC& toc, qint64 trackIndex,
-                                    const QString& folder, const CDRipper::ProgressHandler& onProgress) const
+DiscRipStrategy::RippedTrack SectorRipStrategy::ripTrackNow(const QString& source, const DiscTOC& toc,
+                                                             qint64 trackIndex, const QString& folder,
+                                                             const CDRipper::ProgressHandler& onProgress) const
 {
     const qint64 start = toc.trackStart(trackIndex);
     const qint64 count = toc.trackEnd(trackIndex) - start;
@@ -76,9 +95,14 @@ QUrl SectorRipStrategy::ripTrackNow(const QString& source, const DiscTOC& toc, q
     if (count < 0)
         qFatal("Track %lld of the TOC ends before it starts", trackIndex + 1);
     // An image's sheet is read before the file is made, so that a sheet gone wrong leaves none.
-    const std::unique_ptr<SectorSource> device = m_sources(source);
+    std::unique_ptr<SectorSource> device = m_sources(source);
+    RippedTrack ripped;
+    ripped.readOffset = m_readOffset ? *m_readOffset : ReadOffset::forSource(source);
+    if (ripped.readOffset != 0)
+        device = std::make_unique<OffsetSectorSource>(std::move(device), ripped.readOffset, toc.leadOutOffset);
     const QString path = QDir(folder).filePath(CDRipper::trackFileName(trackIndex + 1));
     FlacTrackEncoder encoder(path, count * 588);
+    TrackChecksummer checksummer(count * 588, trackIndex == 0, trackIndex == toc.trackCount - 1);
 
     if (const int error = device->open())
         throw CDRipper::RipError::deviceOpenFailed(error);
@@ -92,14 +116,18 @@ QUrl SectorRipStrategy::ripTrackNow(const QString& source, const DiscTOC& toc, q
             if (const int openError = device->open())
                 throw CDRipper::RipError::deviceOpenFailed(openError);
             error = device->read(sector, frame.data());
+            ripped.recoveredReads += error == 0;
         }
         if (error != 0)
             throw CDRipper::RipError::readFailed(error, sector);
         encoder.writeFrame(frame.data());
+        checksummer.add(frame.data(), 588);
         if (onProgress)
             onProgress({trackIndex + 1, toc.trackCount, double(sector - start + 1) / double(count)});
     }
     device->close();
     encoder.finish();
-    return QUrl::fromLocalFile(path);
+    ripped.file = QUrl::fromLocalFile(path);
+    ripped.checksums = checksummer.result();
+    return ripped;
 }

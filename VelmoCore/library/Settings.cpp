@@ -57,6 +57,38 @@ void setValue(const Key<qint64>& key, qint64 value)
     store().setValue(QLatin1StringView(key.name), value);
 }
 
+namespace {
+
+QString readOffsetKey(const QString& drive)
+{
+    // A slash would open a group of its own.
+    return u"readOffsets/"_s + QString(drive).replace(u'/', u'_');
+}
+
+} // namespace
+
+qint64 readOffset(const QString& drive)
+{
+    bool ok = false;
+    const qint64 samples = store().value(readOffsetKey(drive)).toLongLong(&ok);
+    return ok ? samples : 0;
+}
+
+void setReadOffset(const QString& drive, qint64 samples)
+{
+    if (samples == 0)
+        store().remove(readOffsetKey(drive));
+    else
+        store().setValue(readOffsetKey(drive), samples);
+}
+
+QStringList drivesWithReadOffset()
+{
+    QSettings settings = store();
+    settings.beginGroup(u"readOffsets"_s);
+    return settings.childKeys();
+}
+
 QString rawString(const char* key)
 {
     const QVariant v = stored(key);

@@ -5,6 +5,7 @@
 #include "sync/DeviceProfile.h"
 
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <optional>
@@ -35,6 +36,8 @@ inline constexpr Key<bool> automaticallyCheckForUpdates{"automaticallyCheckForUp
 inline constexpr Key<qint64> lastUpdateCheck{"lastUpdateCheck", 0};
 // The duplicate finder's last threshold, in hundredths.
 inline constexpr Key<qint64> duplicateThresholdPercent{"duplicateThresholdPercent", 90};
+// "Keep a rip log and cue sheet": a rip leaves both beside the album's tracks.
+inline constexpr Key<bool> keepRipLog{"keepRipLog", true};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);
@@ -55,6 +58,13 @@ void setValue(const Key<E>& key, E value)
 {
     setRawString(key.name, rawValue(value));
 }
+
+// The read offset of a drive in samples, by its udev vendor and model ("readOffsets/<drive>");
+// 0 for a drive never set.
+qint64 readOffset(const QString& drive);
+void setReadOffset(const QString& drive, qint64 samples);
+// The drives that have an offset, by the names they are kept under.
+QStringList drivesWithReadOffset();
 
 std::optional<QString> libraryRootPath();
 void setLibraryRootPath(const QString& path);

@@ -11,6 +11,7 @@ ServiceSettings ServiceSettings::load()
         .musicBrainz = QUrl(u"https://musicbrainz.org"_s),
         .coverArtArchive = QUrl(u"https://coverartarchive.org"_s),
         .iTunes = QUrl(u"https://itunes.apple.com"_s),
+        .accurateRip = QUrl(u"http://www.accuraterip.com/accuraterip"_s),
         .contact = u"sonorelle@localhost"_s,
     };
     // Most important first: the first file that names a key decides it.
@@ -33,6 +34,7 @@ ServiceSettings ServiceSettings::load()
     url(u"musicBrainz"_s, settings.musicBrainz);
     url(u"coverArtArchive"_s, settings.coverArtArchive);
     url(u"iTunes"_s, settings.iTunes);
+    url(u"accurateRip"_s, settings.accurateRip);
     url(u"updates"_s, settings.updates);
     if (const QString contact = lookup(u"contact"_s); !contact.isEmpty())
         settings.contact = contact;

@@ -11,6 +11,8 @@ struct ServiceSettings {
     QUrl musicBrainz;
     QUrl coverArtArchive;
     QUrl iTunes;
+    // The folder of the AccurateRip database's dBAR files.
+    QUrl accurateRip;
     // The contact address that the MusicBrainz policy asks to find in the User-Agent.
     QString contact;
     // The release feed asked by "Check for Updates…"; empty unless an installation names one.

@@ -1,5 +1,6 @@
 #include "UdevDiscEvents.h"
 
+#include <QFileInfo>
 #include <QSocketNotifier>
 
 #include <libudev.h>
@@ -54,6 +55,24 @@ QStringList UdevDiscEvents::presentDiscs()
     const QStringList names = discsIn(context);
     udev_unref(context);
     return names;
+}
+
+QString UdevDiscEvents::driveModel(const QString& name)
+{
+    udev* context = udev_new();
+    if (!context)
+        return {};
+    QStringList parts;
+    const QByteArray sysName = QFileInfo(name).fileName().toLocal8Bit();
+    if (udev_device* device = udev_device_new_from_subsystem_sysname(context, "block", sysName.constData())) {
+        for (const char* property : {"ID_VENDOR", "ID_MODEL"}) {
+            if (const char* value = udev_device_get_property_value(device, property))
+                parts.append(QString::fromLocal8Bit(value).replace(u'_', u' ').trimmed());
+        }
+        udev_device_unref(device);
+    }
+    udev_unref(context);
+    return parts.join(u' ');
 }
 
 bool UdevDiscEvents::start(EventHandler handler)

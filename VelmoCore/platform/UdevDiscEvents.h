@@ -22,6 +22,8 @@ public:
 
     // The drives holding an audio CD now, by kernel name.
     static QStringList presentDiscs();
+    // udev's ID_VENDOR and ID_MODEL of a drive (`sr0`), joined by a space; empty when unknown.
+    static QString driveModel(const QString& name);
 
 private:
     void receive();

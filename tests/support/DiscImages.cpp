@@ -27,6 +27,14 @@ QByteArray pcm(qint64 frames, int seed)
     return bytes;
 }
 
+QByteArray numberedPCM(qint64 frames)
+{
+    QByteArray bytes(frames * 2352, Qt::Uninitialized);
+    for (qint64 i = 0; i < frames * 588; ++i)
+        qToLittleEndian(quint32(i), bytes.data() + i * 4);
+    return bytes;
+}
+
 QByteArray bigEndian(const QByteArray& pcm)
 {
     QByteArray swapped = pcm;
@@ -75,6 +83,28 @@ QByteArray audioTOC(const QList<qint64>& offsets, qint64 leadOut)
     for (qsizetype i = 0; i < offsets.size(); ++i)
         descriptors.append({1, 0, int(i) + 1, offsets[i]});
     return fullTOC(descriptors);
+}
+
+QByteArray accurateRipAnswer(const QList<AccurateRip::Pressing>& pressings)
+{
+    QByteArray bytes;
+    const auto append32 = [&bytes](quint32 value) {
+        char le[4];
+        qToLittleEndian(value, le);
+        bytes.append(le, 4);
+    };
+    for (const AccurateRip::Pressing& pressing : pressings) {
+        bytes.append(char(pressing.trackCount));
+        append32(pressing.id1);
+        append32(pressing.id2);
+        append32(pressing.cddb);
+        for (const AccurateRip::TrackEntry& track : pressing.tracks) {
+            bytes.append(char(track.confidence));
+            append32(track.crc);
+            append32(track.crc450);
+        }
+    }
+    return bytes;
 }
 
 } // namespace DiscImages

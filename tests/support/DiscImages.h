@@ -1,5 +1,7 @@
 #pragma once
 
+#include "disc/AccurateRipDatabase.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -12,6 +14,9 @@ namespace DiscImages {
 // Little-endian 16-bit stereo PCM of `frames` CD frames: a tone and noise that differ with `seed`,
 // so that a frame put in the wrong place shows.
 QByteArray pcm(qint64 frames, int seed);
+// Little-endian PCM of `frames` CD frames in which every stereo sample holds its own position,
+// counted from 0: the left channel the low 16 bits, the right channel the high ones.
+QByteArray numberedPCM(qint64 frames);
 QByteArray bigEndian(const QByteArray& pcm);
 QByteArray wave(const QByteArray& pcm);
 
@@ -28,6 +33,9 @@ QByteArray fullTOC(const QList<Descriptor>& descriptors, int firstSession = 1, i
 
 // A plain audio disc: tracks in session 1 at the offsets and its lead-out.
 QByteArray audioTOC(const QList<qint64>& offsets, qint64 leadOut);
+
+// The bytes of a dBAR answer as the AccurateRip database sends it.
+QByteArray accurateRipAnswer(const QList<AccurateRip::Pressing>& pressings);
 
 } // namespace DiscImages
 

@@ -18,10 +18,11 @@ QString servicesFile()
 
 FakeServices::FakeServices()
 {
-    configure(musicBrainz.url(QString()), coverArt.url(QString()), iTunes.url(QString()));
+    configure(musicBrainz.url(QString()), coverArt.url(QString()), iTunes.url(QString()), accurateRip.url(QString()));
 }
 
-void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes)
+void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes,
+                             const QUrl& accurateRip)
 {
     // QSettings keeps the files it has read and trusts them while their size and time stay
     // the same, so a rewrite within one millisecond could go unseen: a comment of another
@@ -30,6 +31,7 @@ void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, cons
     version = version % 32 + 1;
     writeFile(servicesFile(), "; " + QByteArray(version, '#') + "\n[General]\nmusicBrainz=" + musicBrainz.toEncoded()
                                   + "\ncoverArtArchive=" + coverArt.toEncoded() + "\niTunes=" + iTunes.toEncoded()
+                                  + "\naccurateRip=" + (accurateRip.isEmpty() ? vacantAddress() : accurateRip).toEncoded()
                                   + "\ncontact=" + contact + "\n");
 }
 

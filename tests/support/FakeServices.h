@@ -2,7 +2,7 @@
 
 #include "FakeHttpServer.h"
 
-// MusicBrainz, the Cover Art Archive and the iTunes Search API, each on its own local server,
+// MusicBrainz, the Cover Art Archive, the iTunes Search API and AccurateRip, each on its own local server,
 // with a services.conf that points the program at them for the life of the object.
 class FakeServices {
 public:
@@ -13,13 +13,16 @@ public:
     FakeServices& operator=(const FakeServices&) = delete;
 
     // Points the program at other addresses, such as a vacant one, until the object goes.
-    static void configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes);
+    // AccurateRip, unless given, is a vacant address: a rip is never checked far away.
+    static void configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes,
+                          const QUrl& accurateRip = {});
     // An address on which nothing listens: a service that can't be reached.
     static QUrl vacantAddress();
 
     FakeHttpServer musicBrainz;
     FakeHttpServer coverArt;
     FakeHttpServer iTunes;
+    FakeHttpServer accurateRip;
 
     static constexpr const char* contact = "tests@sonorelle.invalid";
 };

@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QSettings>
+#include <QSpinBox>
 #include <QTabWidget>
 
 #include <gtest/gtest.h>
@@ -112,4 +113,29 @@ TEST_F(PreferencesTest, TheMenusOpenOneWindowAndTheCheckSaysItsAnswer)
     EXPECT_EQ(said, QStringList{u"No update address is configured."_s}) << "without an address, at once";
     check.checkAtStart();
     EXPECT_EQ(said.size(), 1) << "automatic checks are off by default";
+}
+
+TEST_F(PreferencesTest, EachDriveKeepsItsReadOffsetAndTheRipLogCanBeTurnedOff)
+{
+    Settings::setReadOffset(u"PLEXTOR PX-716A"_s, 30);
+    Settings::setReadOffset(u"ASUS BW-16D1HT"_s, 6);
+    PreferencesView view({});
+    auto* drive = find<QComboBox>(view, u"offsetDrive"_s);
+    auto* offset = find<QSpinBox>(view, u"readOffset"_s);
+    ASSERT_TRUE(drive && offset);
+    drive->setCurrentIndex(drive->findText(u"PLEXTOR PX-716A"_s));
+    EXPECT_EQ(offset->value(), 30);
+    EXPECT_EQ(offset->suffix(), u" samples"_s);
+    offset->setValue(-472);
+    EXPECT_EQ(Settings::readOffset(u"PLEXTOR PX-716A"_s), -472);
+    drive->setCurrentIndex(drive->findText(u"ASUS BW-16D1HT"_s));
+    EXPECT_EQ(offset->value(), 6) << "each drive shows its own";
+    EXPECT_EQ(Settings::readOffset(u"PLEXTOR PX-716A"_s), -472) << "showing another drive changes nothing";
+
+    auto* keepLog = find<QCheckBox>(view, u"keepRipLog"_s);
+    ASSERT_TRUE(keepLog);
+    EXPECT_EQ(keepLog->text(), u"Keep a rip log and cue sheet"_s);
+    EXPECT_TRUE(keepLog->isChecked()) << "on by default";
+    keepLog->setChecked(false);
+    EXPECT_EQ(stored("keepRipLog").toBool(), false);
 }

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QUrl>
+
+// A disc as the AccurateRip database names it, worked out from the full table of contents:
+// every track counts towards the track count and the CDDB-style id, only the audio tracks
+// towards id1 and id2, and the lead-out is the disc's last one (behind an Enhanced CD's data
+// session), as the database's own submitters compute it.
+struct AccurateRipID {
+    qint64 trackCount = 0; // data tracks included
+    quint32 id1 = 0;
+    quint32 id2 = 0;
+    quint32 cddb = 0;
+    // The disc's number of its first audio track: 2 on a mixed-mode disc, whose data comes first.
+    qint64 firstAudioTrack = 1;
+
+    // "NNN-xxxxxxxx-xxxxxxxx-xxxxxxxx": three-digit track count, lower-case hex ids.
+    QString text() const;
+    // "a/b/c/dBAR-<text>.bin", the folders being id1's last three hex digits, last one first.
+    QString path() const;
+    // The path below the service's address.
+    QUrl url(const QUrl& service) const;
+
+    // Throws MusicBrainzDiscLookup::LookupError tocReadFailed for bytes without audio tracks.
+    static AccurateRipID fromFullTOC(const QByteArray& fullTOC);
+
+    bool operator==(const AccurateRipID&) const = default;
+};

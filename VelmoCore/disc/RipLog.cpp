@@ -1,0 +1,90 @@
+#include "RipLog.h"
+
+#include <QDir>
+#include <QStringList>
+
+using namespace Qt::StringLiterals;
+
+namespace RipLog {
+
+namespace {
+
+QString hex(quint32 value)
+{
+    return u"%1"_s.arg(value, 8, 16, QChar(u'0')).toUpper();
+}
+
+QString msf(qint64 frames)
+{
+    return u"%1:%2:%3"_s.arg(frames / (60 * 75), 2, 10, QChar(u'0'))
+        .arg(frames / 75 % 60, 2, 10, QChar(u'0'))
+        .arg(frames % 75, 2, 10, QChar(u'0'));
+}
+
+QString quoted(QString text)
+{
+    return u'"' + text.replace(u'"', u'\'') + u'"';
+}
+
+} // namespace
+
+QString logText(const Record& record)
+{
+    QStringList lines;
+    lines << u"Sonorelle %1 rip log"_s.arg(record.programVersion) << QString();
+    lines << u"Album:           %1 — %2"_s.arg(record.artist, record.album);
+    lines << u"Drive:           %1"_s.arg(record.drive);
+    lines << u"Read offset:     %1 samples"_s.arg(record.readOffset);
+    lines << u"Strategy:        %1"_s.arg(record.strategy);
+    lines << u"Disc ID:         %1"_s.arg(record.discID);
+    lines << u"AccurateRip ID:  %1"_s.arg(record.accurateRipID.isEmpty() ? u"unknown"_s : record.accurateRipID);
+    QList<AccurateRip::Verdict> verdicts;
+    for (const TrackRecord& track : record.tracks) {
+        lines << QString() << u"Track %1: %2"_s.arg(track.number, 2, 10, QChar(u'0')).arg(track.title);
+        if (!track.file.isEmpty())
+            lines << u"  File:            %1"_s.arg(track.file);
+        if (!track.failure.isEmpty())
+            lines << u"  Failed:          %1"_s.arg(track.failure);
+        if (track.checksums) {
+            lines << u"  CRC32:           %1"_s.arg(hex(track.checksums->crc32));
+            lines << u"  CRC32 w/o nulls: %1"_s.arg(hex(track.checksums->crc32WithoutSilence));
+            lines << u"  AccurateRip:     v1 %1, v2 %2"_s.arg(hex(track.checksums->v1), hex(track.checksums->v2));
+        }
+        if (track.verdict) {
+            verdicts.append(*track.verdict);
+            lines << u"  Result:          %1%2"_s.arg(track.verdict->text(),
+                                                      track.verdict->reread ? u" after a paranoia re-read"_s
+                                                                            : QString());
+        }
+        if (track.recoveredReads > 0)
+            lines << u"  Read errors:     %1 frames read only when tried again"_s.arg(track.recoveredReads);
+        else if (track.failure.isEmpty())
+            lines << u"  Read errors:     none"_s;
+    }
+    if (const QString summary = AccurateRip::summary(verdicts); !summary.isEmpty())
+        lines << QString() << summary + u'.';
+    return lines.join(u'\n') + u'\n';
+}
+
+QString cueSheet(const Record& record, const QString& folder)
+{
+    QStringList lines;
+    lines << u"REM COMMENT "_s + quoted(u"Sonorelle "_s + record.programVersion);
+    if (!record.discID.isEmpty())
+        lines << u"REM MUSICBRAINZ_DISCID "_s + record.discID;
+    lines << u"PERFORMER "_s + quoted(record.artist) << u"TITLE "_s + quoted(record.album);
+    const QDir dir(folder);
+    for (const TrackRecord& track : record.tracks) {
+        if (track.file.isEmpty())
+            continue;
+        lines << u"FILE "_s + quoted(dir.relativeFilePath(track.file)) + u" WAVE"_s;
+        lines << u"  TRACK %1 AUDIO"_s.arg(track.number, 2, 10, QChar(u'0'));
+        lines << u"    TITLE "_s + quoted(track.title) << u"    PERFORMER "_s + quoted(track.performer);
+        if (track.pregapFrames > 0)
+            lines << u"    PREGAP "_s + msf(track.pregapFrames);
+        lines << u"    INDEX 01 00:00:00"_s;
+    }
+    return lines.join(u'\n') + u'\n';
+}
+
+} // namespace RipLog
