@@ -47,12 +47,9 @@ QCoro::Task<int> showID(Invocation& invocation)
     const AccurateRipID id = AccurateRipID::fromFullTOC(*bytes);
     const QUrl url = id.url(ServiceSettings::load().accurateRip);
     if (invocation.json()) {
-        const QJsonObject object{{u"id"_s, id.text()},
-                                 {u"trackCount"_s, id.trackCount},
-                                 {u"id1"_s, qint64(id.id1)},
-                                 {u"id2"_s, qint64(id.id2)},
-                                 {u"cddb"_s, qint64(id.cddb)},
-                                 {u"url"_s, url.toString()}};
+        const QJsonObject object{{u"id"_s, id.text()},         {u"trackCount"_s, id.trackCount},
+                                 {u"id1"_s, qint64(id.id1)},   {u"id2"_s, qint64(id.id2)},
+                                 {u"cddb"_s, qint64(id.cddb)}, {u"url"_s, url.toString()}};
         invocation.out() << QJsonDocument(object).toJson(QJsonDocument::Indented);
     } else {
         invocation.out() << id.text() << u'\n' << url.toString() << u'\n';
@@ -81,8 +78,8 @@ QCoro::Task<int> checksum(Invocation& invocation)
     if (!track || !tracks)
         co_return int(exitUsage);
     if (*track > *tracks)
-        co_return invocation.fail(u"Track %1 is not on a disc of %2."_s.arg(*track).arg(
-            DisplayText::counted(*tracks, u"track"_s)));
+        co_return invocation.fail(
+            u"Track %1 is not on a disc of %2."_s.arg(*track).arg(DisplayText::counted(*tracks, u"track"_s)));
     const QString path = invocation.arguments().constFirst();
     const bool first = *track == 1;
     const bool last = *track == *tracks;
@@ -190,8 +187,8 @@ QCoro::Task<int> findOffset(Invocation& invocation)
         co_return invocation.fail(error.message());
     }
     if (candidates.isEmpty())
-        co_return invocation.fail(u"No read offset within ±%1 samples matches the database."_s.arg(
-            ReadOffset::searchedSamples));
+        co_return invocation.fail(
+            u"No read offset within ±%1 samples matches the database."_s.arg(ReadOffset::searchedSamples));
     const ReadOffset::Candidate best = candidates.constFirst();
     invocation.out() << u"Read offset: "_s << signedSamples(best.offset) << u" samples (found on "_s << best.tracks
                      << u" of "_s << DisplayText::counted(toc.trackCount, u"track"_s) << u")"_s << Qt::endl;
@@ -226,8 +223,8 @@ QCoro::Task<int> verifyDisc(Invocation& invocation)
     // The library's files of this disc, by their track number.
     QMap<qint64, QString> files;
     for (const Track& track : invocation.library().tracks()) {
-        if (track.releaseMBID && releases.contains(*track.releaseMBID) && track.trackNumber
-            && *track.trackNumber >= 1 && *track.trackNumber <= toc.trackCount
+        if (track.releaseMBID && releases.contains(*track.releaseMBID) && track.trackNumber && *track.trackNumber >= 1
+            && *track.trackNumber <= toc.trackCount
             && (!track.discNumber || !discNumber || track.discNumber == discNumber))
             files.insert(*track.trackNumber, track.path());
     }

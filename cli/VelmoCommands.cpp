@@ -1,8 +1,8 @@
 #include "VelmoCommands.h"
 
 #include "AccurateRipCommands.h"
-#include "DiscCommands.h"
 #include "DeviceCommands.h"
+#include "DiscCommands.h"
 #include "ImportCommands.h"
 #include "LibraryCommands.h"
 #include "MetadataCommands.h"

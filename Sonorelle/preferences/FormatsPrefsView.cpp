@@ -107,7 +107,8 @@ void FormatsPrefsView::addReadOffsetRows(QFormLayout* form)
             [drive](int samples) { Settings::setReadOffset(drive->currentText(), samples); });
     form->addRow(u"Drive"_s, drive);
     form->addRow(u"Read offset"_s, offset);
-    auto* hint = new QLabel(u"Insert a disc that AccurateRip knows and run “velmo disc find-offset” to find it."_s, this);
+    auto* hint =
+        new QLabel(u"Insert a disc that AccurateRip knows and run “velmo disc find-offset” to find it."_s, this);
     hint->setWordWrap(true);
     form->addRow(hint);
 }

@@ -39,8 +39,9 @@ QList<Pressing> parse(const QByteArray& data, const std::optional<AccurateRipID>
                           .id2 = qFromLittleEndian<quint32>(bytes + at + 5),
                           .cddb = qFromLittleEndian<quint32>(bytes + at + 9)};
         at += headerBytes;
-        if (disc && (pressing.trackCount != disc->trackCount || pressing.id1 != disc->id1 || pressing.id2 != disc->id2
-                     || pressing.cddb != disc->cddb)) {
+        if (disc
+            && (pressing.trackCount != disc->trackCount || pressing.id1 != disc->id1 || pressing.id2 != disc->id2
+                || pressing.cddb != disc->cddb)) {
             const AccurateRipID found{pressing.trackCount, pressing.id1, pressing.id2, pressing.cddb};
             throw Error::wrongDisc(disc->text(), found.text());
         }

@@ -6,8 +6,8 @@
 using namespace Qt::StringLiterals;
 
 QCoro::Task<DiscRipStrategy::RippedTrack> DiscRipStrategy::ripTrackChecked(QString source, DiscTOC toc,
-                                                                             qint64 trackIndex, QUrl outputDirectory,
-                                                                             CDRipper::ProgressHandler onProgress)
+                                                                           qint64 trackIndex, QUrl outputDirectory,
+                                                                           CDRipper::ProgressHandler onProgress)
 {
     const QUrl file = co_await ripTrack(source, toc, trackIndex, outputDirectory, onProgress);
     RippedTrack ripped;

@@ -41,8 +41,7 @@ public:
 
 // With no read offset, a drive's reads are shifted by its own from the settings; an image is
 // read as it is.
-std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind,
-                                              std::optional<qint64> readOffset = std::nullopt);
+std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind, std::optional<qint64> readOffset = std::nullopt);
 
 // "Direct (raw sector reads)", "Paranoia (error-correcting)".
 QString displayName(RipStrategyKind kind);

@@ -13,7 +13,8 @@ constexpr qint64 firstFrame = 150;
 OffsetSectorSource::OffsetSectorSource(std::unique_ptr<SectorSource> drive, qint64 offsetSamples, qint64 leadOut)
     : m_drive(std::move(drive))
     // Floor division, so that a negative offset reaches back into the frame before.
-    , m_sectorShift(offsetSamples >= 0 ? offsetSamples / pairsPerFrame : -((-offsetSamples + pairsPerFrame - 1) / pairsPerFrame))
+    , m_sectorShift(offsetSamples >= 0 ? offsetSamples / pairsPerFrame
+                                       : -((-offsetSamples + pairsPerFrame - 1) / pairsPerFrame))
     , m_byteShift((offsetSamples - m_sectorShift * pairsPerFrame) * pairBytes)
     , m_leadOut(leadOut)
 {

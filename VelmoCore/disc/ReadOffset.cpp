@@ -37,8 +37,8 @@ std::unique_ptr<SectorSource> rawFrames(const QString& source)
     return std::make_unique<CdromAudioSource>(source);
 }
 
-QList<Candidate> find(std::unique_ptr<SectorSource> frames, const DiscTOC& toc, const QList<AccurateRip::Pressing>& pressings,
-                      qint64 firstAudioTrack)
+QList<Candidate> find(std::unique_ptr<SectorSource> frames, const DiscTOC& toc,
+                      const QList<AccurateRip::Pressing>& pressings, qint64 firstAudioTrack)
 {
     constexpr qint64 pairs = TrackChecksummer::samplesPerFrame;
     constexpr qint64 margin = (searchedSamples + pairs - 1) / pairs; // frames either side

@@ -34,7 +34,7 @@ constexpr qint64 searchedSamples = 5 * 588;
 // and comparing its checksum with the pressings' (`firstAudioTrack` as AccurateRipID gives
 // it). Offsets of ±`searchedSamples`; the candidates found by the most tracks first. Blocking;
 // throws CDRipper::RipError when the source cannot be read.
-QList<Candidate> find(std::unique_ptr<SectorSource> frames, const DiscTOC& toc, const QList<AccurateRip::Pressing>& pressings,
-                      qint64 firstAudioTrack);
+QList<Candidate> find(std::unique_ptr<SectorSource> frames, const DiscTOC& toc,
+                      const QList<AccurateRip::Pressing>& pressings, qint64 firstAudioTrack);
 
 } // namespace ReadOffset

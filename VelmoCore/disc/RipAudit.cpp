@@ -28,7 +28,9 @@ QCoro::Task<> RipAudit::lookUp()
     m_lookedUp = true;
     try {
         const QString source = m_source;
-        const auto identify = [source] { return AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(source)); };
+        const auto identify = [source] {
+            return AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(source));
+        };
         m_id = co_await Background::run(identify);
         m_pressings = co_await AccurateRip::fetch(*m_id);
     } catch (const AccurateRip::Error& error) {

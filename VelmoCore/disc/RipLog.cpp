@@ -52,9 +52,8 @@ QString logText(const Record& record)
         }
         if (track.verdict) {
             verdicts.append(*track.verdict);
-            lines << u"  Result:          %1%2"_s.arg(track.verdict->text(),
-                                                      track.verdict->reread ? u" after a paranoia re-read"_s
-                                                                            : QString());
+            lines << u"  Result:          %1%2"_s.arg(
+                track.verdict->text(), track.verdict->reread ? u" after a paranoia re-read"_s : QString());
         }
         if (track.recoveredReads > 0)
             lines << u"  Read errors:     %1 frames read only when tried again"_s.arg(track.recoveredReads);

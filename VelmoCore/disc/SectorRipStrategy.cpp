@@ -20,8 +20,8 @@ struct OpenSource {
 
 } // namespace
 
-SectorRipStrategy::SectorRipStrategy(SectorSourceFactory sources, RetryRule retryRule,
-                                     std::optional<qint64> readOffset, RipStrategyKind kind)
+SectorRipStrategy::SectorRipStrategy(SectorSourceFactory sources, RetryRule retryRule, std::optional<qint64> readOffset,
+                                     RipStrategyKind kind)
     : m_sources(std::move(sources))
     , m_retryRule(retryRule)
     , m_readOffset(readOffset)
@@ -63,8 +63,8 @@ QCoro::Task<QUrl> SectorRipStrategy::ripTrack(QString source, DiscTOC toc, qint6
 }
 
 QCoro::Task<DiscRipStrategy::RippedTrack> SectorRipStrategy::ripTrackChecked(QString source, DiscTOC toc,
-                                                                               qint64 trackIndex, QUrl outputDirectory,
-                                                                               CDRipper::ProgressHandler onProgress)
+                                                                             qint64 trackIndex, QUrl outputDirectory,
+                                                                             CDRipper::ProgressHandler onProgress)
 {
     if (toc.trackCount < 1 || trackIndex < 0 || trackIndex >= toc.trackCount)
         throw CDRipper::RipError::noAudioTracks();
@@ -86,8 +86,8 @@ void SectorRipStrategy::probe(const QString& source) const
 }
 
 DiscRipStrategy::RippedTrack SectorRipStrategy::ripTrackNow(const QString& source, const DiscTOC& toc,
-                                                             qint64 trackIndex, const QString& folder,
-                                                             const CDRipper::ProgressHandler& onProgress) const
+                                                            qint64 trackIndex, const QString& folder,
+                                                            const CDRipper::ProgressHandler& onProgress) const
 {
     const qint64 start = toc.trackStart(trackIndex);
     const qint64 count = toc.trackEnd(trackIndex) - start;

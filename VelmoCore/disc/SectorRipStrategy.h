@@ -31,7 +31,7 @@ public:
 private:
     // Blocking: opens, reads, sums and encodes one track.
     RippedTrack ripTrackNow(const QString& source, const DiscTOC& toc, qint64 trackIndex, const QString& folder,
-                     const CDRipper::ProgressHandler& onProgress) const;
+                            const CDRipper::ProgressHandler& onProgress) const;
     void probe(const QString& source) const;
 
     SectorSourceFactory m_sources;

@@ -34,10 +34,11 @@ protected:
     {
         writeFile(folder.filePath(u"disc.bin"_s), samples);
         const QString sheet = folder.filePath(u"disc.cue"_s);
-        writeFile(sheet, "FILE \"disc.bin\" BINARY\n"
-                         "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                         "  TRACK 02 AUDIO\n    INDEX 01 00:06:50\n"
-                         "  TRACK 03 AUDIO\n    INDEX 01 00:13:25\n");
+        writeFile(sheet,
+                  "FILE \"disc.bin\" BINARY\n"
+                  "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                  "  TRACK 02 AUDIO\n    INDEX 01 00:06:50\n"
+                  "  TRACK 03 AUDIO\n    INDEX 01 00:13:25\n");
         return sheet;
     }
 
@@ -56,12 +57,13 @@ protected:
         const DiscTOC toc = MusicBrainzDiscLookup::readDiscTOC(sheet);
         QJsonArray tracks;
         for (int n = 1; n <= 3; ++n) {
-            tracks.append(QJsonObject{{"number"_L1, QString::number(n)}, {"position"_L1, n},
-                                      {"title"_L1, u"Part %1"_s.arg(n)}, {"length"_L1, 6000}});
+            tracks.append(QJsonObject{{"number"_L1, QString::number(n)},
+                                      {"position"_L1, n},
+                                      {"title"_L1, u"Part %1"_s.arg(n)},
+                                      {"length"_L1, 6000}});
         }
-        const QJsonObject medium{{"position"_L1, 1},
-                                 {"discs"_L1, QJsonArray{QJsonObject{{"id"_L1, toc.discID}}}},
-                                 {"tracks"_L1, tracks}};
+        const QJsonObject medium{
+            {"position"_L1, 1}, {"discs"_L1, QJsonArray{QJsonObject{{"id"_L1, toc.discID}}}}, {"tracks"_L1, tracks}};
         const QJsonObject release{
             {"id"_L1, u"release-1"_s},
             {"title"_L1, u"Plates"_s},
@@ -73,7 +75,10 @@ protected:
                              "application/json"));
         const AccurateRipID id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(sheet));
         const AccurateRip::Pressing pressing{
-            3, id.id1, id.id2, id.cddb,
+            3,
+            id.id1,
+            id.id2,
+            id.cddb,
             {{11, sumsOf(0).v2, 0}, {11, trackTwo.value_or(sumsOf(1).v2), 0}, {11, sumsOf(2).v2, 0}}};
         services.accurateRip.route(u"/"_s + id.path(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));
         return id;
@@ -90,7 +95,8 @@ TEST_F(AccurateRipCommandTest, IdOfAnImageAndOfRawTOCBytes)
 {
     const VelmoResult result = velmo({u"accuraterip"_s, u"id"_s, image(pcm)});
     ASSERT_EQ(result.status, 0) << result.err.toStdString();
-    const AccurateRipID id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(folder.filePath(u"disc.cue"_s)));
+    const AccurateRipID id =
+        AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(folder.filePath(u"disc.cue"_s)));
     EXPECT_EQ(result.out, id.text() + u'\n' + services.accurateRip.url(u"/"_s + id.path()).toString() + u'\n');
     EXPECT_TRUE(id.text().startsWith(u"003-"_s));
 
@@ -128,16 +134,17 @@ TEST_F(AccurateRipCommandTest, ChecksumOfAFileAsTrackOfADisc)
 
     EXPECT_EQ(velmo({u"accuraterip"_s, u"checksum"_s, file, u"--tracks"_s, u"3"_s}).status, 2);
     EXPECT_EQ(velmo({u"accuraterip"_s, u"checksum"_s, file, u"--track"_s, u"4"_s, u"--tracks"_s, u"3"_s}).status, 1);
-    const VelmoResult missing =
-        velmo({u"accuraterip"_s, u"checksum"_s, folder.filePath(u"none.flac"_s), u"--track"_s, u"1"_s, u"--tracks"_s, u"1"_s});
+    const VelmoResult missing = velmo({u"accuraterip"_s, u"checksum"_s, folder.filePath(u"none.flac"_s), u"--track"_s,
+                                       u"1"_s, u"--tracks"_s, u"1"_s});
     EXPECT_EQ(missing.status, 1);
 }
 
 TEST_F(AccurateRipCommandTest, ParseGivesTheEntriesAsNumbers)
 {
     const QString file = folder.filePath(u"dBAR-002.bin"_s);
-    writeFile(file, DiscImages::accurateRipAnswer({{2, 3000, 8001, 0x08001a02, {{12, 0xdeadbeef, 7}, {0, 0, 0}}},
-                                                   {2, 3000, 8001, 0x08001a02, {{1, 2, 3}, {4, 5, 6}}}}));
+    writeFile(file,
+              DiscImages::accurateRipAnswer({{2, 3000, 8001, 0x08001a02, {{12, 0xdeadbeef, 7}, {0, 0, 0}}},
+                                             {2, 3000, 8001, 0x08001a02, {{1, 2, 3}, {4, 5, 6}}}}));
     const VelmoResult result = velmo({u"accuraterip"_s, u"parse"_s, file, u"--json"_s});
     ASSERT_EQ(result.status, 0) << result.err.toStdString();
     const QJsonArray entries = QJsonDocument::fromJson(result.out.toUtf8()).array();
@@ -152,7 +159,9 @@ TEST_F(AccurateRipCommandTest, ParseGivesTheEntriesAsNumbers)
     EXPECT_EQ(track.value("crc450"_L1).toInteger(), 7);
     EXPECT_EQ(entries.at(1).toObject().value("tracks"_L1).toArray().at(1).toObject().value("crc450"_L1).toInteger(), 6);
 
-    writeFile(file, DiscImages::accurateRipAnswer({{2, 3000, 8001, 0x08001a02, {{12, 0xdeadbeef, 7}, {0, 0, 0}}}}).chopped(2));
+    writeFile(
+        file,
+        DiscImages::accurateRipAnswer({{2, 3000, 8001, 0x08001a02, {{12, 0xdeadbeef, 7}, {0, 0, 0}}}}).chopped(2));
     const VelmoResult truncated = velmo({u"accuraterip"_s, u"parse"_s, file, u"--json"_s});
     EXPECT_EQ(truncated.status, 1);
     EXPECT_EQ(truncated.err, u"The AccurateRip answer ends in the middle of an entry.\n"_s);
@@ -182,7 +191,8 @@ TEST_F(AccurateRipCommandTest, ImportSaysEachMatchingTrackIsAccurateAndVerifyChe
     serve(sheet, sumsOf(1).v2 + 1);
     const VelmoResult changed = velmo({u"disc"_s, u"verify"_s, sheet});
     EXPECT_EQ(changed.status, 1);
-    EXPECT_TRUE(changed.out.contains(u"Track 2: "_s + root() + u"/Band/Plates/02 Part 2.flac — does not match (1 pressing known)"_s))
+    EXPECT_TRUE(changed.out.contains(u"Track 2: "_s + root()
+                                     + u"/Band/Plates/02 Part 2.flac — does not match (1 pressing known)"_s))
         << changed.out.toStdString();
     EXPECT_TRUE(changed.out.endsWith(u"2 of 3 tracks verified by AccurateRip.\n"_s));
 }
@@ -196,7 +206,8 @@ TEST_F(AccurateRipCommandTest, FindOffsetFromTheDatabasesFrame450Checksums)
     for (qint64 index = 0; index < 3; ++index) {
         std::vector<quint32> words(588);
         for (qint64 i = 0; i < 588; ++i)
-            words[size_t(i)] = qFromLittleEndian<quint32>(pcm.constData() + ((index * trackFrames + 450) * 588 + 48 + i) * 4);
+            words[size_t(i)] =
+                qFromLittleEndian<quint32>(pcm.constData() + ((index * trackFrames + 450) * 588 + 48 + i) * 4);
         pressing.tracks.append({5, 1, TrackChecksummer::frameChecksum(words.data())});
     }
     services.accurateRip.route(u"/"_s + id.path(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));

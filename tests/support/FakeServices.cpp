@@ -21,18 +21,18 @@ FakeServices::FakeServices()
     configure(musicBrainz.url(QString()), coverArt.url(QString()), iTunes.url(QString()), accurateRip.url(QString()));
 }
 
-void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes,
-                             const QUrl& accurateRip)
+void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes, const QUrl& accurateRip)
 {
     // QSettings keeps the files it has read and trusts them while their size and time stay
     // the same, so a rewrite within one millisecond could go unseen: a comment of another
     // length each time makes every version differ in size.
     static int version = 0;
     version = version % 32 + 1;
-    writeFile(servicesFile(), "; " + QByteArray(version, '#') + "\n[General]\nmusicBrainz=" + musicBrainz.toEncoded()
-                                  + "\ncoverArtArchive=" + coverArt.toEncoded() + "\niTunes=" + iTunes.toEncoded()
-                                  + "\naccurateRip=" + (accurateRip.isEmpty() ? vacantAddress() : accurateRip).toEncoded()
-                                  + "\ncontact=" + contact + "\n");
+    writeFile(servicesFile(),
+              "; " + QByteArray(version, '#') + "\n[General]\nmusicBrainz=" + musicBrainz.toEncoded()
+                  + "\ncoverArtArchive=" + coverArt.toEncoded() + "\niTunes=" + iTunes.toEncoded()
+                  + "\naccurateRip=" + (accurateRip.isEmpty() ? vacantAddress() : accurateRip).toEncoded()
+                  + "\ncontact=" + contact + "\n");
 }
 
 QUrl FakeServices::vacantAddress()

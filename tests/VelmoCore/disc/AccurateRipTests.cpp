@@ -23,7 +23,7 @@ const QList<qint64> enhancedAudio{150,    15014,  33313,  49023,  65602,  81316,
 
 QByteArray enhancedTOC()
 {
-    QList<Descriptor> descriptors{{1, 0, 0xA0, 4500}, {1, 0, 0xA1, 13 * 4500}, {1, 0, 0xA2, 218150},
+    QList<Descriptor> descriptors{{1, 0, 0xA0, 4500},      {1, 0, 0xA1, 13 * 4500}, {1, 0, 0xA2, 218150},
                                   {2, 4, 0xA0, 14 * 4500}, {2, 4, 0xA1, 14 * 4500}, {2, 4, 0xA2, 261728},
                                   {2, 4, 14, 229550}};
     for (qsizetype i = 0; i < enhancedAudio.size(); ++i)

@@ -31,10 +31,11 @@ protected:
     {
         writeFile(folder.filePath(u"disc.bin"_s), pcm);
         const QString sheet = folder.filePath(u"disc.cue"_s);
-        writeFile(sheet, "FILE \"disc.bin\" BINARY\n"
-                         "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                         "  TRACK 02 AUDIO\n    INDEX 01 00:08:00\n"
-                         "  TRACK 03 AUDIO\n    INDEX 01 00:16:00\n");
+        writeFile(sheet,
+                  "FILE \"disc.bin\" BINARY\n"
+                  "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                  "  TRACK 02 AUDIO\n    INDEX 01 00:08:00\n"
+                  "  TRACK 03 AUDIO\n    INDEX 01 00:16:00\n");
         return sheet;
     }
 
@@ -62,7 +63,8 @@ TEST_F(ImageTest, AnOffsetShiftsEverySampleAndReadsSilenceOffTheDisc)
         OffsetSectorSource source(std::make_unique<DiscImageSource>(CueSheet::load(sheet)), offset, 150 + frames);
         ASSERT_EQ(source.open(), 0);
         QByteArray frame(SectorSource::frameBytes, '\0');
-        for (const qint64 sector : {qint64(150), qint64(151), qint64(700), qint64(150 + frames - 1), qint64(150 + frames - 4)}) {
+        for (const qint64 sector :
+             {qint64(150), qint64(151), qint64(700), qint64(150 + frames - 1), qint64(150 + frames - 4)}) {
             ASSERT_EQ(source.read(sector, frame.data()), 0);
             for (qint64 i = 0; i < 588; i += 1) {
                 const qint64 position = (sector - 150) * 588 + i + offset;
@@ -83,8 +85,8 @@ TEST_F(ImageTest, ARipWithAnOffsetHoldsTheShiftedSamples)
     for (const qint64 offset : {qint64(-700), qint64(30)}) {
         DirectRipStrategy strategy(offset);
         for (const qint64 index : {qint64(0), qint64(2)}) {
-            const DiscRipStrategy::RippedTrack ripped = BlockingWait::wait(
-                strategy.ripTrackChecked(sheet, toc, index, QUrl::fromLocalFile(output), {}));
+            const DiscRipStrategy::RippedTrack ripped =
+                BlockingWait::wait(strategy.ripTrackChecked(sheet, toc, index, QUrl::fromLocalFile(output), {}));
             EXPECT_EQ(ripped.readOffset, offset);
             const std::optional<FlacFiles::Decoded> decoded = FlacFiles::decode(ripped.file.toLocalFile());
             ASSERT_TRUE(decoded);

@@ -26,10 +26,11 @@ protected:
         TestEnvironment::clearSettings();
         writeFile(folder.filePath(u"disc.bin"_s), pcm);
         sheet = folder.filePath(u"disc.cue"_s);
-        writeFile(sheet, "FILE \"disc.bin\" BINARY\n"
-                         "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                         "  TRACK 02 AUDIO\n    INDEX 01 00:06:50\n"
-                         "  TRACK 03 AUDIO\n    INDEX 01 00:13:25\n");
+        writeFile(sheet,
+                  "FILE \"disc.bin\" BINARY\n"
+                  "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                  "  TRACK 02 AUDIO\n    INDEX 01 00:06:50\n"
+                  "  TRACK 03 AUDIO\n    INDEX 01 00:13:25\n");
         toc = MusicBrainzDiscLookup::readDiscTOC(sheet);
         id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(sheet));
     }
@@ -51,9 +52,8 @@ protected:
         ReleaseMetadata release{.mbid = u"release-id"_s, .title = u"Plates"_s, .artist = u"Band"_s, .discNumber = 1};
         for (qint64 n = 1; n <= 3; ++n)
             release.tracks.append({.number = n, .title = u"Song %1"_s.arg(n), .artist = u"Band"_s});
-        return BlockingWait::wait(CDImporter::importDisc(sheet, toc, release, std::nullopt,
-                                                         QUrl::fromLocalFile(root.path()), std::nullopt, false,
-                                                         *strategy));
+        return BlockingWait::wait(CDImporter::importDisc(
+            sheet, toc, release, std::nullopt, QUrl::fromLocalFile(root.path()), std::nullopt, false, *strategy));
     }
 
     QString albumFile(const QString& name) const { return root.filePath(u"Band/Plates/"_s + name); }
@@ -72,8 +72,8 @@ protected:
 TEST_F(RipAuditTest, MatchingTracksAreAccurateAndAMismatchIsReadAgainBeforeItStands)
 {
     // One pressing that agrees on tracks 1 and 3, in v2 and v1, and holds another track 2.
-    const AccurateRip::Pressing pressing{3, id.id1, id.id2, id.cddb,
-                                         {{7, sumsOf(0).v2, 0}, {5, sumsOf(1).v2 ^ 1, 0}, {9, sumsOf(2).v1, 0}}};
+    const AccurateRip::Pressing pressing{
+        3, id.id1, id.id2, id.cddb, {{7, sumsOf(0).v2, 0}, {5, sumsOf(1).v2 ^ 1, 0}, {9, sumsOf(2).v1, 0}}};
     services.accurateRip.route(answerPath(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));
 
     const QList<CDImporter::TrackImportResult> results = import();
