@@ -99,9 +99,11 @@ QCoro::Task<> RipAudit::finish(ReleaseMetadata release, QList<CDImporter::TrackI
     if (folder.isEmpty())
         co_return;
 
-    const QString drive = ReadOffset::driveOf(m_source);
+    QString drive = ReadOffset::driveOf(m_source);
+    if (drive.isEmpty())
+        drive = MusicBrainzDiscLookup::isDiscImage(m_source) ? u"disc image "_s + m_source : m_source;
     RipLog::Record record{.programVersion = QCoreApplication::applicationVersion(),
-                          .drive = drive.isEmpty() ? m_source : drive,
+                          .drive = drive,
                           .strategy = m_strategyName,
                           .discID = m_toc.discID,
                           .accurateRipID = m_id ? m_id->text() : QString(),

@@ -21,6 +21,11 @@ QString msf(qint64 frames)
         .arg(frames % 75, 2, 10, QChar(u'0'));
 }
 
+QString program(const Record& record)
+{
+    return record.programVersion.isEmpty() ? u"Sonorelle"_s : u"Sonorelle "_s + record.programVersion;
+}
+
 QString quoted(QString text)
 {
     return u'"' + text.replace(u'"', u'\'') + u'"';
@@ -31,7 +36,7 @@ QString quoted(QString text)
 QString logText(const Record& record)
 {
     QStringList lines;
-    lines << u"Sonorelle %1 rip log"_s.arg(record.programVersion) << QString();
+    lines << program(record) + u" rip log"_s << QString();
     lines << u"Album:           %1 — %2"_s.arg(record.artist, record.album);
     lines << u"Drive:           %1"_s.arg(record.drive);
     lines << u"Read offset:     %1 samples"_s.arg(record.readOffset);
@@ -68,7 +73,7 @@ QString logText(const Record& record)
 QString cueSheet(const Record& record, const QString& folder)
 {
     QStringList lines;
-    lines << u"REM COMMENT "_s + quoted(u"Sonorelle "_s + record.programVersion);
+    lines << u"REM COMMENT "_s + quoted(program(record));
     if (!record.discID.isEmpty())
         lines << u"REM MUSICBRAINZ_DISCID "_s + record.discID;
     lines << u"PERFORMER "_s + quoted(record.artist) << u"TITLE "_s + quoted(record.album);

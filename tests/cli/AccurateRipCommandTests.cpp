@@ -178,6 +178,7 @@ TEST_F(AccurateRipCommandTest, ImportSaysEachMatchingTrackIsAccurateAndVerifyChe
     EXPECT_TRUE(result.out.endsWith(u"3 of 3 tracks verified by AccurateRip.\n"_s));
     const QString log = QString::fromUtf8(readFile(root() + u"/Band/Plates/Plates.log"_s));
     EXPECT_EQ(log.count(u"accurately ripped (confidence 11, v2)"_s), 3) << log.toStdString();
+    EXPECT_TRUE(log.startsWith(QStringLiteral("Sonorelle " SONORELLE_VERSION " rip log\n")));
     EXPECT_TRUE(QFileInfo::exists(root() + u"/Band/Plates/Plates.cue"_s));
     ASSERT_EQ(velmo({u"library"_s, u"scan"_s}).status, 0);
     EXPECT_EQ(LibraryStores::readTracks().value.size(), 3) << "the log and the cue sheet are no tracks";

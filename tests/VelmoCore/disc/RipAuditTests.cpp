@@ -90,6 +90,8 @@ TEST_F(RipAuditTest, MatchingTracksAreAccurateAndAMismatchIsReadAgainBeforeItSta
 
     const QString log = QString::fromUtf8(readFile(albumFile(u"Plates.log"_s)));
     EXPECT_TRUE(log.contains(u"AccurateRip ID:  "_s + id.text())) << log.toStdString();
+    EXPECT_TRUE(log.startsWith(u"Sonorelle rip log\n"_s));
+    EXPECT_TRUE(log.contains(u"Drive:           disc image "_s + sheet + u'\n'));
     EXPECT_TRUE(log.contains(u"Strategy:        Direct (raw sector reads)"_s));
     EXPECT_TRUE(log.contains(u"Read offset:     0 samples"_s));
     EXPECT_TRUE(log.contains(u"Result:          accurately ripped (confidence 7, v2)"_s));
