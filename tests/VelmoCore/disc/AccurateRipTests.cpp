@@ -2,6 +2,7 @@
 #include "disc/AccurateRipID.h"
 #include "disc/TrackChecksums.h"
 #include "metadata/MusicBrainzDiscLookup.h"
+#include "metadata/ServiceSettings.h"
 #include "support/DiscImages.h"
 
 #include <QtEndian>
@@ -243,4 +244,9 @@ TEST(AccurateRipVerdictTest, TheSummaryCountsTheVerifiedTracks)
     EXPECT_EQ(AccurateRip::summary(verdicts), u"11 of 12 tracks verified by AccurateRip"_s);
     EXPECT_EQ(AccurateRip::summary({Verdict{.reason = u"offline"_s}}), QString());
     EXPECT_EQ(Verdict{.reason = u"offline"_s}.text(), u"not checked: offline"_s);
+}
+
+TEST(AccurateRipServiceTest, ATestWithoutFakeServicesCannotReachTheRealDatabase)
+{
+    EXPECT_EQ(ServiceSettings::load().accurateRip, QUrl(u"http://127.0.0.1:9"_s));
 }
