@@ -81,6 +81,7 @@ QList<Setting> settings()
          }},
         boolean(Settings::copyImportedFiles),
         choice(Settings::ripStrategy),
+        boolean(Settings::keepRipLog),
         choice(Settings::defaultOutputFormat),
         integer(Settings::defaultBitrate, {128, 192, 256, 320}),
         choice(Settings::defaultFolderStructure),

@@ -3,6 +3,7 @@
 #include "disc/DiscTOC.h"
 #include "disc/TrackChecksums.h"
 #include "library/LibraryStores.h"
+#include "library/Settings.h"
 #include "support/DiscImages.h"
 #include "support/FakeServices.h"
 
@@ -237,4 +238,11 @@ TEST_F(AccurateRipCommandTest, RipWithAnOffsetShiftsTheSamples)
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->pcm, numbered.mid((trackFrames * 588 - 30) * 4, trackFrames * 2352));
     EXPECT_EQ(velmo({u"disc"_s, u"rip"_s, sheet, out, u"--offset"_s, u"six"_s}).status, 2);
+}
+
+TEST_F(AccurateRipCommandTest, TheRipLogIsASettingOfItsOwn)
+{
+    EXPECT_EQ(velmo({u"settings"_s, u"get"_s, u"keepRipLog"_s}).out, u"true\n"_s);
+    ASSERT_EQ(velmo({u"settings"_s, u"set"_s, u"keepRipLog"_s, u"false"_s}).status, 0);
+    EXPECT_FALSE(Settings::value(Settings::keepRipLog));
 }
