@@ -60,7 +60,7 @@ protected:
         for (int n = 1; n <= 3; ++n) {
             tracks.append(QJsonObject{{"number"_L1, QString::number(n)},
                                       {"position"_L1, n},
-                                      {"title"_L1, u"Part %1"_s.arg(n)},
+                                      {"title"_L1, u"Movement %1"_s.arg(n)},
                                       {"length"_L1, 6000}});
         }
         const QJsonObject medium{
@@ -186,7 +186,7 @@ TEST_F(AccurateRipCommandTest, ImportSaysEachMatchingTrackIsAccurateAndVerifyChe
 
     const VelmoResult verified = velmo({u"disc"_s, u"verify"_s, sheet});
     ASSERT_EQ(verified.status, 0) << verified.err.toStdString();
-    EXPECT_TRUE(verified.out.contains(u"Track 2: "_s + root() + u"/Band/Plates/02 Part 2.flac — accurately ripped"_s))
+    EXPECT_TRUE(verified.out.contains(u"Track 2: "_s + root() + u"/Band/Plates/02 Movement 2.flac — accurately ripped"_s))
         << verified.out.toStdString();
     EXPECT_TRUE(verified.out.endsWith(u"3 of 3 tracks verified by AccurateRip.\n"_s));
 
@@ -194,7 +194,7 @@ TEST_F(AccurateRipCommandTest, ImportSaysEachMatchingTrackIsAccurateAndVerifyChe
     const VelmoResult changed = velmo({u"disc"_s, u"verify"_s, sheet});
     EXPECT_EQ(changed.status, 1);
     EXPECT_TRUE(changed.out.contains(u"Track 2: "_s + root()
-                                     + u"/Band/Plates/02 Part 2.flac — does not match (1 pressing known)"_s))
+                                     + u"/Band/Plates/02 Movement 2.flac — does not match (1 pressing known)"_s))
         << changed.out.toStdString();
     EXPECT_TRUE(changed.out.endsWith(u"2 of 3 tracks verified by AccurateRip.\n"_s));
 }
