@@ -1,7 +1,11 @@
 #include "DiscImages.h"
 
+#include "TestEnvironment.h"
+
 #include <QDataStream>
+#include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QtEndian>
 
 #include <FLAC/stream_decoder.h>
@@ -25,6 +29,50 @@ QByteArray pcm(qint64 frames, int seed)
         qToLittleEndian(right, bytes.data() + i * 4 + 2);
     }
     return bytes;
+}
+
+WrittenImage writeImage(const QString& folder, qint64 trackCount, qint64 framesPerTrack, int seed)
+{
+    using namespace Qt::StringLiterals;
+    WrittenImage image{QDir(folder).filePath(u"disc.cue"_s), pcm(trackCount * framesPerTrack, seed)};
+    writeFile(QDir(folder).filePath(u"disc.bin"_s), image.audio);
+    QString cue = u"FILE \"disc.bin\" BINARY\n"_s;
+    for (qint64 i = 0; i < trackCount; ++i) {
+        const qint64 at = i * framesPerTrack;
+        cue += u"  TRACK %1 AUDIO\n    INDEX 01 %2:%3:%4\n"_s.arg(i + 1, 2, 10, '0'_L1)
+                   .arg(at / 4500, 2, 10, '0'_L1)
+                   .arg(at / 75 % 60, 2, 10, '0'_L1)
+                   .arg(at % 75, 2, 10, '0'_L1);
+    }
+    writeFile(image.sheet, cue.toUtf8());
+    return image;
+}
+
+QJsonObject musicBrainzRelease(const QString& id, const QString& title, const QString& discID, qint64 trackCount,
+                               const QString& status, const QString& group)
+{
+    using namespace Qt::StringLiterals;
+    QJsonArray tracks;
+    for (qint64 n = 1; n <= trackCount; ++n) {
+        tracks.append(QJsonObject{{"number"_L1, QString::number(n)},
+                                  {"title"_L1, u"Song %1"_s.arg(n)},
+                                  {"recording"_L1, QJsonObject{{"id"_L1, u"%1-recording-%2"_s.arg(id).arg(n)},
+                                                               {"title"_L1, u"Song %1"_s.arg(n)},
+                                                               {"length"_L1, 200000}}}});
+    }
+    const QJsonObject medium{{"position"_L1, 1},
+                             {"discs"_L1, QJsonArray{QJsonObject{{"id"_L1, discID}}}},
+                             {"tracks"_L1, tracks}};
+    QJsonObject release{{"id"_L1, id},
+                        {"title"_L1, title},
+                        {"date"_L1, u"1999-03-01"_s},
+                        {"status"_L1, status},
+                        {"artist-credit"_L1,
+                         QJsonArray{QJsonObject{{"artist"_L1, QJsonObject{{"name"_L1, u"Band"_s}}}}}},
+                        {"media"_L1, QJsonArray{medium}}};
+    if (!group.isEmpty())
+        release.insert("release-group"_L1, QJsonObject{{"id"_L1, group}});
+    return release;
 }
 
 QByteArray bigEndian(const QByteArray& pcm)

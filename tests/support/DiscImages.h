@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QList>
 #include <QString>
 
@@ -28,6 +29,23 @@ QByteArray fullTOC(const QList<Descriptor>& descriptors, int firstSession = 1, i
 
 // A plain audio disc: tracks in session 1 at the offsets and its lead-out.
 QByteArray audioTOC(const QList<qint64>& offsets, qint64 leadOut);
+
+// "disc.cue" and "disc.bin" in `folder`: `trackCount` tracks of `framesPerTrack` frames of pcm().
+struct WrittenImage {
+    QString sheet;
+    QByteArray audio;
+
+    QByteArray trackAudio(qint64 index, qint64 framesPerTrack) const
+    {
+        return audio.mid(index * framesPerTrack * 2352, framesPerTrack * 2352);
+    }
+};
+WrittenImage writeImage(const QString& folder, qint64 trackCount, qint64 framesPerTrack, int seed = 4);
+
+// A release as MusicBrainz answers a disc ID: by "Band", dated 1999, one medium holding the
+// disc, tracks "Song N" of 200 seconds whose recordings are "<id>-recording-N".
+QJsonObject musicBrainzRelease(const QString& id, const QString& title, const QString& discID, qint64 trackCount,
+                               const QString& status = QStringLiteral("Official"), const QString& group = {});
 
 } // namespace DiscImages
 
