@@ -12,6 +12,7 @@
 #include <QThread>
 
 #include <algorithm>
+#include <atomic>
 
 using namespace Qt::StringLiterals;
 
@@ -414,10 +415,16 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
     QPointer<CDRipController> self(this);
     QPointer<Library> libraryAlive(&library);
 
-    // Progress comes from the rip's worker thread; it is applied on the main thread, and a
-    // notice that arrives after its track has finished is stale.
-    const CDImporter::TrackProgressHandler onProgress = [self](qint64 index, const CDRipper::Progress& progress) {
+    // Progress comes from the rip's worker thread once a frame; a tenth of a percent is as
+    // fine as the screen shows, so only such steps go over to the main thread. There a notice
+    // that arrives after its track has finished is stale.
+    const auto lastStep = std::make_shared<std::atomic<qint64>>(-1);
+    const CDImporter::TrackProgressHandler onProgress = [self, lastStep](qint64 index,
+                                                                        const CDRipper::Progress& progress) {
         const double fraction = progress.fractionComplete;
+        const qint64 step = index * 1001 + qint64(fraction * 1000);
+        if (lastStep->exchange(step) == step)
+            return;
         const auto apply = [self, index, fraction] {
             RipStates::Ripping* running = self ? self->ripping() : nullptr;
             if (!running || index >= running->tracks.size())

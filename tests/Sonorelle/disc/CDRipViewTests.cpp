@@ -336,7 +336,9 @@ TEST(CDRipScreenInWindow, ARemovedDiscClearsItsSelectionAndARipInProgressMarksIt
     EXPECT_EQ(ejected, QStringList{image.sheet}) << "every track in: the disc is handed to the ejector";
     EXPECT_EQ(controller.pendingEjectBSDName(), std::nullopt);
 
-    monitor.removeDisc(image.sheet);
+    // Closing the image from its row's menu takes it out like a removed disc.
+    emit content.sidebar()->closeDiscImageRequested(image.sheet);
+    EXPECT_TRUE(monitor.insertedDiscs().isEmpty());
     EXPECT_EQ(content.sidebarSelection(), std::nullopt);
     const auto* placeholder = qobject_cast<PlaceholderView*>(content.contentColumn());
     ASSERT_NE(placeholder, nullptr);
