@@ -41,6 +41,19 @@ QString rippingLine(const QList<TrackRipState>& tracks)
     return u"Ripping track %1 of %2…"_s.arg(next).arg(tracks.size());
 }
 
+// The words a button shows: a single "&" marks a shortcut letter, "&&" is the sign itself.
+QString shownText(const QPushButton* button)
+{
+    QString text;
+    const QString marked = button->text();
+    for (qsizetype i = 0; i < marked.size(); ++i) {
+        if (marked.at(i) == u'&' && i + 1 < marked.size())
+            ++i;
+        text += marked.at(i);
+    }
+    return text;
+}
+
 } // namespace
 
 CDRipView::CDRipView(CDRipController& controller, Library& library, const QString& bsdName, QWidget* parent)
@@ -80,7 +93,7 @@ QString CDRipView::trackLength(double seconds)
 
 QPushButton* CDRipView::button(const QString& text) const
 {
-    const auto found = std::ranges::find(m_buttons, text, &QPushButton::text);
+    const auto found = std::ranges::find(m_buttons, text, shownText);
     return found == m_buttons.cend() ? nullptr : *found;
 }
 
@@ -88,7 +101,7 @@ QStringList CDRipView::buttonTexts() const
 {
     QStringList texts;
     for (const QPushButton* shown : m_buttons)
-        texts.append(shown->text());
+        texts.append(shownText(shown));
     return texts;
 }
 
@@ -136,6 +149,8 @@ void CDRipView::rebuild()
                 showFinished(state);
         },
         m_controller.state());
+    // Shown now rather than at the next turn of the event loop, as a new child would be.
+    m_page->show();
 }
 
 void CDRipView::addHeading(const QString& symbol, const QString& text)
@@ -170,7 +185,7 @@ QLabel* CDRipView::addLine(const QString& symbol, const QString& text)
 
 QPushButton* CDRipView::addButton(const QString& text, QLayout* row)
 {
-    auto* shown = new QPushButton(text, m_page);
+    auto* shown = new QPushButton(QString(text).replace(u'&', u"&&"_s), m_page);
     row->addWidget(shown);
     m_buttons.append(shown);
     return shown;
@@ -291,7 +306,9 @@ QTreeWidget* CDRipView::addTrackList(const ReleaseMetadata& release, qint64 trac
     m_tracks->setHeaderLabels({u"#"_s, u"Title"_s, u"Length"_s, QString()});
     m_tracks->header()->setSectionResizeMode(titleColumn, QHeaderView::Stretch);
     m_tracks->header()->setStretchLastSection(false);
-    m_tracks->setColumnWidth(statusColumn, 200);
+    m_tracks->setColumnWidth(numberColumn, 44);
+    m_tracks->setColumnWidth(lengthColumn, 70);
+    m_tracks->setColumnWidth(statusColumn, 220);
     for (qint64 i = 0; i < trackCount; ++i) {
         auto* row = new QTreeWidgetItem(m_tracks);
         if (i < release.tracks.size()) {

@@ -13,9 +13,15 @@
 #include "support/FakeServices.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
+#include "widgets/ArtworkView.h"
+#include "widgets/Icons.h"
 #include "widgets/PlaceholderView.h"
 
+#include <QBuffer>
 #include <QComboBox>
+#include <QImage>
+#include <QLinearGradient>
+#include <QPainter>
 #include <QCoro/QCoroTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -91,6 +97,8 @@ protected:
     void SetUp() override
     {
         TestEnvironment::clearSettings();
+        if (!qEnvironmentVariableIsEmpty("SONORELLE_SCREENSHOTS"))
+            Icons::chooseTheme();
         image = DiscImages::writeImage(folder.path(), 3, framesPerTrack);
         toc = MusicBrainzDiscLookup::readDiscTOC(image.sheet);
     }
@@ -143,12 +151,30 @@ protected:
         return symbols;
     }
 
+    static QByteArray coverImage()
+    {
+        QImage image(240, 240, QImage::Format_RGB32);
+        QPainter painter(&image);
+        QLinearGradient gradient(0, 0, 240, 240);
+        gradient.setColorAt(0, QColor(0x2b, 0x4c, 0x7e));
+        gradient.setColorAt(1, QColor(0xe0, 0x8e, 0x45));
+        painter.fillRect(image.rect(), gradient);
+        painter.end();
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        return bytes;
+    }
+
     // With SONORELLE_SCREENSHOTS set, the screen as the docs show it.
     static void screenshot(QWidget& view, const QString& name)
     {
         const QString folder = qEnvironmentVariable("SONORELLE_SCREENSHOTS");
-        if (!folder.isEmpty())
-            view.grab().save(folder + u'/' + name);
+        if (folder.isEmpty())
+            return;
+        QTest::qWait(100);
+        view.grab().save(folder + u'/' + name);
     }
 
     QTemporaryDir folder;
@@ -210,8 +236,10 @@ TEST_F(CDRipViewTest, ReadyShowsTheReleaseChoiceWhatTheLibraryHoldsAndTheRightBu
     second.insert("disambiguation"_L1, u"club mix"_s);
     knownAs({release(u"a"_s), second});
     library.add(makeTrack(u"Song 2"_s, u"Band"_s, u"Album a"_s, 200.5));
+    services.coverArt.route(u"/release/a/front"_s, FakeResponse::ok(coverImage(), "image/png"));
     const auto view = show();
     ASSERT_TRUE(waitFor<RipStates::Ready>());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->cover()->image().isNull(); }, 5000)) << "the cover arrives";
 
     ASSERT_NE(view->releaseChoice(), nullptr);
     EXPECT_EQ(view->releaseChoice()->itemText(0), u"Album a  ·  1999"_s);
