@@ -455,23 +455,28 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
     QList<CDImporter::TrackImportResult> results =
         co_await CDImporter::importDisc(bsdName, toc, release, artwork, library.rootURL(), indices, overwriteExisting,
                                         *strategy, onProgress, onComplete);
-    if (!self || !libraryAlive)
+    if (!libraryAlive)
         co_return;
-    RipStates::Ripping* running = ripping();
+    // The files are in the library folder whatever the screen turned to meanwhile, so they are
+    // entered even when another disc has taken the controller.
+    QList<std::pair<qint64, TrackRipState>> outcomes;
+    for (const CDImporter::TrackImportResult& result : std::as_const(results)) {
+        if (result.track) {
+            Track record = *result.track;
+            if (unknownDisc)
+                record.customTags.insert(discIDTag(), toc.discID);
+            outcomes.append({result.trackIndex, TrackRipStates::Done{library.upsertRippedTrack(record)}});
+        } else if (result.error) {
+            outcomes.append({result.trackIndex, TrackRipStates::Failed{*result.error}});
+        }
+    }
+    RipStates::Ripping* running = self ? ripping() : nullptr;
     if (!running)
         co_return;
     QList<TrackRipState> tracks = running->tracks;
-    for (const CDImporter::TrackImportResult& result : std::as_const(results)) {
-        if (result.trackIndex >= tracks.size())
-            continue;
-        if (result.track) {
-            Track entered = *result.track;
-            if (unknownDisc)
-                entered.customTags.insert(discIDTag(), toc.discID);
-            tracks[result.trackIndex] = TrackRipStates::Done{library.upsertRippedTrack(entered)};
-        } else if (result.error) {
-            tracks[result.trackIndex] = TrackRipStates::Failed{*result.error};
-        }
+    for (const auto& [index, outcome] : std::as_const(outcomes)) {
+        if (index < tracks.size())
+            tracks[index] = outcome;
     }
     setState(RipStates::Finished{tracks, running->metadata});
     co_await applyLateArtwork(library);

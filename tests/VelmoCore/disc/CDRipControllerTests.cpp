@@ -422,6 +422,27 @@ TEST_F(CDRipControllerTest, ShowingTheScreenAgainMidRipOnlyReadsTheTOC)
     EXPECT_TRUE(std::holds_alternative<RipStates::Finished>(controller.state())) << "the summary stays too";
 }
 
+TEST_F(CDRipControllerTest, ARipIsEnteredEvenWhenAnotherDiscTakesTheController)
+{
+    insertDisc(2);
+    knownAs({u"r"_s}, 2);
+    BlockingWait::wait(controller.start(sheet, library));
+    gateOpen = false;
+    QCoro::Task<> rip = controller.startRip(sheet, library, std::nullopt, false);
+
+    QTemporaryDir other;
+    const DiscImages::WrittenImage second = DiscImages::writeImage(other.path(), 4, framesPerTrack, 9);
+    BlockingWait::wait(controller.start(second.sheet, library));
+    EXPECT_EQ(controller.trackedBSDName(), second.sheet);
+    ASSERT_TRUE(std::holds_alternative<RipStates::LookupFailed>(controller.state()));
+    gateOpen = true;
+    BlockingWait::wait(std::move(rip));
+
+    EXPECT_TRUE(std::holds_alternative<RipStates::LookupFailed>(controller.state())) << "the new disc's screen stays";
+    EXPECT_EQ(library.tracks().size(), 2) << "the first disc's files are in the catalogue";
+    EXPECT_EQ(controller.pendingEjectBSDName(), std::nullopt);
+}
+
 TEST_F(CDRipControllerTest, LookupFailuresInTheUsersWordsThenTryAgain)
 {
     insertDisc(2);
