@@ -258,6 +258,9 @@ TEST_F(CDRipControllerTest, AKnownDiscIsRippedIntoTheLibraryThenAskedToBeEjected
     BlockingWait::wait(controller.start(sheet, library));
     ASSERT_TRUE(std::holds_alternative<RipStates::Ready>(controller.state()));
     EXPECT_EQ(ready().existing.presentIndices, (QSet<qint64>{0, 1, 2})) << "the whole album is here";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return controller.artworkData().has_value(); }, 5000));
+    EXPECT_EQ(*controller.artworkData(), cover);
+    EXPECT_EQ(services.coverArt.requestCount(u"/release/rel-1/front"_s), 1) << "the library's own cover serves";
     QList<QUuid> ids;
     for (const Track& track : library.tracks())
         ids.append(track.id);
