@@ -1,6 +1,11 @@
 #include "DiscImages.h"
 
 #include "TestEnvironment.h"
+#include "disc/CueSheet.h"
+#include "disc/DirectRipStrategy.h"
+#include "disc/DiscImageSource.h"
+
+#include <QCoro/QCoroTimer>
 
 #include <QDataStream>
 #include <QDir>
@@ -10,6 +15,7 @@
 
 #include <FLAC/stream_decoder.h>
 
+#include <cerrno>
 #include <cmath>
 
 namespace DiscImages {
@@ -73,6 +79,79 @@ QJsonObject musicBrainzRelease(const QString& id, const QString& title, const QS
     if (!group.isEmpty())
         release.insert("release-group"_L1, QJsonObject{{"id"_L1, group}});
     return release;
+}
+
+namespace {
+
+class ScriptedImageSource : public SectorSource {
+public:
+    ScriptedImageSource(const QString& sheet, std::shared_ptr<ScriptedDrive> drive)
+        : m_image(CueSheet::load(sheet))
+        , m_drive(std::move(drive))
+    {
+    }
+
+    int open() override
+    {
+        {
+            std::lock_guard lock(m_drive->mutex);
+            if (m_drive->removed)
+                return ENOMEDIUM;
+        }
+        return m_image.open();
+    }
+    void close() override { m_image.close(); }
+    int read(qint64 sector, char* buffer) override
+    {
+        {
+            std::lock_guard lock(m_drive->mutex);
+            if (m_drive->removed)
+                return ENOMEDIUM;
+            if (m_drive->badSectors.contains(sector))
+                return EIO;
+        }
+        return m_image.read(sector, buffer);
+    }
+
+private:
+    DiscImageSource m_image;
+    std::shared_ptr<ScriptedDrive> m_drive;
+};
+
+class ScriptedStrategy : public DiscRipStrategy {
+public:
+    explicit ScriptedStrategy(std::shared_ptr<ScriptedDrive> drive)
+        : m_drive(drive)
+    {
+        const auto sources = [drive](const QString& sheet) -> std::unique_ptr<SectorSource> {
+            return std::make_unique<ScriptedImageSource>(sheet, drive);
+        };
+        m_direct = std::make_unique<DirectRipStrategy>(sources, std::chrono::milliseconds(1));
+    }
+
+    QCoro::Task<QList<QUrl>> rip(QString source, DiscTOC toc, QUrl outputDirectory,
+                                 CDRipper::ProgressHandler onProgress) override
+    {
+        co_return co_await m_direct->rip(source, toc, outputDirectory, onProgress);
+    }
+    QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
+                               CDRipper::ProgressHandler onProgress) override
+    {
+        while (trackIndex >= m_drive->allowedTracks)
+            co_await QCoro::sleepFor(std::chrono::milliseconds(5));
+        co_return co_await m_direct->ripTrack(source, toc, trackIndex, outputDirectory, onProgress);
+    }
+
+private:
+    std::shared_ptr<ScriptedDrive> m_drive;
+    std::unique_ptr<DiscRipStrategy> m_direct;
+};
+
+} // namespace
+
+std::unique_ptr<DiscRipStrategy> scriptedStrategy(std::shared_ptr<ScriptedDrive> drive)
+{
+    return std::make_unique<ScriptedStrategy>(std::move(drive));
 }
 
 QByteArray bigEndian(const QByteArray& pcm)

@@ -1,10 +1,15 @@
 #pragma once
 
+#include "disc/DiscRipStrategy.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
+#include <QSet>
 #include <QString>
 
+#include <memory>
+#include <mutex>
 #include <optional>
 
 // Disc images and raw tables of contents made inside the tests.
@@ -46,6 +51,18 @@ WrittenImage writeImage(const QString& folder, qint64 trackCount, qint64 framesP
 // disc, tracks "Song N" of 200 seconds whose recordings are "<id>-recording-N".
 QJsonObject musicBrainzRelease(const QString& id, const QString& title, const QString& discID, qint64 trackCount,
                                const QString& status = QStringLiteral("Official"), const QString& group = {});
+
+// A drive made of the disc image a source names, with the faults a test scripts.
+struct ScriptedDrive {
+    std::mutex mutex; // the reads run on a worker thread
+    QSet<qint64> badSectors; // never read, however often tried
+    bool removed = false; // every open and read fails with ENOMEDIUM
+    // A track from this index on waits before it is read; set on the main thread.
+    qint64 allowedTracks = 1 << 30;
+};
+
+// The direct strategy, with a short pause between retries, reading through `drive`.
+std::unique_ptr<DiscRipStrategy> scriptedStrategy(std::shared_ptr<ScriptedDrive> drive);
 
 } // namespace DiscImages
 

@@ -1,9 +1,6 @@
 #include "app/ContentView.h"
 #include "app/SidebarView.h"
 #include "disc/CDRipView.h"
-#include "disc/CueSheet.h"
-#include "disc/DirectRipStrategy.h"
-#include "disc/DiscImageSource.h"
 #include "disc/DiscMonitor.h"
 #include "library/BlockingWait.h"
 #include "library/Library.h"
@@ -22,7 +19,6 @@
 #include <QImage>
 #include <QLinearGradient>
 #include <QPainter>
-#include <QCoro/QCoroTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
@@ -37,60 +33,10 @@
 #include <cerrno>
 
 using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace {
 
 constexpr qint64 framesPerTrack = 30;
-
-// The image, with sectors that never read; a track waits until the test allows its index.
-class TestStrategy : public DiscRipStrategy {
-public:
-    TestStrategy(const QSet<qint64>& badSectors, const qint64& allowedTracks)
-        : m_allowedTracks(allowedTracks)
-    {
-        const auto sources = [badSectors](const QString& sheet) -> std::unique_ptr<SectorSource> {
-            return std::make_unique<FaultySource>(sheet, badSectors);
-        };
-        m_inner = std::make_unique<DirectRipStrategy>(sources, 1ms);
-    }
-
-    QCoro::Task<QList<QUrl>> rip(QString source, DiscTOC toc, QUrl outputDirectory,
-                                 CDRipper::ProgressHandler onProgress) override
-    {
-        co_return co_await m_inner->rip(source, toc, outputDirectory, onProgress);
-    }
-    QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
-                               CDRipper::ProgressHandler onProgress) override
-    {
-        while (trackIndex >= m_allowedTracks)
-            co_await QCoro::sleepFor(5ms);
-        co_return co_await m_inner->ripTrack(source, toc, trackIndex, outputDirectory, onProgress);
-    }
-
-private:
-    class FaultySource : public SectorSource {
-    public:
-        FaultySource(const QString& sheet, QSet<qint64> bad)
-            : m_image(CueSheet::load(sheet))
-            , m_bad(std::move(bad))
-        {
-        }
-        int open() override { return m_image.open(); }
-        void close() override { m_image.close(); }
-        int read(qint64 sector, char* buffer) override
-        {
-            return m_bad.contains(sector) ? EIO : m_image.read(sector, buffer);
-        }
-
-    private:
-        DiscImageSource m_image;
-        QSet<qint64> m_bad;
-    };
-
-    std::unique_ptr<DiscRipStrategy> m_inner;
-    const qint64& m_allowedTracks;
-};
 
 class CDRipViewTest : public ::testing::Test {
 protected:
@@ -183,11 +129,8 @@ protected:
     std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
     MetadataHTTPClient client{MetadataHTTPClient::Options{.clock = clock}};
     Library library{QUrl::fromLocalFile(stores.folder() + u"/Music"_s)};
-    QSet<qint64> badSectors;
-    qint64 allowedTracks = 99;
-    CDRipController controller{client, [this](RipStrategyKind) -> std::unique_ptr<DiscRipStrategy> {
-                                   return std::make_unique<TestStrategy>(badSectors, allowedTracks);
-                               }};
+    std::shared_ptr<DiscImages::ScriptedDrive> drive = std::make_shared<DiscImages::ScriptedDrive>();
+    CDRipController controller{client, [this](RipStrategyKind) { return DiscImages::scriptedStrategy(drive); }};
     DiscImages::WrittenImage image;
     DiscTOC toc;
 };
@@ -281,25 +224,25 @@ TEST_F(CDRipViewTest, ANewDiscStartsRippingFromItsOneButton)
     EXPECT_EQ(view->message(), nullptr) << "nothing in the library, no line about it";
     EXPECT_EQ(view->buttonTexts(), QStringList{u"Start Ripping"_s});
 
-    allowedTracks = 0;
+    drive->allowedTracks = 0;
     view->button(u"Start Ripping"_s)->click();
     ASSERT_TRUE(std::holds_alternative<RipStates::Ripping>(controller.state()));
     EXPECT_EQ(view->message()->text(), u"Ripping track 1 of 3…"_s);
     ASSERT_NE(view->progressBar(), nullptr);
     EXPECT_EQ(view->progressBar()->value(), 0);
     EXPECT_EQ(statuses(view->trackList()), (QStringList{u"circle"_s, u"circle"_s, u"circle"_s}));
-    allowedTracks = 1;
+    drive->allowedTracks = 1;
     ASSERT_TRUE(QTest::qWaitFor([&] { return view->message()->text() == u"Ripping track 2 of 3…"_s; }, 10000));
     EXPECT_GT(view->progressBar()->value(), 300);
     EXPECT_EQ(statuses(view->trackList()), (QStringList{u"checkmark.circle.fill"_s, u"circle"_s, u"circle"_s}));
-    allowedTracks = 99;
+    drive->allowedTracks = 99;
     ASSERT_TRUE(waitFor<RipStates::Finished>());
 }
 
 TEST_F(CDRipViewTest, FinishedCountsFailuresOffersARetryAndDoneLeaves)
 {
     knownAs({release(u"a"_s)});
-    badSectors = {toc.trackStart(2) + 3};
+    drive->badSectors = {toc.trackStart(2) + 3};
     const auto view = show();
     ASSERT_TRUE(waitFor<RipStates::Ready>());
     view->button(u"Start Ripping"_s)->click();
@@ -310,7 +253,7 @@ TEST_F(CDRipViewTest, FinishedCountsFailuresOffersARetryAndDoneLeaves)
               (QStringList{u"checkmark.circle.fill"_s, u"checkmark.circle.fill"_s, u"exclamationmark.circle.fill"_s}));
     EXPECT_FALSE(view->trackList()->topLevelItem(2)->text(3).isEmpty()) << "the failure in words";
 
-    badSectors.clear();
+    drive->badSectors.clear();
     view->button(u"Retry Failed Tracks"_s)->click();
     ASSERT_TRUE(QTest::qWaitFor([&] { return view->message()->text() == u"3 tracks added to library"_s; }, 10000));
     EXPECT_EQ(view->buttonTexts(), QStringList{u"Done"_s});

@@ -1,7 +1,5 @@
 #include "disc/CDRipController.h"
 #include "disc/CueSheet.h"
-#include "disc/DirectRipStrategy.h"
-#include "disc/DiscImageSource.h"
 #include "library/BlockingWait.h"
 #include "library/Library.h"
 #include "library/TagReader.h"
@@ -13,7 +11,6 @@
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
 
-#include <QCoro/QCoroTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -25,7 +22,6 @@
 
 #include <cerrno>
 
-#include <mutex>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -33,76 +29,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr qint64 framesPerTrack = 30;
-
-// What the test does to the drive: sectors that never read, and whether the disc is out.
-struct DriveScript {
-    std::mutex mutex;
-    QSet<qint64> badSectors;
-    bool removed = false;
-};
-
-// A disc image read as a drive would be, with the faults the script names.
-class ScriptedImageSource : public SectorSource {
-public:
-    ScriptedImageSource(const QString& sheet, std::shared_ptr<DriveScript> script)
-        : m_image(CueSheet::load(sheet))
-        , m_script(std::move(script))
-    {
-    }
-
-    int open() override
-    {
-        {
-            std::lock_guard lock(m_script->mutex);
-            if (m_script->removed)
-                return ENOMEDIUM;
-        }
-        return m_image.open();
-    }
-    void close() override { m_image.close(); }
-    int read(qint64 sector, char* buffer) override
-    {
-        {
-            std::lock_guard lock(m_script->mutex);
-            if (m_script->removed)
-                return ENOMEDIUM;
-            if (m_script->badSectors.contains(sector))
-                return EIO;
-        }
-        return m_image.read(sector, buffer);
-    }
-
-private:
-    DiscImageSource m_image;
-    std::shared_ptr<DriveScript> m_script;
-};
-
-// Holds each track back until the test lets it go.
-class GatedStrategy : public DiscRipStrategy {
-public:
-    GatedStrategy(std::unique_ptr<DiscRipStrategy> inner, std::function<bool()> isOpen)
-        : m_inner(std::move(inner))
-        , m_isOpen(std::move(isOpen))
-    {
-    }
-
-    QCoro::Task<QList<QUrl>> rip(QString source, DiscTOC toc, QUrl outputDirectory,
-                                 CDRipper::ProgressHandler onProgress) override
-    {
-        co_return co_await m_inner->rip(source, toc, outputDirectory, onProgress);
-    }
-    QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
-                               CDRipper::ProgressHandler onProgress) override
-    {
-        while (!m_isOpen())
-            co_await QCoro::sleepFor(5ms);
-        co_return co_await m_inner->ripTrack(source, toc, trackIndex, outputDirectory, onProgress);
-    }
-
-private:
-    std::unique_ptr<DiscRipStrategy> m_inner;
-    std::function<bool()> m_isOpen;
-};
 
 ReleaseMetadata releaseNamed(const QString& mbid, std::optional<QString> status, std::optional<QString> group = {})
 {
@@ -140,17 +66,6 @@ protected:
 
     QByteArray trackAudio(qint64 index) const { return image.trackAudio(index, framesPerTrack); }
 
-    CDRipController::StrategyMaker strategies()
-    {
-        return [this](RipStrategyKind) -> std::unique_ptr<DiscRipStrategy> {
-            const auto sources = [script = drive](const QString& source) -> std::unique_ptr<SectorSource> {
-                return std::make_unique<ScriptedImageSource>(source, script);
-            };
-            return std::make_unique<GatedStrategy>(std::make_unique<DirectRipStrategy>(sources, 1ms),
-                                                   [this] { return gateOpen; });
-        };
-    }
-
     const RipStates::Ready& ready() const { return std::get<RipStates::Ready>(controller.state()); }
     const RipStates::Finished& finished() const { return std::get<RipStates::Finished>(controller.state()); }
 
@@ -167,9 +82,8 @@ protected:
     std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
     MetadataHTTPClient client{MetadataHTTPClient::Options{.clock = clock}};
     Library library{QUrl::fromLocalFile(stores.folder() + u"/Music"_s)};
-    std::shared_ptr<DriveScript> drive = std::make_shared<DriveScript>();
-    bool gateOpen = true;
-    CDRipController controller{client, strategies()};
+    std::shared_ptr<DiscImages::ScriptedDrive> drive = std::make_shared<DiscImages::ScriptedDrive>();
+    CDRipController controller{client, [this](RipStrategyKind) { return DiscImages::scriptedStrategy(drive); }};
     DiscImages::WrittenImage image;
     QString sheet;
     DiscTOC toc;
@@ -288,14 +202,14 @@ TEST_F(CDRipControllerTest, RipMissingTracksWithThreeOfTenPresent)
     const QList<qint64> missing = ready().existing.missingIndices();
     EXPECT_EQ(missing, (QList<qint64>{1, 2, 4, 5, 7, 8, 9}));
 
-    gateOpen = false;
+    drive->allowedTracks = 0;
     QCoro::Task<> rip = controller.startRip(sheet, library, missing, false);
     const auto& running = std::get<RipStates::Ripping>(controller.state());
     EXPECT_EQ(countDone(running.tracks), 3) << "the three present show as done at once";
     EXPECT_EQ(std::get<TrackRipStates::Done>(running.tracks.at(3)).track.id, present.at(1));
     EXPECT_TRUE(std::holds_alternative<TrackRipStates::Waiting>(running.tracks.at(1)));
     EXPECT_DOUBLE_EQ(*controller.overallProgress(), 0.3);
-    gateOpen = true;
+    drive->allowedTracks = 99;
     BlockingWait::wait(std::move(rip));
 
     EXPECT_EQ(countDone(finished().tracks), 10);
@@ -366,11 +280,11 @@ TEST_F(CDRipControllerTest, ACoverArrivingDuringTheRipReachesEveryTrackAtTheEnd)
 
     BlockingWait::wait(controller.start(sheet, library));
     ASSERT_FALSE(controller.artworkData().has_value());
-    gateOpen = false;
+    drive->allowedTracks = 0;
     QCoro::Task<> rip = controller.startRip(sheet, library, std::nullopt, false);
     ASSERT_TRUE(QTest::qWaitFor([&] { return controller.artworkData().has_value(); }, 5000));
     EXPECT_TRUE(std::holds_alternative<RipStates::Ripping>(controller.state()));
-    gateOpen = true;
+    drive->allowedTracks = 99;
     BlockingWait::wait(std::move(rip));
 
     ASSERT_EQ(countDone(finished().tracks), 2);
@@ -412,12 +326,12 @@ TEST_F(CDRipControllerTest, ShowingTheScreenAgainMidRipOnlyReadsTheTOC)
     insertDisc(2);
     knownAs({u"r"_s}, 2);
     BlockingWait::wait(controller.start(sheet, library));
-    gateOpen = false;
+    drive->allowedTracks = 0;
     QCoro::Task<> rip = controller.startRip(sheet, library, std::nullopt, false);
     BlockingWait::wait(controller.start(sheet, library));
     EXPECT_TRUE(std::holds_alternative<RipStates::Ripping>(controller.state()));
     EXPECT_EQ(services.musicBrainz.requestCount(discPath()), 1) << "no second lookup";
-    gateOpen = true;
+    drive->allowedTracks = 99;
     BlockingWait::wait(std::move(rip));
     EXPECT_EQ(countDone(finished().tracks), 2);
 
@@ -430,7 +344,7 @@ TEST_F(CDRipControllerTest, ARipIsEnteredEvenWhenAnotherDiscTakesTheController)
     insertDisc(2);
     knownAs({u"r"_s}, 2);
     BlockingWait::wait(controller.start(sheet, library));
-    gateOpen = false;
+    drive->allowedTracks = 0;
     QCoro::Task<> rip = controller.startRip(sheet, library, std::nullopt, false);
 
     QTemporaryDir other;
@@ -438,7 +352,7 @@ TEST_F(CDRipControllerTest, ARipIsEnteredEvenWhenAnotherDiscTakesTheController)
     BlockingWait::wait(controller.start(second.sheet, library));
     EXPECT_EQ(controller.trackedBSDName(), second.sheet);
     ASSERT_TRUE(std::holds_alternative<RipStates::LookupFailed>(controller.state()));
-    gateOpen = true;
+    drive->allowedTracks = 99;
     BlockingWait::wait(std::move(rip));
 
     EXPECT_TRUE(std::holds_alternative<RipStates::LookupFailed>(controller.state())) << "the new disc's screen stays";
