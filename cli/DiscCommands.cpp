@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "disc/CDImporter.h"
+#include "disc/CDRipController.h"
 #include "disc/CDTOCDiagnostics.h"
 #include "disc/DiscRipStrategy.h"
 #include "disc/DiscTOC.h"
@@ -201,8 +202,9 @@ QCoro::Task<int> rip(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
-// The release the user means: the one MusicBrainz knows, or the one --release names by its
-// number in the list or its id. None after listing the choices.
+// The release the user means: the one --release names by its number in the list or its id,
+// else the one MusicBrainz knows alone, else the one the disc screen would preselect. None
+// after listing the choices.
 std::optional<ReleaseMetadata> chooseRelease(Invocation& invocation, const QList<ReleaseMetadata>& releases)
 {
     const QString wanted = invocation.value(u"release"_s);
@@ -212,6 +214,14 @@ std::optional<ReleaseMetadata> chooseRelease(Invocation& invocation, const QList
     }
     if (wanted.isEmpty() && releases.size() == 1)
         return releases.constFirst();
+    if (wanted.isEmpty()) {
+        if (const auto preferred = CDRipController::preferredRelease(releases, invocation.library().tracks())) {
+            const ReleaseMetadata& chosen = releases.at(*preferred);
+            invocation.err() << u"Chose release "_s << *preferred + 1 << u" of "_s << releases.size() << u": "_s
+                             << chosen.title << u"  "_s << chosen.mbid << u" (another with --release)"_s << Qt::endl;
+            return chosen;
+        }
+    }
     invocation.err() << (wanted.isEmpty() ? u"MusicBrainz knows %1 for this disc; choose one with --release:"_s.arg(
                                                 DisplayText::counted(releases.size(), u"release"_s))
                                           : u"No release of this disc is “%1”. They are:"_s.arg(wanted))
@@ -240,22 +250,32 @@ QCoro::Task<int> importDisc(Invocation& invocation)
     if (!indexes)
         co_return int(exitFailure);
 
-    invocation.err() << u"Looking up disc "_s << toc.discID << u" on MusicBrainz…"_s << Qt::endl;
-    QList<ReleaseMetadata> releases;
-    try {
-        releases = co_await MusicBrainzDiscLookup::fetchReleases(toc.discID, toc.trackOffsets, toc.leadOutOffset);
-    } catch (const MusicBrainzDiscLookup::LookupError& error) {
-        co_return invocation.fail(error.message());
+    const bool withoutMetadata = invocation.isSet(u"no-metadata"_s);
+    std::optional<ReleaseMetadata> release;
+    if (withoutMetadata) {
+        release = CDRipController::unknownRelease(toc);
+    } else {
+        invocation.err() << u"Looking up disc "_s << toc.discID << u" on MusicBrainz…"_s << Qt::endl;
+        QList<ReleaseMetadata> releases;
+        try {
+            releases = co_await MusicBrainzDiscLookup::fetchReleases(toc.discID, toc.trackOffsets, toc.leadOutOffset);
+        } catch (const MusicBrainzDiscLookup::LookupError& error) {
+            if (error.kind() == MusicBrainzDiscLookup::LookupErrorKind::noMatchFound)
+                co_return invocation.fail(error.message() + u" Rip it with --no-metadata."_s);
+            co_return invocation.fail(error.message());
+        }
+        release = chooseRelease(invocation, releases);
+        if (!release)
+            co_return int(exitFailure);
     }
-    const std::optional<ReleaseMetadata> release = chooseRelease(invocation, releases);
-    if (!release)
-        co_return int(exitFailure);
     std::optional<ArtworkFetcher::ArtworkResult> artwork;
-    try {
-        artwork = co_await ArtworkFetcher::fetchArtwork(release->artist, release->title, release->mbid,
-                                                        release->releaseGroupID);
-    } catch (const ArtworkFetcher::FetchError&) {
-        invocation.err() << u"No cover was found; the files go in without one."_s << Qt::endl;
+    if (!withoutMetadata) {
+        try {
+            artwork = co_await ArtworkFetcher::fetchArtwork(release->artist, release->title, release->mbid,
+                                                            release->releaseGroupID);
+        } catch (const ArtworkFetcher::FetchError&) {
+            invocation.err() << u"No cover was found; the files go in without one."_s << Qt::endl;
+        }
     }
 
     Library& library = invocation.library();
@@ -266,7 +286,11 @@ QCoro::Task<int> importDisc(Invocation& invocation)
     qsizetype failed = 0;
     const CDImporter::TrackCompleteHandler entered = [&](const CDImporter::TrackImportResult& result) {
         if (result.track) {
-            const Track stored = library.upsertRippedTrack(*result.track);
+            Track record = *result.track;
+            // So that a later re-fetch can name a disc MusicBrainz didn't know.
+            if (withoutMetadata)
+                record.customTags.insert(CDRipController::discIDTag(), toc.discID);
+            const Track stored = library.upsertRippedTrack(record);
             invocation.out() << u"Track "_s << result.trackIndex + 1 << u": "_s << stored.path();
             if (result.verdict)
                 invocation.out() << u" — "_s << result.verdict->text();
@@ -348,7 +372,10 @@ void addDiscCommands(CommandLine& commandLine)
                     QCommandLineOption(u"offset"_s,
                                        u"Shift reads by N samples, the drive's read offset; by default the one set "
                                        "for the drive"_s,
-                                       u"N"_s)},
+                                       u"N"_s),
+                    QCommandLineOption(u"no-metadata"_s,
+                                       u"No lookup: \"Unknown Artist\", \"Unknown Album\", \"Track N\", the disc ID "
+                                       "kept for a later re-fetch"_s)},
         .minimumArguments = 1,
         .maximumArguments = 1,
         .access = Command::Access::changesLibrary,

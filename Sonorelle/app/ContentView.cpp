@@ -1,12 +1,15 @@
 #include "ContentView.h"
 
 #include "SidebarView.h"
+#include "disc/CDRipController.h"
+#include "disc/CDRipView.h"
 #include "disc/DiscMonitor.h"
 #include "library/Library.h"
 #include "maintenance/LibraryMaintenanceView.h"
 #include "music/AlbumDetailView.h"
 #include "music/MusicView.h"
 #include "music/TrackDetailView.h"
+#include "platform/DiscEject.h"
 #include "playlists/PlaylistsView.h"
 #include "podcasts/EpisodeDetailView.h"
 #include "podcasts/PodcastsView.h"
@@ -28,6 +31,8 @@ ContentView::ContentView(Library& library, QWidget* parent)
     , m_playlists(new PlaylistsView(library))
     , m_podcasts(new PodcastsView(library))
     , m_maintenance(new LibraryMaintenanceView(library))
+    , m_cdRip(new CDRipController(MetadataHTTPClient::shared(), makeStrategy, this))
+    , m_eject([](const QString& bsdName) { DiscEject::eject(bsdName); })
 {
     m_content->addWidget(m_music);
     m_content->addWidget(m_playlists);
@@ -63,14 +68,39 @@ ContentView::ContentView(Library& library, QWidget* parent)
             && qobject_cast<EpisodeDetailView*>(m_detail->currentWidget()))
             showDetail();
     });
+    connect(m_cdRip, &CDRipController::stateChanged, this, &ContentView::showRipProgress);
+    // A rip that brought every track in ejects its disc.
+    connect(m_cdRip, &CDRipController::pendingEjectBSDNameChanged, this, [this] {
+        if (const std::optional<QString> name = m_cdRip->pendingEjectBSDName()) {
+            m_eject(*name);
+            m_cdRip->clearPendingEject();
+        }
+    });
     setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
 }
 
 void ContentView::setDiscMonitor(DiscMonitor* monitor)
 {
-    const auto showDiscs = [this, monitor] { m_sidebar->setDiscs(monitor->insertedDiscs()); };
+    m_discMonitor = monitor;
+    const auto showDiscs = [this, monitor] {
+        // A removed disc's row goes, and with its selection the screen: "Select an item".
+        m_sidebar->setDiscs(monitor->insertedDiscs());
+        m_progressShownFor.reset();
+        showRipProgress();
+    };
     connect(monitor, &DiscMonitor::insertedDiscsChanged, this, showDiscs);
+    connect(m_sidebar, &SidebarView::closeDiscImageRequested, monitor, &DiscMonitor::removeDisc);
     showDiscs();
+}
+
+void ContentView::showRipProgress()
+{
+    const std::optional<QString>& disc = m_cdRip->trackedBSDName();
+    if (m_progressShownFor && m_progressShownFor != disc)
+        m_sidebar->setProgress(SidebarItem::cdRip(*m_progressShownFor), std::nullopt);
+    m_progressShownFor = disc;
+    if (disc)
+        m_sidebar->setProgress(SidebarItem::cdRip(*disc), m_cdRip->overallProgress());
 }
 
 void ContentView::setSidebarSelection(const std::optional<SidebarItem>& item)
@@ -129,9 +159,12 @@ QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
     case SidebarItem::Kind::devices:
         return new PlaceholderView(u"externaldrive"_s, u"Devices"_s,
                                    u"Syncing to devices isn't available in this version of Sonorelle yet."_s);
-    case SidebarItem::Kind::cdRip:
-        return new PlaceholderView(u"opticaldisc"_s, u"CD Rip"_s,
-                                   u"Ripping discs isn't available in this version of Sonorelle yet."_s);
+    case SidebarItem::Kind::cdRip: {
+        auto* view = new CDRipView(*m_cdRip, m_library, item->bsdName);
+        connect(view, &CDRipView::ejectRequested, this, [this](const QString& bsdName) { m_eject(bsdName); });
+        connect(view, &CDRipView::finished, this, [this] { setSidebarSelection(std::nullopt); });
+        return view;
+    }
     }
     Q_UNREACHABLE();
 }

@@ -7,8 +7,10 @@
 
 #include <QWidget>
 
+#include <functional>
 #include <optional>
 
+class CDRipController;
 class DiscMonitor;
 class Library;
 class LibraryMaintenanceView;
@@ -37,6 +39,11 @@ public:
 
     // The discs whose "CD Rip" rows the sidebar shows.
     void setDiscMonitor(DiscMonitor* monitor);
+    // The one rip controller, for the window's life: a rip goes on behind other screens.
+    CDRipController* cdRipController() const { return m_cdRip; }
+    // How a disc is ejected; tests watch it instead of running the system's tool.
+    using Ejector = std::function<void(const QString& bsdName)>;
+    void setEjector(Ejector ejector) { m_eject = std::move(ejector); }
 
     SidebarView* sidebar() const { return m_sidebar; }
     MusicView* musicView() const { return m_music; }
@@ -58,6 +65,7 @@ private:
     void showContent();
     void showDetail();
     bool selectedEpisodeHasPodcast() const;
+    void showRipProgress();
 
     Library& m_library;
     std::optional<SidebarItem> m_sidebarSelection;
@@ -72,5 +80,9 @@ private:
     PodcastsView* m_podcasts;
     LibraryMaintenanceView* m_maintenance;
     QWidget* m_placeholder = nullptr;
+    CDRipController* m_cdRip;
+    Ejector m_eject;
+    DiscMonitor* m_discMonitor = nullptr;
+    std::optional<QString> m_progressShownFor;
     bool m_hasAppeared = false;
 };

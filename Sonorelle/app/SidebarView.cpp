@@ -1,12 +1,16 @@
 #include "SidebarView.h"
 
+#include "disc/DiscTOC.h"
+#include "podcasts/CircularProgress.h"
 #include "widgets/Icons.h"
 
 #include <QIcon>
 #include <QLabel>
 #include <QFileInfo>
 #include <QListWidget>
+#include <QMenu>
 #include <QSignalBlocker>
+#include <QHBoxLayout>
 #include <QVBoxLayout>
 
 using namespace Qt::StringLiterals;
@@ -46,6 +50,64 @@ SidebarView::SidebarView(QWidget* parent)
     addRow({Kind::library, {}}, u"Maintenance"_s, u"wrench.and.screwdriver"_s);
 
     connect(m_list, &QListWidget::itemSelectionChanged, this, [this] { emit selectionChanged(selection()); });
+    m_list->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_list, &QListWidget::customContextMenuRequested, this, &SidebarView::showContextMenu);
+}
+
+void SidebarView::showContextMenu(const QPoint& at)
+{
+    const QListWidgetItem* row = m_list->itemAt(at);
+    if (!row)
+        return;
+    const SidebarItem item = itemOf(row);
+    // A drive's disc leaves by its eject; an image stays until it is closed here.
+    if (item.kind != SidebarItem::Kind::cdRip || !MusicBrainzDiscLookup::isDiscImage(item.bsdName))
+        return;
+    QMenu menu(this);
+    menu.addAction(u"Close Disc Image"_s, this, [this, item] { emit closeDiscImageRequested(item.bsdName); });
+    menu.exec(m_list->viewport()->mapToGlobal(at));
+}
+
+QListWidgetItem* SidebarView::rowOf(const SidebarItem& item) const
+{
+    for (int i = 0; i < m_list->count(); ++i) {
+        if (itemOf(m_list->item(i)) == item)
+            return m_list->item(i);
+    }
+    return nullptr;
+}
+
+void SidebarView::setProgress(const SidebarItem& item, std::optional<double> fraction)
+{
+    QListWidgetItem* row = rowOf(item);
+    if (!row)
+        return;
+    auto* mark = m_list->itemWidget(row) ? m_list->itemWidget(row)->findChild<CircularProgress*>() : nullptr;
+    if (!fraction) {
+        if (mark)
+            m_list->removeItemWidget(row);
+        return;
+    }
+    if (!mark) {
+        // Over the row, right-aligned; the row's own text and icon show through.
+        auto* holder = new QWidget;
+        auto* layout = new QHBoxLayout(holder);
+        layout->setContentsMargins(0, 0, 6, 0);
+        layout->addStretch(1);
+        mark = new CircularProgress(holder);
+        mark->setFixedSize(14, 14);
+        layout->addWidget(mark);
+        m_list->setItemWidget(row, holder);
+    }
+    mark->setValue(*fraction);
+}
+
+std::optional<double> SidebarView::progress(const SidebarItem& item) const
+{
+    QListWidgetItem* row = rowOf(item);
+    const QWidget* holder = row ? m_list->itemWidget(row) : nullptr;
+    const auto* mark = holder ? holder->findChild<CircularProgress*>() : nullptr;
+    return mark ? std::optional(mark->value()) : std::nullopt;
 }
 
 void SidebarView::addRow(const SidebarItem& item, const QString& text, const QString& iconName)
@@ -89,14 +151,10 @@ std::optional<SidebarItem> SidebarView::selection() const
 
 void SidebarView::setSelection(const std::optional<SidebarItem>& item)
 {
-    for (int i = 0; i < m_list->count(); ++i) {
-        QListWidgetItem* row = m_list->item(i);
-        if (item && itemOf(row) == *item) {
-            m_list->setCurrentItem(row);
-            return;
-        }
-    }
-    m_list->clearSelection();
+    if (QListWidgetItem* row = item ? rowOf(*item) : nullptr)
+        m_list->setCurrentItem(row);
+    else
+        m_list->clearSelection();
 }
 
 QStringList SidebarView::rowTexts() const

@@ -27,12 +27,20 @@ public:
     // Rows in order, for tests and accessibility: the text of each.
     QStringList rowTexts() const;
 
+    // A small ring on the row with a value in 0...1, or none.
+    void setProgress(const SidebarItem& item, std::optional<double> fraction);
+    std::optional<double> progress(const SidebarItem& item) const;
+
 signals:
     void selectionChanged(const std::optional<SidebarItem>& item);
+    // From a disc image's context menu.
+    void closeDiscImageRequested(const QString& sheetPath);
 
 private:
     void addRow(const SidebarItem& item, const QString& text, const QString& iconName);
     static SidebarItem itemOf(const QListWidgetItem* row);
+    QListWidgetItem* rowOf(const SidebarItem& item) const;
+    void showContextMenu(const QPoint& at);
 
     QListWidget* m_list;
 };

@@ -3,6 +3,7 @@
 #include "MusicBrainzJson.h"
 #include "ServiceSettings.h"
 #include "ServiceURL.h"
+#include "library/Background.h"
 
 #include <QJsonArray>
 
@@ -108,6 +109,15 @@ QCoro::Task<QList<ReleaseMetadata>> fetchReleases(QString discID, QList<qint64> 
         throw LookupError::networkError(error);
     }
     co_return parseReleases(response.data, discID);
+}
+
+QCoro::Task<DiscLookup> lookup(QString source, MetadataHTTPClient& client)
+{
+    const auto read = [source] { return readDiscTOC(source); };
+    DiscLookup found;
+    found.toc = co_await Background::run(read);
+    found.releases = co_await fetchReleases(found.toc.discID, found.toc.trackOffsets, found.toc.leadOutOffset, client);
+    co_return found;
 }
 
 } // namespace MusicBrainzDiscLookup

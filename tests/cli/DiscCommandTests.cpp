@@ -198,3 +198,57 @@ TEST_F(DiscCommandTest, ImportLooksTheDiscUpRipsItAndEntersItsTracks)
     ASSERT_EQ(velmo({u"disc"_s, u"import"_s, sheet, u"--tracks"_s, u"1"_s, u"--overwrite"_s}).status, 0);
     EXPECT_EQ(LibraryStores::readTracks().value.size(), 3) << "a re-rip keeps its entry";
 }
+
+TEST_F(DiscCommandTest, ImportChoosesTheReleaseAsTheScreenWouldOrAsksForOne)
+{
+    initLibrary();
+    FakeServices services;
+    const DiscImages::WrittenImage image = DiscImages::writeImage(folder.path(), 2, 40);
+    const QString discID = MusicBrainzDiscLookup::readDiscTOC(image.sheet).discID;
+    const auto answer = [&](const QString& secondStatus) {
+        const QJsonArray releases{DiscImages::musicBrainzRelease(u"first"_s, u"Bootleg Day"_s, discID, 2, u"Bootleg"_s),
+                                  DiscImages::musicBrainzRelease(u"second"_s, u"Day"_s, discID, 2, secondStatus)};
+        services.musicBrainz.route(u"/ws/2/discid/"_s + discID,
+                                   FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, releases}}).toJson(),
+                                                    "application/json"));
+    };
+
+    answer(u"Promotion"_s);
+    const VelmoResult undecided = velmo({u"disc"_s, u"import"_s, image.sheet});
+    EXPECT_EQ(undecided.status, 1);
+    EXPECT_TRUE(undecided.err.contains(u"choose one with --release"_s)) << undecided.err.toStdString();
+    EXPECT_TRUE(undecided.err.contains(u"2. Band — Day"_s)) << undecided.err.toStdString();
+    EXPECT_TRUE(LibraryStores::readTracks().value.isEmpty()) << "nothing is ripped without a choice";
+
+    answer(u"Official"_s);
+    const VelmoResult chosen = velmo({u"disc"_s, u"import"_s, image.sheet});
+    ASSERT_EQ(chosen.status, 0) << chosen.err.toStdString();
+    EXPECT_TRUE(chosen.err.contains(u"Chose release 2 of 2"_s)) << chosen.err.toStdString();
+    const QList<Track> tracks = LibraryStores::readTracks().value;
+    ASSERT_EQ(tracks.size(), 2);
+    EXPECT_EQ(tracks.at(0).releaseMBID, u"second"_s) << "the Official release";
+}
+
+TEST_F(DiscCommandTest, ImportWithoutMetadataNamesTracksByNumberAndKeepsTheDiscID)
+{
+    initLibrary();
+    FakeServices services;
+    const DiscImages::WrittenImage image = DiscImages::writeImage(folder.path(), 2, 40);
+    const QString discID = MusicBrainzDiscLookup::readDiscTOC(image.sheet).discID;
+
+    const VelmoResult unknown = velmo({u"disc"_s, u"import"_s, image.sheet});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_TRUE(unknown.err.contains(u"This disc isn't in the MusicBrainz database yet. Rip it with --no-metadata."_s))
+        << unknown.err.toStdString();
+
+    const VelmoResult result = velmo({u"disc"_s, u"import"_s, image.sheet, u"--no-metadata"_s});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    EXPECT_EQ(services.musicBrainz.requestCount(u"/ws/2/discid/"_s + discID), 1) << "no lookup the second time";
+    const QList<Track> tracks = LibraryStores::readTracks().value;
+    ASSERT_EQ(tracks.size(), 2);
+    EXPECT_EQ(tracks.at(1).path(), root() + u"/Unknown Artist/Unknown Album/02 Track 2.flac"_s);
+    EXPECT_EQ(tracks.at(1).customTags.value(u"MUSICBRAINZ_DISCID"_s), discID);
+    const auto decoded = FlacFiles::decode(tracks.at(1).path());
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->pcm, image.trackAudio(1, 40));
+}

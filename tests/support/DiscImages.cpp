@@ -1,11 +1,21 @@
 #include "DiscImages.h"
 
+#include "TestEnvironment.h"
+#include "disc/CueSheet.h"
+#include "disc/DirectRipStrategy.h"
+#include "disc/DiscImageSource.h"
+
+#include <QCoro/QCoroTimer>
+
 #include <QDataStream>
+#include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QtEndian>
 
 #include <FLAC/stream_decoder.h>
 
+#include <cerrno>
 #include <cmath>
 
 namespace DiscImages {
@@ -33,6 +43,129 @@ QByteArray numberedPCM(qint64 frames)
     for (qint64 i = 0; i < frames * 588; ++i)
         qToLittleEndian(quint32(i), bytes.data() + i * 4);
     return bytes;
+}
+
+WrittenImage writeImage(const QString& folder, qint64 trackCount, qint64 framesPerTrack, int seed)
+{
+    using namespace Qt::StringLiterals;
+    WrittenImage image{QDir(folder).filePath(u"disc.cue"_s), pcm(trackCount * framesPerTrack, seed)};
+    writeFile(QDir(folder).filePath(u"disc.bin"_s), image.audio);
+    QString cue = u"FILE \"disc.bin\" BINARY\n"_s;
+    for (qint64 i = 0; i < trackCount; ++i) {
+        const qint64 at = i * framesPerTrack;
+        cue += u"  TRACK %1 AUDIO\n    INDEX 01 %2:%3:%4\n"_s.arg(i + 1, 2, 10, '0'_L1)
+                   .arg(at / 4500, 2, 10, '0'_L1)
+                   .arg(at / 75 % 60, 2, 10, '0'_L1)
+                   .arg(at % 75, 2, 10, '0'_L1);
+    }
+    writeFile(image.sheet, cue.toUtf8());
+    return image;
+}
+
+QJsonObject musicBrainzRelease(const QString& id, const QString& title, const QString& discID, qint64 trackCount,
+                               const QString& status, const QString& group)
+{
+    using namespace Qt::StringLiterals;
+    QJsonArray tracks;
+    for (qint64 n = 1; n <= trackCount; ++n) {
+        tracks.append(QJsonObject{{"number"_L1, QString::number(n)},
+                                  {"title"_L1, u"Song %1"_s.arg(n)},
+                                  {"recording"_L1, QJsonObject{{"id"_L1, u"%1-recording-%2"_s.arg(id).arg(n)},
+                                                               {"title"_L1, u"Song %1"_s.arg(n)},
+                                                               {"length"_L1, 200000}}}});
+    }
+    const QJsonObject medium{{"position"_L1, 1},
+                             {"discs"_L1, QJsonArray{QJsonObject{{"id"_L1, discID}}}},
+                             {"tracks"_L1, tracks}};
+    QJsonObject release{{"id"_L1, id},
+                        {"title"_L1, title},
+                        {"date"_L1, u"1999-03-01"_s},
+                        {"status"_L1, status},
+                        {"artist-credit"_L1,
+                         QJsonArray{QJsonObject{{"artist"_L1, QJsonObject{{"name"_L1, u"Band"_s}}}}}},
+                        {"media"_L1, QJsonArray{medium}}};
+    if (!group.isEmpty())
+        release.insert("release-group"_L1, QJsonObject{{"id"_L1, group}});
+    return release;
+}
+
+namespace {
+
+class ScriptedImageSource : public SectorSource {
+public:
+    ScriptedImageSource(const QString& sheet, std::shared_ptr<ScriptedDrive> drive)
+        : m_image(CueSheet::load(sheet))
+        , m_drive(std::move(drive))
+    {
+    }
+
+    int open() override
+    {
+        {
+            std::lock_guard lock(m_drive->mutex);
+            if (m_drive->removed)
+                return ENOMEDIUM;
+        }
+        return m_image.open();
+    }
+    void close() override { m_image.close(); }
+    int read(qint64 sector, char* buffer) override
+    {
+        {
+            std::lock_guard lock(m_drive->mutex);
+            if (m_drive->removed)
+                return ENOMEDIUM;
+            if (m_drive->badSectors.contains(sector))
+                return EIO;
+        }
+        return m_image.read(sector, buffer);
+    }
+
+private:
+    DiscImageSource m_image;
+    std::shared_ptr<ScriptedDrive> m_drive;
+};
+
+class ScriptedStrategy : public DiscRipStrategy {
+public:
+    explicit ScriptedStrategy(std::shared_ptr<ScriptedDrive> drive)
+        : m_drive(drive)
+    {
+        const auto sources = [drive](const QString& sheet) -> std::unique_ptr<SectorSource> {
+            return std::make_unique<ScriptedImageSource>(sheet, drive);
+        };
+        m_direct = std::make_unique<DirectRipStrategy>(sources, std::chrono::milliseconds(1));
+    }
+
+    QCoro::Task<QList<QUrl>> rip(QString source, DiscTOC toc, QUrl outputDirectory,
+                                 CDRipper::ProgressHandler onProgress) override
+    {
+        co_return co_await m_direct->rip(source, toc, outputDirectory, onProgress);
+    }
+    QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
+                               CDRipper::ProgressHandler onProgress) override
+    {
+        const RippedTrack ripped = co_await ripTrackChecked(source, toc, trackIndex, outputDirectory, onProgress);
+        co_return ripped.file;
+    }
+    QCoro::Task<RippedTrack> ripTrackChecked(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
+                                             CDRipper::ProgressHandler onProgress) override
+    {
+        while (trackIndex >= m_drive->allowedTracks)
+            co_await QCoro::sleepFor(std::chrono::milliseconds(5));
+        co_return co_await m_direct->ripTrackChecked(source, toc, trackIndex, outputDirectory, onProgress);
+    }
+
+private:
+    std::shared_ptr<ScriptedDrive> m_drive;
+    std::unique_ptr<DiscRipStrategy> m_direct;
+};
+
+} // namespace
+
+std::unique_ptr<DiscRipStrategy> scriptedStrategy(std::shared_ptr<ScriptedDrive> drive)
+{
+    return std::make_unique<ScriptedStrategy>(std::move(drive));
 }
 
 QByteArray bigEndian(const QByteArray& pcm)

@@ -1,11 +1,16 @@
 #pragma once
 
 #include "disc/AccurateRipDatabase.h"
+#include "disc/DiscRipStrategy.h"
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QList>
+#include <QSet>
 #include <QString>
 
+#include <memory>
+#include <mutex>
 #include <optional>
 
 // Disc images and raw tables of contents made inside the tests.
@@ -36,6 +41,35 @@ QByteArray audioTOC(const QList<qint64>& offsets, qint64 leadOut);
 
 // The bytes of a dBAR answer as the AccurateRip database sends it.
 QByteArray accurateRipAnswer(const QList<AccurateRip::Pressing>& pressings);
+
+// "disc.cue" and "disc.bin" in `folder`: `trackCount` tracks of `framesPerTrack` frames of pcm().
+struct WrittenImage {
+    QString sheet;
+    QByteArray audio;
+
+    QByteArray trackAudio(qint64 index, qint64 framesPerTrack) const
+    {
+        return audio.mid(index * framesPerTrack * 2352, framesPerTrack * 2352);
+    }
+};
+WrittenImage writeImage(const QString& folder, qint64 trackCount, qint64 framesPerTrack, int seed = 4);
+
+// A release as MusicBrainz answers a disc ID: by "Band", dated 1999, one medium holding the
+// disc, tracks "Song N" of 200 seconds whose recordings are "<id>-recording-N".
+QJsonObject musicBrainzRelease(const QString& id, const QString& title, const QString& discID, qint64 trackCount,
+                               const QString& status = QStringLiteral("Official"), const QString& group = {});
+
+// A drive made of the disc image a source names, with the faults a test scripts.
+struct ScriptedDrive {
+    std::mutex mutex; // the reads run on a worker thread
+    QSet<qint64> badSectors; // never read, however often tried
+    bool removed = false; // every open and read fails with ENOMEDIUM
+    // A track from this index on waits before it is read; set on the main thread.
+    qint64 allowedTracks = 1 << 30;
+};
+
+// The direct strategy, with a short pause between retries, reading through `drive`.
+std::unique_ptr<DiscRipStrategy> scriptedStrategy(std::shared_ptr<ScriptedDrive> drive);
 
 } // namespace DiscImages
 

@@ -1,0 +1,333 @@
+#include "app/ContentView.h"
+#include "app/SidebarView.h"
+#include "disc/AccurateRipID.h"
+#include "disc/CDRipView.h"
+#include "disc/TrackChecksums.h"
+#include "disc/DiscMonitor.h"
+#include "library/BlockingWait.h"
+#include "library/Library.h"
+#include "metadata/MusicBrainzDiscLookup.h"
+#include "support/DiscImages.h"
+#include "support/FakeClock.h"
+#include "support/FakeServices.h"
+#include "support/TestEnvironment.h"
+#include "support/TrackFactory.h"
+#include "widgets/ArtworkView.h"
+#include "widgets/Icons.h"
+#include "widgets/PlaceholderView.h"
+
+#include <QBuffer>
+#include <QComboBox>
+#include <QImage>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr qint64 framesPerTrack = 30;
+
+class CDRipViewTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        TestEnvironment::clearSettings();
+        if (!qEnvironmentVariableIsEmpty("SONORELLE_SCREENSHOTS"))
+            Icons::chooseTheme();
+        image = DiscImages::writeImage(folder.path(), 3, framesPerTrack);
+        toc = MusicBrainzDiscLookup::readDiscTOC(image.sheet);
+    }
+
+    void knownAs(const QList<QJsonObject>& releases)
+    {
+        QJsonArray list;
+        for (const QJsonObject& release : releases)
+            list.append(release);
+        services.musicBrainz.route(u"/ws/2/discid/"_s + toc.discID,
+                                   FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, list}}).toJson(),
+                                                    "application/json"));
+    }
+
+    QJsonObject release(const QString& id, const QString& status = u"Official"_s)
+    {
+        return DiscImages::musicBrainzRelease(id, u"Album "_s + id, toc.discID, 3, status);
+    }
+
+    std::unique_ptr<CDRipView> show()
+    {
+        auto view = std::make_unique<CDRipView>(controller, library, image.sheet);
+        view->resize(720, 520);
+        view->show();
+        return view;
+    }
+
+    template <typename State>
+    bool waitFor()
+    {
+        return QTest::qWaitFor([this] { return std::holds_alternative<State>(controller.state()); }, 10000);
+    }
+
+    static QStringList column(const QTreeWidget* tracks, int column)
+    {
+        QStringList texts;
+        for (int i = 0; i < tracks->topLevelItemCount(); ++i)
+            texts.append(tracks->topLevelItem(i)->text(column));
+        return texts;
+    }
+
+    // Where each row stands, by the name of its symbol; "ring" for a running track.
+    static QStringList statuses(const QTreeWidget* tracks)
+    {
+        QStringList symbols;
+        for (int i = 0; i < tracks->topLevelItemCount(); ++i) {
+            QTreeWidgetItem* row = tracks->topLevelItem(i);
+            symbols.append(tracks->itemWidget(row, 3) ? u"ring"_s : row->data(3, Qt::AccessibleTextRole).toString());
+        }
+        return symbols;
+    }
+
+    static QByteArray coverImage()
+    {
+        QImage image(240, 240, QImage::Format_RGB32);
+        QPainter painter(&image);
+        QLinearGradient gradient(0, 0, 240, 240);
+        gradient.setColorAt(0, QColor(0x2b, 0x4c, 0x7e));
+        gradient.setColorAt(1, QColor(0xe0, 0x8e, 0x45));
+        painter.fillRect(image.rect(), gradient);
+        painter.end();
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        image.save(&buffer, "PNG");
+        return bytes;
+    }
+
+    // With SONORELLE_SCREENSHOTS set, the screen as the docs show it.
+    static void screenshot(QWidget& view, const QString& name)
+    {
+        const QString folder = qEnvironmentVariable("SONORELLE_SCREENSHOTS");
+        if (folder.isEmpty())
+            return;
+        QTest::qWait(100);
+        view.grab().save(folder + u'/' + name);
+    }
+
+    QTemporaryDir folder;
+    TemporaryStores stores;
+    FakeServices services;
+    std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
+    MetadataHTTPClient client{MetadataHTTPClient::Options{.clock = clock}};
+    Library library{QUrl::fromLocalFile(stores.folder() + u"/Music"_s)};
+    std::shared_ptr<DiscImages::ScriptedDrive> drive = std::make_shared<DiscImages::ScriptedDrive>();
+    CDRipController controller{client, [this](RipStrategyKind) { return DiscImages::scriptedStrategy(drive); }};
+    DiscImages::WrittenImage image;
+    DiscTOC toc;
+};
+
+} // namespace
+
+TEST_F(CDRipViewTest, LookingUpShowsItsLineUntilTheAnswerComes)
+{
+    knownAs({release(u"a"_s)});
+    const auto view = show();
+    ASSERT_TRUE(std::holds_alternative<RipStates::LookingUp>(controller.state()));
+    EXPECT_EQ(view->heading()->text(), u"Looking up disc…"_s);
+    EXPECT_TRUE(view->buttonTexts().isEmpty());
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    EXPECT_EQ(view->heading()->text(), u"Album a"_s);
+}
+
+TEST_F(CDRipViewTest, AnUnknownDiscOffersTryAgainAndRippingWithoutMetadata)
+{
+    const auto view = show();
+    ASSERT_TRUE(waitFor<RipStates::LookupFailed>());
+    EXPECT_EQ(view->heading()->text(), u"Couldn't Identify Disc"_s);
+    EXPECT_EQ(view->message()->text(), u"This disc isn't in the MusicBrainz database yet."_s);
+    EXPECT_EQ(view->buttonTexts(), (QStringList{u"Try Again"_s, u"Rip Without Metadata"_s}));
+
+    services.musicBrainz.route(u"/ws/2/discid/"_s + toc.discID, FakeResponse::withStatus(503));
+    view->button(u"Try Again"_s)->click();
+    ASSERT_TRUE(waitFor<RipStates::LookupFailed>());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->message() != nullptr; }, 5000));
+    EXPECT_EQ(view->message()->text(),
+              u"Couldn't reach MusicBrainz. Check your internet connection and try again."_s);
+    EXPECT_EQ(view->buttonTexts(), QStringList{u"Try Again"_s}) << "only an unknown disc is ripped without metadata";
+
+    services.musicBrainz.route(u"/ws/2/discid/"_s + toc.discID, FakeResponse::withStatus(404));
+    view->button(u"Try Again"_s)->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->button(u"Rip Without Metadata"_s) != nullptr; }, 10000));
+    view->button(u"Rip Without Metadata"_s)->click();
+    ASSERT_TRUE(waitFor<RipStates::Finished>());
+    EXPECT_EQ(column(view->trackList(), 1), (QStringList{u"Track 1"_s, u"Track 2"_s, u"Track 3"_s}));
+    EXPECT_EQ(library.tracks().constFirst().album, u"Unknown Album"_s);
+}
+
+TEST_F(CDRipViewTest, ReadyShowsTheReleaseChoiceWhatTheLibraryHoldsAndTheRightButtons)
+{
+    QJsonObject second = release(u"b"_s, u"Promotion"_s);
+    second.insert("disambiguation"_L1, u"club mix"_s);
+    knownAs({release(u"a"_s), second});
+    library.add(makeTrack(u"Song 2"_s, u"Band"_s, u"Album a"_s, 200.5));
+    services.coverArt.route(u"/release/a/front"_s, FakeResponse::ok(coverImage(), "image/png"));
+    const auto view = show();
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !view->cover()->image().isNull(); }, 5000)) << "the cover arrives";
+
+    ASSERT_NE(view->releaseChoice(), nullptr);
+    EXPECT_EQ(view->releaseChoice()->itemText(0), u"Album a  ·  1999"_s);
+    EXPECT_EQ(view->releaseChoice()->itemText(1), u"Album b (club mix)  ·  1999, Promotion"_s);
+    EXPECT_EQ(view->message()->text(), u"1 of 3 tracks are already in your library."_s);
+    EXPECT_EQ(column(view->trackList(), 0), (QStringList{u"1"_s, u"2"_s, u"3"_s}));
+    EXPECT_EQ(column(view->trackList(), 2), (QStringList{u"3:20"_s, u"3:20"_s, u"3:20"_s}));
+    EXPECT_EQ(column(view->trackList(), 3), (QStringList{QString(), u"In Library"_s, QString()}));
+    // An image is never ejected, so its screen has no "Eject".
+    EXPECT_EQ(view->buttonTexts(), (QStringList{u"Re-rip & Replace All"_s, u"Rip Missing Tracks"_s}));
+    screenshot(*view, u"cd-rip-ready.png"_s);
+
+    view->releaseChoice()->setCurrentIndex(1);
+    emit view->releaseChoice()->activated(1);
+    EXPECT_EQ(std::get<RipStates::Ready>(controller.state()).selectedIndex, 1);
+    EXPECT_EQ(view->heading()->text(), u"Album b"_s);
+    EXPECT_EQ(column(view->trackList(), 3), (QStringList{QString(), u"In Library"_s, QString()}))
+        << "the marks stay those of the first choice";
+
+    for (const QString& title : {u"Song 1"_s, u"Song 3"_s})
+        library.add(makeTrack(title, u"Band"_s, u"Album a"_s, 200.0));
+    controller.reset();
+    const auto again = show();
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    EXPECT_EQ(again->message()->text(), u"This album is already in your library."_s);
+    EXPECT_EQ(again->buttonTexts(), QStringList{u"Re-rip & Replace All"_s}) << "nothing is missing";
+
+    EXPECT_EQ(CDRipView::releaseLabel({.title = u"Plain"_s}), u"Plain"_s);
+    EXPECT_EQ(CDRipView::trackLength(59.9), u"0:59"_s);
+    EXPECT_EQ(CDRipView::trackLength(3725), u"62:05"_s);
+}
+
+TEST_F(CDRipViewTest, ANewDiscStartsRippingFromItsOneButton)
+{
+    knownAs({release(u"a"_s)});
+    const auto view = show();
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    EXPECT_EQ(view->releaseChoice(), nullptr) << "one release, no choice";
+    EXPECT_EQ(view->message(), nullptr) << "nothing in the library, no line about it";
+    EXPECT_EQ(view->buttonTexts(), QStringList{u"Start Ripping"_s});
+
+    drive->allowedTracks = 0;
+    view->button(u"Start Ripping"_s)->click();
+    ASSERT_TRUE(std::holds_alternative<RipStates::Ripping>(controller.state()));
+    EXPECT_EQ(view->message()->text(), u"Ripping track 1 of 3…"_s);
+    ASSERT_NE(view->progressBar(), nullptr);
+    EXPECT_EQ(view->progressBar()->value(), 0);
+    EXPECT_EQ(statuses(view->trackList()), (QStringList{u"circle"_s, u"circle"_s, u"circle"_s}));
+    drive->allowedTracks = 1;
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->message()->text() == u"Ripping track 2 of 3…"_s; }, 10000));
+    EXPECT_GT(view->progressBar()->value(), 300);
+    EXPECT_EQ(statuses(view->trackList()), (QStringList{u"checkmark.circle.fill"_s, u"circle"_s, u"circle"_s}));
+    drive->allowedTracks = 99;
+    ASSERT_TRUE(waitFor<RipStates::Finished>());
+}
+
+TEST_F(CDRipViewTest, FinishedCountsFailuresOffersARetryAndDoneLeaves)
+{
+    knownAs({release(u"a"_s)});
+    // AccurateRip knows the first two tracks as they are, the third as something else.
+    const AccurateRipID id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(image.sheet));
+    const auto sums = [&](qint64 index) {
+        TrackChecksummer checksummer(framesPerTrack * 588, index == 0, index == 2);
+        checksummer.add(image.trackAudio(index, framesPerTrack).constData(), framesPerTrack * 588);
+        return checksummer.result().v2;
+    };
+    const AccurateRip::Pressing pressing{3, id.id1, id.id2, id.cddb, {{4, sums(0), 0}, {4, sums(1), 0}, {4, 1, 0}}};
+    services.accurateRip.route(u"/"_s + id.path(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));
+    drive->badSectors = {toc.trackStart(2) + 3};
+    const auto view = show();
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    view->button(u"Start Ripping"_s)->click();
+    ASSERT_TRUE(waitFor<RipStates::Finished>());
+    EXPECT_EQ(view->message()->text(), u"2 of 3 tracks added · 1 failed"_s);
+    EXPECT_EQ(view->buttonTexts(), (QStringList{u"Retry Failed Tracks"_s, u"Done"_s}));
+    EXPECT_EQ(statuses(view->trackList()),
+              (QStringList{u"checkmark.circle.fill"_s, u"checkmark.circle.fill"_s, u"exclamationmark.circle.fill"_s}));
+    EXPECT_FALSE(view->trackList()->topLevelItem(2)->text(3).isEmpty()) << "the failure in words";
+    ASSERT_NE(view->verification(), nullptr);
+    EXPECT_EQ(view->verification()->text(), u"2 of 2 tracks verified by AccurateRip"_s);
+    EXPECT_EQ(view->trackList()->topLevelItem(0)->text(3), u"accurately ripped (confidence 4, v2)"_s);
+
+    drive->badSectors.clear();
+    view->button(u"Retry Failed Tracks"_s)->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view->message()->text() == u"3 tracks added to library"_s; }, 10000));
+    EXPECT_EQ(view->verification()->text(), u"2 of 3 tracks verified by AccurateRip"_s);
+    EXPECT_TRUE(view->trackList()->topLevelItem(2)->text(3).startsWith(u"does not match"_s));
+    EXPECT_EQ(view->buttonTexts(), QStringList{u"Done"_s});
+    screenshot(*view, u"cd-rip-finished.png"_s);
+
+    bool left = false;
+    QObject::connect(view.get(), &CDRipView::finished, [&] { left = true; });
+    view->button(u"Done"_s)->click();
+    EXPECT_TRUE(left);
+    EXPECT_TRUE(std::holds_alternative<RipStates::LookingUp>(controller.state()));
+}
+
+TEST(CDRipScreenInWindow, ARemovedDiscClearsItsSelectionAndARipInProgressMarksItsRow)
+{
+    TestEnvironment::clearSettings();
+    TemporaryStores stores;
+    QTemporaryDir folder;
+    FakeServices services;
+    const DiscImages::WrittenImage image = DiscImages::writeImage(folder.path(), 2, framesPerTrack);
+    const DiscTOC toc = MusicBrainzDiscLookup::readDiscTOC(image.sheet);
+    const QJsonObject known = DiscImages::musicBrainzRelease(u"a"_s, u"Day"_s, toc.discID, 2);
+    services.musicBrainz.route(u"/ws/2/discid/"_s + toc.discID,
+                               FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, QJsonArray{known}}}).toJson(),
+                                                "application/json"));
+    Library library{QUrl::fromLocalFile(stores.folder() + u"/Music"_s)};
+    DiscMonitor monitor;
+    ContentView content(library);
+    QStringList ejected;
+    content.setEjector([&](const QString& name) { ejected.append(name); });
+    content.setDiscMonitor(&monitor);
+    monitor.addDiscImage(image.sheet);
+    const SidebarItem row = SidebarItem::cdRip(image.sheet);
+    EXPECT_EQ(content.sidebarSelection(), (SidebarItem{SidebarItem::Kind::music, {}})) << "a new disc takes no selection";
+
+    content.setSidebarSelection(row);
+    auto* view = qobject_cast<CDRipView*>(content.contentColumn());
+    ASSERT_NE(view, nullptr);
+    CDRipController& controller = *content.cdRipController();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return std::holds_alternative<RipStates::Ready>(controller.state()); }, 15000));
+    EXPECT_EQ(content.sidebar()->progress(row), std::nullopt);
+
+    QList<double> marks;
+    QObject::connect(&controller, &CDRipController::stateChanged, [&] {
+        if (const auto mark = content.sidebar()->progress(row))
+            marks.append(*mark);
+    });
+    view->button(u"Start Ripping"_s)->click();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return std::holds_alternative<RipStates::Finished>(controller.state()); }, 15000));
+    EXPECT_FALSE(marks.isEmpty()) << "the row showed the rip's progress";
+    EXPECT_EQ(content.sidebar()->progress(row), std::nullopt) << "and lets go of it at the end";
+    EXPECT_EQ(ejected, QStringList{image.sheet}) << "every track in: the disc is handed to the ejector";
+    EXPECT_EQ(controller.pendingEjectBSDName(), std::nullopt);
+
+    // Closing the image from its row's menu takes it out like a removed disc.
+    emit content.sidebar()->closeDiscImageRequested(image.sheet);
+    EXPECT_TRUE(monitor.insertedDiscs().isEmpty());
+    EXPECT_EQ(content.sidebarSelection(), std::nullopt);
+    const auto* placeholder = qobject_cast<PlaceholderView*>(content.contentColumn());
+    ASSERT_NE(placeholder, nullptr);
+    EXPECT_EQ(placeholder->title(), u"Select an item"_s);
+}
