@@ -31,7 +31,7 @@ ContentView::ContentView(Library& library, QWidget* parent)
     , m_playlists(new PlaylistsView(library))
     , m_podcasts(new PodcastsView(library))
     , m_maintenance(new LibraryMaintenanceView(library))
-    , m_cdRip(new CDRipController(MetadataHTTPClient::shared(), makeStrategy, this))
+    , m_cdRip(new CDRipController(MetadataHTTPClient::shared(), CDRipController::readers(), this))
     , m_eject([](const QString& bsdName) { DiscEject::eject(bsdName); })
 {
     m_content->addWidget(m_music);

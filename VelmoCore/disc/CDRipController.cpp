@@ -50,6 +50,11 @@ QList<qint64> ExistingRipInfo::missingIndices() const
     return missing;
 }
 
+CDRipController::StrategyMaker CDRipController::readers()
+{
+    return [](RipStrategyKind kind) { return makeStrategy(kind); };
+}
+
 CDRipController::CDRipController(MetadataHTTPClient& client, StrategyMaker strategies, QObject* parent)
     : QObject(parent)
     , m_client(client)

@@ -88,9 +88,12 @@ class CDRipController : public QObject {
 public:
     using StrategyMaker = std::function<std::unique_ptr<DiscRipStrategy>(RipStrategyKind)>;
 
+    // The strategies that read drives and images, each drive shifted by its own read offset.
+    static StrategyMaker readers();
+
     // Tests give a client on a fake clock and strategies with scripted sources.
     explicit CDRipController(MetadataHTTPClient& client = MetadataHTTPClient::shared(),
-                             StrategyMaker strategies = makeStrategy, QObject* parent = nullptr);
+                             StrategyMaker strategies = readers(), QObject* parent = nullptr);
     ~CDRipController() override;
 
     const RipState& state() const { return m_state; }
