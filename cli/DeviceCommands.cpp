@@ -7,6 +7,7 @@
 #include "library/LibraryStores.h"
 #include "platform/MountVolumeSource.h"
 #include "sync/VelmoDeviceFile.h"
+#include "sync/VolumeEjector.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -362,6 +363,20 @@ QCoro::Task<int> diff(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
+QCoro::Task<int> eject(Invocation& invocation)
+{
+    const std::optional<DeviceProfile> profile = findProfile(invocation, invocation.arguments().constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    try {
+        co_await VolumeEjector::ejectWithSystemService(profile->rootPath, profile->name);
+    } catch (const VolumeEjector::EjectError& error) {
+        co_return invocation.fail(error.message());
+    }
+    invocation.out() << quoted(profile->name) << u" was ejected and can be removed.\n"_s;
+    co_return int(exitSuccess);
+}
+
 } // namespace
 
 void addDeviceCommands(CommandLine& commandLine)
@@ -430,5 +445,14 @@ void addDeviceCommands(CommandLine& commandLine)
         .hasJsonOutput = true,
         .access = Command::Access::library,
         .run = diff,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"eject"_s},
+        .arguments = u"NAME|ID"_s,
+        .summary = u"Unmount the volume that holds the device's folder and eject or switch off its drive."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::library,
+        .run = eject,
     });
 }
