@@ -6,8 +6,12 @@
 #include <QLabel>
 #include <QFileInfo>
 #include <QListWidget>
+#include <QPainter>
 #include <QSignalBlocker>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
+
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -15,6 +19,35 @@ namespace {
 
 constexpr int kindRole = Qt::UserRole;
 constexpr int bsdNameRole = Qt::UserRole + 1;
+constexpr int progressRole = Qt::UserRole + 2;
+
+// Draws a row as usual, with a ring at its right end while the row carries a progress.
+class ProgressRowDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::paint(painter, option, index);
+        const QVariant progress = index.data(progressRole);
+        if (!progress.isValid())
+            return;
+        const qreal pen = 2.0;
+        const qreal side = std::min<qreal>(option.rect.height() - 8, 14);
+        const QRectF ring(option.rect.right() - side - 8 + pen, option.rect.center().y() - side / 2 + pen,
+                          side - 2 * pen, side - 2 * pen);
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        QColor track = option.palette.color(QPalette::Text);
+        track.setAlphaF(0.2);
+        painter->setPen(QPen(track, pen));
+        painter->drawEllipse(ring);
+        painter->setPen(QPen(option.palette.color(QPalette::Highlight), pen, Qt::SolidLine, Qt::RoundCap));
+        // Clockwise from twelve o'clock; Qt counts sixteenths of a degree, anticlockwise.
+        painter->drawArc(ring, 90 * 16, -int(std::lround(progress.toDouble() * 360 * 16)));
+        painter->restore();
+    }
+};
 
 } // namespace
 
@@ -32,6 +65,7 @@ SidebarView::SidebarView(QWidget* parent)
     m_list->setFrameShape(QFrame::NoFrame);
     m_list->setIconSize(QSize(18, 18));
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_list->setItemDelegate(new ProgressRowDelegate(m_list));
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -97,6 +131,25 @@ void SidebarView::setSelection(const std::optional<SidebarItem>& item)
         }
     }
     m_list->clearSelection();
+}
+
+void SidebarView::setProgress(SidebarItem::Kind kind, std::optional<double> fraction)
+{
+    for (int i = 0; i < m_list->count(); ++i) {
+        QListWidgetItem* row = m_list->item(i);
+        if (itemOf(row).kind == kind)
+            row->setData(progressRole, fraction ? QVariant(std::clamp(*fraction, 0.0, 1.0)) : QVariant());
+    }
+}
+
+std::optional<double> SidebarView::progress(SidebarItem::Kind kind) const
+{
+    for (int i = 0; i < m_list->count(); ++i) {
+        const QListWidgetItem* row = m_list->item(i);
+        if (itemOf(row).kind == kind && row->data(progressRole).isValid())
+            return row->data(progressRole).toDouble();
+    }
+    return std::nullopt;
 }
 
 QStringList SidebarView::rowTexts() const

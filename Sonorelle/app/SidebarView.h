@@ -24,6 +24,10 @@ public:
     // Replaces the "CD Rip" rows; a selected disc that is still there stays selected.
     void setDiscs(const QList<DiscInfo>& discs);
 
+    // The small ring of progress on the rows of one kind, in 0...1; none takes it away.
+    void setProgress(SidebarItem::Kind kind, std::optional<double> fraction);
+    std::optional<double> progress(SidebarItem::Kind kind) const;
+
     // Rows in order, for tests and accessibility: the text of each.
     QStringList rowTexts() const;
 
