@@ -6,6 +6,7 @@
 #include "library/BlockingWait.h"
 #include "sync/VolumeEjector.h"
 #include "sync/VolumeMonitor.h"
+#include "widgets/Icons.h"
 
 #include <QLabel>
 #include <QListWidget>
@@ -28,12 +29,19 @@ void trigger(QMenu& menu, const QString& text)
     }
 }
 
-// Saved only when asked for, to refresh the pictures in docs/screenshots.
+// Pictures for docs/screenshots, only when asked for; with the icon theme the window uses.
+bool screenshotsWanted()
+{
+    const bool wanted = !qEnvironmentVariable("SONORELLE_SCREENSHOTS").isEmpty();
+    if (wanted)
+        Icons::chooseTheme();
+    return wanted;
+}
+
 void saveScreenshot(QWidget& widget, const QString& name)
 {
-    const QString folder = qEnvironmentVariable("SONORELLE_SCREENSHOTS");
-    if (!folder.isEmpty())
-        widget.grab().save(folder + u'/' + name);
+    if (screenshotsWanted())
+        widget.grab().save(qEnvironmentVariable("SONORELLE_SCREENSHOTS") + u'/' + name);
 }
 
 class DeviceScreensTest : public ::testing::Test, protected DeviceFixture {
@@ -172,6 +180,7 @@ TEST_F(DeviceScreensTest, AConnectedDeviceShowsItsCountsAndTheChangesOnRequest)
 
 TEST_F(DeviceScreensTest, ARunShowsItsProgressAndItemsThenWhatItDid)
 {
+    screenshotsWanted();
     for (const QString& title : {u"One"_s, u"Two"_s, u"Three"_s})
         addTrack(title);
     const QString root = device(u"WALKMAN"_s);
