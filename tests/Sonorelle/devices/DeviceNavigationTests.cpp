@@ -72,8 +72,9 @@ TEST_F(DeviceNavigationTest, LeavingDevicesDropsTheDiffButTheRunGoesOnWithItsMar
     ASSERT_TRUE(waitUntil<SyncStates::Ready>(content->syncController()));
     std::optional<double> markSeenElsewhere;
     QObject::connect(&content->syncController(), &DeviceSyncController::stateChanged, content.get(), [&] {
-        if (content->sidebarSelection()->kind == SidebarItem::Kind::music && !markSeenElsewhere)
-            markSeenElsewhere = content->sidebar()->progress(SidebarItem::Kind::devices);
+        const std::optional<double> mark = content->sidebar()->progress(SidebarItem::Kind::devices);
+        if (content->sidebarSelection()->kind == SidebarItem::Kind::music && mark)
+            markSeenElsewhere = std::max(mark.value(), markSeenElsewhere.value_or(0.0));
     });
     content->syncController().startSync(walkman);
     EXPECT_EQ(content->sidebar()->progress(SidebarItem::Kind::devices), 0.0);

@@ -149,11 +149,13 @@ TEST_F(DeviceScreensTest, AConnectedDeviceShowsItsCountsAndTheChangesOnRequest)
         p.outputFormat = OutputFormat::mp3;
         p.transcodeBitrate = 192;
     });
-    const auto view = detailFor(walkman);
+    // Looked at before any event is handled, while the diff is still being computed.
+    const auto view = std::make_unique<DeviceDetailView>(*library, *controller, nullptr, walkman, ejector);
     EXPECT_EQ(view->status(), u"Connected"_s);
     EXPECT_EQ(view->connectHint(), QString());
     EXPECT_EQ(view->caption(), u"Full Library  ·  MP3 · 192 kbps  ·  Artist/Album/Track"_s);
     EXPECT_EQ(view->body()->texts(), QStringList{u"Computing changes…"_s});
+    view->show();
 
     ASSERT_TRUE(waitUntil<SyncStates::Ready>(*controller));
     EXPECT_EQ(view->body()->texts(), (QStringList{u"2 to add"_s, u"1 to remove"_s, u"0 unchanged"_s}));
