@@ -81,4 +81,35 @@ void addTo(QMenu& menu, Library& library, const QList<QUuid>& trackIDs)
     }
 }
 
+void addPlaylistEntries(QMenu& menu, Library& library, const QUuid& listID, bool isSmart)
+{
+    QList<DeviceProfile> eligible;
+    std::ranges::copy_if(library.deviceProfiles(), std::back_inserter(eligible),
+                         [](const DeviceProfile& p) { return p.syncScope == SyncScope::selectedPlaylists; });
+    if (eligible.isEmpty())
+        return;
+    QMenu* target = eligible.size() == 1 ? &menu : menu.addMenu(u"Add to Device"_s);
+    QPointer<Library> guarded(&library);
+    for (const DeviceProfile& profile : std::as_const(eligible)) {
+        const QList<QUuid>& lists = isSmart ? profile.smartPlaylistIDs : profile.playlistIDs;
+        const bool onDevice = lists.contains(listID);
+        target->addAction((onDevice ? u"Remove from "_s : u"Add to "_s) + profile.name,
+                          [guarded, profileID = profile.id, listID, isSmart] {
+                              if (!guarded)
+                                  return;
+                              const auto it = std::ranges::find(guarded->deviceProfiles(), profileID, &DeviceProfile::id);
+                              if (it == guarded->deviceProfiles().cend())
+                                  return;
+                              DeviceProfile changed = *it;
+                              QList<QUuid>& ids = isSmart ? changed.smartPlaylistIDs : changed.playlistIDs;
+                              if (ids.contains(listID))
+                                  ids.removeAll(listID);
+                              else
+                                  ids.append(listID);
+                              guarded->updateDeviceProfile(changed);
+                          });
+    }
+    menu.addSeparator();
+}
+
 } // namespace DeviceMenuItems

@@ -15,4 +15,9 @@ namespace DeviceMenuItems {
 // several the submenus "Add to Device" and "Remove from Device" with the devices that apply.
 void addTo(QMenu& menu, Library& library, const QList<QUuid>& trackIDs);
 
+// The same for a playlist's row: with one such device "Remove from <name>" when the list is
+// on it and "Add to <name>" when not, with several a submenu "Add to Device" with one such
+// entry per device; then a divider. Nothing without such a device.
+void addPlaylistEntries(QMenu& menu, Library& library, const QUuid& listID, bool isSmart);
+
 } // namespace DeviceMenuItems

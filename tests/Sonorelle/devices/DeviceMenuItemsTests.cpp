@@ -98,3 +98,37 @@ TEST_F(DeviceMenuItemsTest, SeveralDevicesGetASubmenuEachWithTheDevicesThatApply
     trigger(u"Stick"_s);
     EXPECT_EQ(library->deviceProfiles().at(1).manualTrackIDs, QList{two.id});
 }
+
+TEST_F(DeviceMenuItemsTest, APlaylistRowPutsTheListOnAndOffEachDevice)
+{
+    const Playlist road = library->createPlaylist(u"Road"_s);
+    const SmartPlaylist recent = library->createSmartPlaylist(u"Recent"_s);
+    const auto rowEntries = [this](const QUuid& id, bool isSmart) {
+        menu = std::make_unique<QMenu>();
+        DeviceMenuItems::addPlaylistEntries(*menu, *library, id, isSmart);
+        QStringList texts;
+        for (const QAction* action : menu->actions())
+            texts.append(action->isSeparator() ? u"-"_s : action->text());
+        return texts;
+    };
+    addProfile(u"Walkman"_s, device(u"WALKMAN"_s));
+    EXPECT_TRUE(rowEntries(road.id, false).isEmpty());
+
+    chosenContent(u"Car"_s);
+    EXPECT_EQ(rowEntries(road.id, false), (QStringList{u"Add to Car"_s, u"-"_s}));
+    trigger(u"Add to Car"_s);
+    EXPECT_EQ(library->deviceProfiles().at(1).playlistIDs, QList{road.id});
+    EXPECT_EQ(rowEntries(road.id, false), (QStringList{u"Remove from Car"_s, u"-"_s}));
+    // A smart playlist is counted apart from the regular ones.
+    EXPECT_EQ(rowEntries(recent.id, true), (QStringList{u"Add to Car"_s, u"-"_s}));
+
+    chosenContent(u"Stick"_s);
+    menu = std::make_unique<QMenu>();
+    DeviceMenuItems::addPlaylistEntries(*menu, *library, road.id, false);
+    ASSERT_TRUE(menu->actions().constFirst()->menu());
+    EXPECT_EQ(menu->actions().constFirst()->text(), u"Add to Device"_s);
+    trigger(u"Remove from Car"_s);
+    trigger(u"Add to Stick"_s);
+    EXPECT_TRUE(library->deviceProfiles().at(1).playlistIDs.isEmpty());
+    EXPECT_EQ(library->deviceProfiles().at(2).playlistIDs, QList{road.id});
+}
