@@ -325,20 +325,19 @@ void DeviceProfileEditorSheet::volumeChosen()
     if (volume && m_name->text().trimmed().isEmpty())
         m_name->setText(volume->name);
     m_syncFolder->setText(u"No folder chosen"_s);
-    m_chooseFolder->setEnabled(volume.has_value());
     m_resetFolder->setEnabled(false);
     updateConfirm();
 }
 
 void DeviceProfileEditorSheet::chooseSubfolder()
 {
+    // Without a volume any folder will do: a player that mounts as no removable volume, or
+    // a folder to try a sync on.
     const std::optional<MountedVolume> volume = chosenVolume();
-    if (!volume)
-        return;
-    const QString deviceName = volume->name.isEmpty() ? u"the device"_s : volume->name;
+    const QString deviceName = volume && !volume->name.isEmpty() ? volume->name : u"the device"_s;
     const std::optional<QString> folder = m_pickFolder(
         this, {u"Choose the subfolder on "_s + deviceName + u" to sync music into."_s, u"Choose"_s,
-               volume->url.toLocalFile(), true});
+               volume ? volume->url.toLocalFile() : QDir::homePath(), true});
     if (!folder)
         return;
     m_subfolder = *folder;

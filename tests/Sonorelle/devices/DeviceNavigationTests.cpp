@@ -9,6 +9,7 @@
 #include "widgets/PlaceholderView.h"
 
 #include <QComboBox>
+#include <QLineEdit>
 #include <QPushButton>
 
 #include <gtest/gtest.h>
@@ -104,4 +105,27 @@ TEST_F(DeviceNavigationTest, ADeviceAddedInTheEditorIsSelected)
     EXPECT_EQ(content->selectedDeviceID(), library->deviceProfiles().constFirst().id);
     EXPECT_EQ(content->devicesView()->listTexts(), QStringList{u"STICK\tConnected"_s});
     ASSERT_TRUE(qobject_cast<DeviceDetailView*>(content->detailColumn()));
+}
+
+TEST_F(DeviceNavigationTest, AFolderBecomesADeviceThatShowsItsChangesAndSyncs)
+{
+    addTrack(u"One"_s);
+    const QString root = device(u"folder"_s);
+    content->setFolderPicker([root](QWidget*, const FolderPickerRequest&) { return std::optional(root); });
+    select(SidebarItem::Kind::devices);
+    emit content->devicesView()->addRequested();
+    DeviceProfileEditorSheet* editor = content->deviceEditor();
+    ASSERT_TRUE(editor);
+    editor->nameField()->setText(u"Trial"_s);
+    editor->chooseFolderButton()->click();
+    editor->confirmButton()->click();
+
+    auto* detail = qobject_cast<DeviceDetailView*>(content->detailColumn());
+    ASSERT_TRUE(detail);
+    EXPECT_EQ(detail->profile().rootPath, root);
+    ASSERT_TRUE(waitUntil<SyncStates::Ready>(content->syncController()));
+    detail->syncNowButton()->click();
+    ASSERT_TRUE(waitUntil<SyncStates::Finished>(content->syncController()));
+    EXPECT_TRUE(exists(root + u"/Music/Band/Record/One.mp3"_s));
+    EXPECT_EQ(content->devicesView()->listTexts(), QStringList{u"Trial\tConnected"_s});
 }

@@ -86,7 +86,6 @@ TEST_F(DeviceProfileEditorSheetTest, AVolumeGivesItsNameAndRootAndASubfolderCanB
     mount({volume(u"STICK"_s), volume(u"CARD"_s)});
     const auto editor = sheet();
     EXPECT_EQ(editor->syncFolderText(), u"No folder chosen"_s);
-    EXPECT_FALSE(editor->chooseFolderButton()->isEnabled());
 
     editor->volumePicker()->setCurrentIndex(1);
     EXPECT_EQ(editor->nameField()->text(), u"STICK"_s);
@@ -95,6 +94,7 @@ TEST_F(DeviceProfileEditorSheetTest, AVolumeGivesItsNameAndRootAndASubfolderCanB
     editor->nameField()->setText(u"My Player"_s);
     editor->volumePicker()->setCurrentIndex(2);
     EXPECT_EQ(editor->nameField()->text(), u"My Player"_s);
+    EXPECT_EQ(editor->syncFolderText(), u"No folder chosen"_s);
 
     pickedFolder = devices.filePath(u"CARD/Music Here"_s);
     editor->chooseFolderButton()->click();
@@ -119,6 +119,23 @@ TEST_F(DeviceProfileEditorSheetTest, AVolumeGivesItsNameAndRootAndASubfolderCanB
     another->resetFolderButton()->click();
     EXPECT_EQ(another->syncFolderText(), u"No folder chosen"_s);
     EXPECT_EQ(another->save().rootPath, devices.filePath(u"STICK"_s));
+}
+
+TEST_F(DeviceProfileEditorSheetTest, WithoutAVolumeAnyChosenFolderIsTheRoot)
+{
+    mount({});
+    const auto editor = sheet();
+    editor->nameField()->setText(u"Test Player"_s);
+    EXPECT_FALSE(editor->confirmButton()->isEnabled());
+    editor->chooseFolderButton()->click();
+    EXPECT_FALSE(editor->confirmButton()->isEnabled());
+    pickedFolder = device(u"folder"_s);
+    editor->chooseFolderButton()->click();
+    ASSERT_EQ(requests.size(), 2);
+    EXPECT_EQ(requests.constLast().message, u"Choose the subfolder on the device to sync music into."_s);
+    EXPECT_EQ(requests.constLast().startFolder, QDir::homePath());
+    EXPECT_TRUE(editor->confirmButton()->isEnabled());
+    EXPECT_EQ(editor->save().rootPath, *pickedFolder);
 }
 
 TEST_F(DeviceProfileEditorSheetTest, ANewDeviceIsStoredWithTheChosenFieldsAndDefaultFolders)
