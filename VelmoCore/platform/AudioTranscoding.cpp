@@ -99,7 +99,9 @@ Source openSource(const QString& path)
 {
     AVFormatContext* raw = nullptr;
     if (const int code = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr); code < 0) {
-        if (code == AVERROR(ENOENT) || code == AVERROR(EACCES) || code == AVERROR(EISDIR))
+        if (code == AVERROR(ENOENT))
+            readFailure(u"the file is missing"_s);
+        if (code == AVERROR(EACCES) || code == AVERROR(EPERM) || code == AVERROR(EISDIR) || code == AVERROR(EIO))
             readFailure(u"the file could not be opened: "_s + describe(code));
         throw Failure(Failure::Stage::noAudio, u"the file is not audio"_s);
     }
