@@ -9,7 +9,7 @@ using namespace Qt::StringLiterals;
 
 std::optional<DeviceProfile> findDeviceProfile(Invocation& invocation, const QString& nameOrID)
 {
-    const auto quoted = [](const QString& text) { return u'"' + text + u'"'; };
+    const auto quoted = [](const QString& text) -> QString { return u'"' + text + u'"'; };
     const QList<DeviceProfile>& profiles = invocation.library().deviceProfiles();
     QList<DeviceProfile> named;
     std::copy_if(profiles.cbegin(), profiles.cend(), std::back_inserter(named),

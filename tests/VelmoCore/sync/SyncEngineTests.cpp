@@ -1,4 +1,6 @@
 #include "library/BlockingWait.h"
+#include "library/TagReader.h"
+#include "support/EncodedAudio.h"
 #include "support/AsyncTesting.h"
 #include "support/SmallFileSystem.h"
 #include "support/TestEnvironment.h"
@@ -318,4 +320,79 @@ TEST_F(SyncEngineTest, AnAddThatIsNotAudioFailsInWordsAndLeavesNothingBehind)
     EXPECT_EQ(error.kind(), Transcoder::TranscodeError::Kind::noAudioTrack);
     EXPECT_EQ(error.message(), u"“%1” holds no audio, so it was not put on the device."_s.arg(text.path()));
     EXPECT_EQ(listing(device.path()), QStringList{u".velmo"_s});
+}
+
+TEST_F(SyncEngineTest, ParallelTranscodesKeepTheProgressInListOrder)
+{
+    profile.outputFormat = OutputFormat::mp3;
+    profile.transcodeBitrate = 128;
+    QList<Track> tracks;
+    SyncDiff diff;
+    for (int i = 0; i < 5; ++i) {
+        Track track = libraryTrack(u"T%1"_s.arg(i));
+        EncodedAudio::write(EncodedAudio::music(unsigned(i), 1.0 + i % 2), track.path());
+        tracks.append(track);
+        diff.toAdd.append(add(track, true));
+    }
+    SyncEngine engine;
+    engine.setTranscodeWorkers(3);
+    BlockingWait::wait(run(engine, diff, tracks));
+
+    QList<Report> expected;
+    for (int i = 0; i < 5; ++i)
+        expected.append({5, i, u"T%1"_s.arg(i)});
+    EXPECT_EQ(reports, expected);
+    for (const SyncDiff::AddItem& item : std::as_const(diff.toAdd)) {
+        const std::optional<TrackMetadata> tags = TagReader::read(item.destinationURL);
+        ASSERT_TRUE(tags) << item.destinationURL.toLocalFile().toStdString();
+        EXPECT_EQ(tags->title, item.track.title);
+    }
+    EXPECT_EQ(listing(onDevice(u"Music"_s)).size(), 5);
+}
+
+TEST_F(SyncEngineTest, TheEarliestFailedTranscodeIsThrownOnceTheOthersHaveFinished)
+{
+    profile.outputFormat = OutputFormat::aac;
+    const Track good = libraryTrack(u"Good"_s), first = libraryTrack(u"First bad"_s, "words"),
+                second = libraryTrack(u"Second bad"_s, "more words"), later = libraryTrack(u"Later"_s);
+    EncodedAudio::write(EncodedAudio::music(1, 2.0), good.path());
+    EncodedAudio::write(EncodedAudio::music(2, 2.0), later.path());
+    SyncDiff diff;
+    diff.toAdd = {add(good, true), add(first, true), add(second, true), add(later, true)};
+    SyncEngine engine;
+    engine.setTranscodeWorkers(4);
+
+    const auto error = awaitFailure<Transcoder::TranscodeError>(run(engine, diff, {good, first, second, later}));
+    EXPECT_EQ(error.source(), first.path());
+    EXPECT_FALSE(engine.isSyncing());
+    // Whatever was under way has finished: no partial file anywhere, and the good one is whole.
+    for (const QString& path : listing(device.path()))
+        EXPECT_FALSE(path.contains(u".partial."_s)) << path.toStdString();
+    EXPECT_EQ(TagReader::read(diff.toAdd.at(0).destinationURL)->title, u"Good"_s);
+    for (qsizetype i = 1; i < reports.size(); ++i)
+        EXPECT_EQ(reports.at(i).completed, reports.at(i - 1).completed + 1);
+}
+
+TEST_F(SyncEngineTest, AFileCutOffByAKillIsAddedAgainByTheNextSync)
+{
+    profile.outputFormat = OutputFormat::mp3;
+    const Track a = libraryTrack(u"A"_s), b = libraryTrack(u"B"_s);
+    EncodedAudio::write(EncodedAudio::music(1, 1.0), a.path());
+    EncodedAudio::write(EncodedAudio::music(2, 1.0), b.path());
+    SyncDiff diff = SyncDiff::compute({a, b}, {}, {}, profile, libraryRoot(), {});
+    ASSERT_EQ(diff.toAdd.size(), 2);
+    // What a kill during the second file leaves: the first whole, the second only as a hidden
+    // part beside where it should be.
+    diff.toAdd.removeLast();
+    SyncEngine engine;
+    BlockingWait::wait(run(engine, diff, {a, b}));
+    const QString second = SyncDiff::destinationURL(b, profile, libraryRoot()).toLocalFile();
+    writeFile(QFileInfo(second).path() + u"/.02 B.1f2e.partial.mp3"_s, "half an mp3");
+
+    const SyncDiff next = SyncDiff::compute({a, b}, {}, {}, profile, libraryRoot(), {});
+    ASSERT_EQ(next.toAdd.size(), 1);
+    EXPECT_EQ(next.toAdd.at(0).destinationURL.toLocalFile(), second);
+    EXPECT_TRUE(next.toRemove.isEmpty());
+    BlockingWait::wait(run(engine, next, {a, b}));
+    EXPECT_TRUE(SyncDiff::compute({a, b}, {}, {}, profile, libraryRoot(), {}).toAdd.isEmpty());
 }
