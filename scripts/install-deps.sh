@@ -19,6 +19,8 @@ packages=(
     rsync
     # the duplicate benchmark measures against fpcalc
     libchromaprint-tools
+    # the transcode benchmark measures against the command-line converter
+    ffmpeg
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )
