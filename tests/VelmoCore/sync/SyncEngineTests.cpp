@@ -396,3 +396,21 @@ TEST_F(SyncEngineTest, AFileCutOffByAKillIsAddedAgainByTheNextSync)
     BlockingWait::wait(run(engine, next, {a, b}));
     EXPECT_TRUE(SyncDiff::compute({a, b}, {}, {}, profile, libraryRoot(), {}).toAdd.isEmpty());
 }
+
+TEST_F(SyncEngineTest, ADeviceThatFillsDuringATranscodeKeepsNoPartOfIt)
+{
+    SmallFileSystem volume(96 * 1024);
+    SKIP_UNLESS_MOUNTED(volume);
+    profile.rootPath = volume.path();
+    profile.outputFormat = OutputFormat::mp3;
+    const Track lengthy = libraryTrack(u"Long"_s);
+    EncodedAudio::write(EncodedAudio::music(9, 8.0), lengthy.path());
+    SyncDiff diff;
+    diff.toAdd = {add(lengthy, true)};
+    SyncEngine engine;
+
+    const auto error = awaitFailure<Transcoder::TranscodeError>(run(engine, diff, {lengthy}));
+    EXPECT_EQ(error.kind(), Transcoder::TranscodeError::Kind::writeFailed);
+    EXPECT_TRUE(error.message().endsWith(u"there is no space left on the device."_s)) << error.message().toStdString();
+    EXPECT_EQ(listing(volume.path()), QStringList{u".velmo"_s});
+}
