@@ -163,7 +163,8 @@ Sink openSink(const QString& path, const Target& target)
     av_channel_layout_default(&encoder->ch_layout, target.channels);
     encoder->bit_rate = target.bitRate;
     encoder->time_base = AVRational{1, target.sampleRate};
-    // The encoder's own first choice: planar 16-bit for LAME, planar float for AAC.
+    // The encoder's own first choice of sample format. The decoded audio is converted straight
+    // into it, not through 16-bit PCM first, so no precision is lost on the way.
     encoder->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
     if (raw->oformat->flags & AVFMT_GLOBALHEADER)
         encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;

@@ -1,6 +1,7 @@
 #include "VelmoTest.h"
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
+#include "library/LibraryLock.h"
 #include "library/TagReader.h"
 #include "support/EncodedAudio.h"
 #include "support/TrackFactory.h"
@@ -203,4 +204,10 @@ TEST_F(DeviceCommandTest, ASyncThatFailsSaysWhyAndExitsOne)
 
     const VelmoResult missing = velmo({u"device"_s, u"sync"_s, u"Nowhere"_s});
     EXPECT_EQ(missing.status, 1);
+
+    LibraryLock application;
+    ASSERT_EQ(application.acquire(), std::nullopt);
+    const VelmoResult refused = velmo({u"device"_s, u"sync"_s, u"Stick"_s});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(refused.err.contains(u"in use"_s)) << refused.err.toStdString();
 }
