@@ -99,7 +99,9 @@ Source openSource(const QString& path)
 {
     AVFormatContext* raw = nullptr;
     if (const int code = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr); code < 0) {
-        if (code == AVERROR(ENOENT) || code == AVERROR(EACCES) || code == AVERROR(EISDIR))
+        if (code == AVERROR(ENOENT))
+            readFailure(u"the file is missing"_s);
+        if (code == AVERROR(EACCES) || code == AVERROR(EPERM) || code == AVERROR(EISDIR) || code == AVERROR(EIO))
             readFailure(u"the file could not be opened: "_s + describe(code));
         throw Failure(Failure::Stage::noAudio, u"the file is not audio"_s);
     }
@@ -161,7 +163,8 @@ Sink openSink(const QString& path, const Target& target)
     av_channel_layout_default(&encoder->ch_layout, target.channels);
     encoder->bit_rate = target.bitRate;
     encoder->time_base = AVRational{1, target.sampleRate};
-    // The encoder's own first choice: planar 16-bit for LAME, planar float for AAC.
+    // The encoder's own first choice of sample format. The decoded audio is converted straight
+    // into it, not through 16-bit PCM first, so no precision is lost on the way.
     encoder->sample_fmt = codec->sample_fmts ? codec->sample_fmts[0] : AV_SAMPLE_FMT_S16;
     if (raw->oformat->flags & AVFMT_GLOBALHEADER)
         encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
