@@ -1,12 +1,15 @@
 #include "DeviceCommands.h"
 
 #include "CommandLine.h"
+#include "DeviceLookup.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 #include "library/Library.h"
 #include "library/LibraryStores.h"
 #include "platform/MountVolumeSource.h"
+#include "sync/SyncEngine.h"
 #include "sync/VelmoDeviceFile.h"
+#include "sync/VolumeEjector.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -14,6 +17,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <unistd.h>
 #include <variant>
 
 using namespace Qt::StringLiterals;
@@ -28,33 +32,6 @@ void printJson(Invocation& invocation, const QByteArray& json)
 QString quoted(const QString& text)
 {
     return u'"' + text + u'"';
-}
-
-// Names need not be unique: an exact name first, and an id when no name matches.
-std::optional<DeviceProfile> findProfile(Invocation& invocation, const QString& nameOrID)
-{
-    const QList<DeviceProfile>& profiles = invocation.library().deviceProfiles();
-    QList<DeviceProfile> named;
-    std::copy_if(profiles.cbegin(), profiles.cend(), std::back_inserter(named),
-                 [&nameOrID](const DeviceProfile& p) { return p.name == nameOrID; });
-    if (named.size() == 1)
-        return named.constFirst();
-    if (named.size() > 1) {
-        QStringList ids;
-        for (const DeviceProfile& profile : named)
-            ids.append(u"  "_s + Json::uuidString(profile.id));
-        invocation.fail(u"%1 device profiles are named %2:\n%3\nGive the id of the one you mean in place of the name."_s
-                            .arg(named.size())
-                            .arg(quoted(nameOrID), ids.join(u'\n')));
-        return std::nullopt;
-    }
-    const QUuid id = QUuid::fromString(nameOrID);
-    const auto byID = std::find_if(profiles.cbegin(), profiles.cend(),
-                                   [&id](const DeviceProfile& p) { return !id.isNull() && p.id == id; });
-    if (byID != profiles.cend())
-        return *byID;
-    invocation.fail(u"No device profile is named %1. Run \"velmo device list\" to see them all."_s.arg(quoted(nameOrID)));
-    return std::nullopt;
 }
 
 bool isConnected(const DeviceProfile& profile)
@@ -157,7 +134,7 @@ void printProfile(QTextStream& out, const DeviceProfile& profile, const Library&
 
 QCoro::Task<int> show(Invocation& invocation)
 {
-    const std::optional<DeviceProfile> profile = findProfile(invocation, invocation.arguments().constFirst());
+    const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, invocation.arguments().constFirst());
     if (!profile)
         co_return int(exitFailure);
     if (invocation.json())
@@ -251,7 +228,7 @@ QCoro::Task<int> set(Invocation& invocation)
 {
     Library& library = invocation.library();
     const QStringList arguments = invocation.arguments();
-    const std::optional<DeviceProfile> profile = findProfile(invocation, arguments.constFirst());
+    const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, arguments.constFirst());
     if (!profile)
         co_return int(exitFailure);
     QJsonObject object = QJsonDocument::fromJson(Json::encode(*profile)).object();
@@ -272,7 +249,7 @@ QCoro::Task<int> set(Invocation& invocation)
 
 QCoro::Task<int> removeProfile(Invocation& invocation)
 {
-    const std::optional<DeviceProfile> profile = findProfile(invocation, invocation.arguments().constFirst());
+    const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, invocation.arguments().constFirst());
     if (!profile)
         co_return int(exitFailure);
     invocation.library().deleteDeviceProfile(profile->id);
@@ -325,23 +302,10 @@ void writeDiffJson(JsonWriter& w, const SyncDiff& diff, const DeviceProfile& pro
     w.endObject();
 }
 
-QCoro::Task<int> diff(Invocation& invocation)
+void printDiff(QTextStream& out, const SyncDiff& result, const DeviceProfile& profile)
 {
-    const Library& library = invocation.library();
-    const std::optional<DeviceProfile> profile = findProfile(invocation, invocation.arguments().constFirst());
-    if (!profile)
-        co_return int(exitFailure);
-    const SyncDiff result = library.syncDiff(*profile, library.podcastsToSync(*profile));
-
-    if (invocation.json()) {
-        JsonWriter writer;
-        writeDiffJson(writer, result, *profile);
-        printJson(invocation, writer.take());
-        co_return int(exitSuccess);
-    }
-    QTextStream& out = invocation.out();
-    if (!isConnected(*profile))
-        out << profile->rootPath << u" is not there: the device is not connected, so everything is to add.\n"_s;
+    if (!isConnected(profile))
+        out << profile.rootPath << u" is not there: the device is not connected, so everything is to add.\n"_s;
     out << u"To add ("_s << result.toAdd.size() << u"):\n"_s;
     for (const SyncDiff::AddItem& item : result.toAdd)
         out << (item.needsTranscode ? u"  transcode  "_s : u"  copy       "_s) << item.destinationURL.toLocalFile() << u'\n';
@@ -359,6 +323,138 @@ QCoro::Task<int> diff(Invocation& invocation)
             out << u"  "_s << url.toLocalFile() << u'\n';
         out << u"Podcast episodes unchanged: "_s << changes.unchanged << u'\n';
     }
+}
+
+QCoro::Task<int> diff(Invocation& invocation)
+{
+    const Library& library = invocation.library();
+    const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, invocation.arguments().constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    const SyncDiff result = library.syncDiff(*profile, library.podcastsToSync(*profile));
+    if (invocation.json()) {
+        JsonWriter writer;
+        writeDiffJson(writer, result, *profile);
+        printJson(invocation, writer.take());
+    } else {
+        printDiff(invocation.out(), result, *profile);
+    }
+    co_return int(exitSuccess);
+}
+
+// A bar redrawn in place on a terminal; a line per item in a log.
+class SyncReporter {
+public:
+    explicit SyncReporter(QTextStream& err)
+        : m_err(err)
+        , m_terminal(::isatty(STDERR_FILENO) == 1)
+    {
+    }
+
+    void report(qint64 total, qint64 completed, const QString& item)
+    {
+        if (!m_terminal) {
+            m_err << u"["_s << completed << u'/' << total << u"] "_s << item << Qt::endl;
+            return;
+        }
+        constexpr int width = 30;
+        const int filled = total > 0 ? int(completed * width / total) : width;
+        QString name = item;
+        if (name.size() > 40)
+            name = name.left(39) + u'…';
+        m_err << u"\r\x1b[K["_s << QString(filled, u'#') << QString(width - filled, u'.') << u"] "_s << completed
+              << u'/' << total << u' ' << name << Qt::flush;
+        m_drawn = true;
+    }
+
+    void finish()
+    {
+        if (m_drawn)
+            m_err << u"\r\x1b[K"_s << Qt::flush;
+        m_drawn = false;
+    }
+
+private:
+    QTextStream& m_err;
+    bool m_terminal;
+    bool m_drawn = false;
+};
+
+qsizetype countPresent(const QList<SyncDiff::AddItem>& adds)
+{
+    return std::count_if(adds.cbegin(), adds.cend(),
+                         [](const SyncDiff::AddItem& item) { return QFileInfo::exists(item.destinationURL.toLocalFile()); });
+}
+
+QCoro::Task<int> syncDevice(Invocation& invocation)
+{
+    Library& library = invocation.library();
+    const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, invocation.arguments().constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    const SyncDiff plan = library.syncDiff(*profile, library.podcastsToSync(*profile));
+    QTextStream& out = invocation.out();
+    if (invocation.isSet(u"dry-run"_s)) {
+        printDiff(out, plan, *profile);
+        co_return int(exitSuccess);
+    }
+    if (!isConnected(*profile))
+        co_return invocation.fail(u"The device is not connected: %1 is not there. Nothing was synced."_s.arg(profile->rootPath));
+
+    SyncReporter reporter(invocation.err());
+    const SyncEngine::ProgressHandler onProgress = [&reporter](qint64 total, qint64 completed, const QString& item) {
+        reporter.report(total, completed, item);
+    };
+    std::optional<QString> failure;
+    try {
+        QCoro::Task<> run = SyncEngine::shared().sync(plan, *profile, library.playlists(), library.smartPlaylists(),
+                                                      library.tracks(), library.rootURL(), onProgress);
+        co_await std::move(run);
+    } catch (const std::exception& error) {
+        failure = QString::fromUtf8(error.what());
+    }
+    reporter.finish();
+    const qsizetype added = countPresent(plan.toAdd);
+    const qsizetype transcoded = std::count_if(plan.toAdd.cbegin(), plan.toAdd.cend(), [](const SyncDiff::AddItem& item) {
+        return item.needsTranscode && QFileInfo::exists(item.destinationURL.toLocalFile());
+    });
+    const qsizetype removed = std::count_if(plan.toRemove.cbegin(), plan.toRemove.cend(),
+                                            [](const QUrl& url) { return !QFileInfo::exists(url.toLocalFile()); });
+    out << u"Added "_s << DisplayText::counted(added, u"track"_s) << u" ("_s << transcoded << u" transcoded), removed "_s
+        << DisplayText::counted(removed, u"file"_s) << u'.';
+    if (added < plan.toAdd.size())
+        out << u' ' << DisplayText::counted(plan.toAdd.size() - added, u"track"_s) << u" not added."_s;
+    if (removed < plan.toRemove.size())
+        out << u' ' << DisplayText::counted(plan.toRemove.size() - removed, u"file"_s) << u" could not be removed."_s;
+    out << u'\n';
+    if (failure)
+        co_return invocation.fail(*failure);
+
+    if (profile->syncPodcasts && plan.podcastChanges) {
+        try {
+            QCoro::Task<> episodes = library.syncPodcastsToDevice(profile->rootPath, *profile);
+            co_await std::move(episodes);
+        } catch (const std::exception& error) {
+            co_return invocation.fail(QString::fromUtf8(error.what()) + u" The music on the device is synced."_s);
+        }
+        out << u"Podcast episodes: "_s << plan.podcastChanges->toAdd.size() << u" added, "_s
+            << plan.podcastChanges->toRemove.size() << u" removed, "_s << plan.podcastChanges->unchanged
+            << u" unchanged.\n"_s;
+    }
+    co_return int(exitSuccess);
+}
+
+QCoro::Task<int> eject(Invocation& invocation)
+{
+    const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, invocation.arguments().constFirst());
+    if (!profile)
+        co_return int(exitFailure);
+    try {
+        co_await VolumeEjector::ejectWithSystemService(profile->rootPath, profile->name);
+    } catch (const VolumeEjector::EjectError& error) {
+        co_return invocation.fail(error.message());
+    }
+    invocation.out() << quoted(profile->name) << u" was ejected and can be removed.\n"_s;
     co_return int(exitSuccess);
 }
 
@@ -366,7 +462,7 @@ QCoro::Task<int> diff(Invocation& invocation)
 
 void addDeviceCommands(CommandLine& commandLine)
 {
-    commandLine.addGroup(u"device"_s, u"Devices: profiles, mounted volumes and what a sync would change"_s);
+    commandLine.addGroup(u"device"_s, u"Devices: profiles, mounted volumes and syncing"_s);
     commandLine.add({
         .path = {u"device"_s, u"volumes"_s},
         .summary = u"List the removable volumes mounted now, with the profile their identity file names."_s,
@@ -430,5 +526,26 @@ void addDeviceCommands(CommandLine& commandLine)
         .hasJsonOutput = true,
         .access = Command::Access::library,
         .run = diff,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"sync"_s},
+        .arguments = u"NAME|ID"_s,
+        .summary = u"Bring the device into line with its profile: remove, copy or transcode, write the playlists "
+                   "and copy the podcast episodes. With --dry-run, only say what would change."_s,
+        .options = {QCommandLineOption(u"dry-run"_s, u"Print what would change and touch nothing."_s)},
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::changesLibrary,
+        .writes = {StoreKind::deviceProfiles},
+        .run = syncDevice,
+    });
+    commandLine.add({
+        .path = {u"device"_s, u"eject"_s},
+        .arguments = u"NAME|ID"_s,
+        .summary = u"Unmount the volume that holds the device's folder and eject or switch off its drive."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .access = Command::Access::library,
+        .run = eject,
     });
 }

@@ -2,5 +2,5 @@
 
 class CommandLine;
 
-// velmo device volumes | list | add | show | set | remove | diff
+// velmo device volumes | list | add | show | set | remove | diff | sync | eject
 void addDeviceCommands(CommandLine& commandLine);

@@ -19,6 +19,10 @@ packages=(
     rsync
     # the duplicate benchmark measures against fpcalc
     libchromaprint-tools
+    # the transcode benchmark measures against the command-line converter
+    ffmpeg
+    # the eject adapter is tested against a fake disk service on a bus of its own
+    dbus-daemon
     # running the application
     qt6-qpa-plugins fonts-dejavu-core adwaita-icon-theme eject
 )

@@ -1,6 +1,10 @@
 #include "ContentView.h"
 
 #include "SidebarView.h"
+#include "devices/DeviceDetailView.h"
+#include "devices/DeviceProfileEditorSheet.h"
+#include "devices/DeviceSyncController.h"
+#include "devices/DeviceSyncView.h"
 #include "disc/CDRipController.h"
 #include "disc/CDRipView.h"
 #include "disc/DiscMonitor.h"
@@ -13,6 +17,7 @@
 #include "playlists/PlaylistsView.h"
 #include "podcasts/EpisodeDetailView.h"
 #include "podcasts/PodcastsView.h"
+#include "sync/VolumeEjector.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QHBoxLayout>
@@ -24,12 +29,14 @@ using namespace Qt::StringLiterals;
 ContentView::ContentView(Library& library, QWidget* parent)
     : QWidget(parent)
     , m_library(library)
+    , m_syncController(new DeviceSyncController(library, this))
     , m_sidebar(new SidebarView(this))
     , m_content(new QStackedWidget(this))
     , m_detail(new QStackedWidget(this))
     , m_music(new MusicView(library))
     , m_playlists(new PlaylistsView(library))
     , m_podcasts(new PodcastsView(library))
+    , m_devices(new DeviceSyncView(library, *m_syncController))
     , m_maintenance(new LibraryMaintenanceView(library))
     , m_cdRip(new CDRipController(MetadataHTTPClient::shared(), CDRipController::readers(), this))
     , m_eject([](const QString& bsdName) { DiscEject::eject(bsdName); })
@@ -37,6 +44,7 @@ ContentView::ContentView(Library& library, QWidget* parent)
     m_content->addWidget(m_music);
     m_content->addWidget(m_playlists);
     m_content->addWidget(m_podcasts);
+    m_content->addWidget(m_devices);
     m_content->addWidget(m_maintenance);
 
     auto* splitter = new QSplitter(Qt::Horizontal, this);
@@ -76,7 +84,63 @@ ContentView::ContentView(Library& library, QWidget* parent)
             m_cdRip->clearPendingEject();
         }
     });
+    connect(m_devices, &DeviceSyncView::selectedDeviceIDChanged, this, &ContentView::setSelectedDeviceID);
+    connect(m_devices, &DeviceSyncView::addRequested, this, [this] { showDeviceEditor(std::nullopt); });
+    connect(m_devices, &DeviceSyncView::refreshRequested, this, [this] {
+        if (m_sidebarSelection && m_sidebarSelection->kind == SidebarItem::Kind::devices)
+            showDetail();
+    });
+    // The mark stays while the user looks at another screen: the controller outlives them all.
+    connect(m_syncController, &DeviceSyncController::stateChanged, this,
+            [this] { m_sidebar->setProgress(SidebarItem{SidebarItem::Kind::devices, {}}, m_syncController->progressFraction()); });
     setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
+}
+
+void ContentView::setVolumeMonitor(VolumeMonitor* monitor)
+{
+    m_volumes = monitor;
+    m_devices->setVolumeMonitor(monitor);
+    if (m_sidebarSelection && m_sidebarSelection->kind == SidebarItem::Kind::devices)
+        showDetail();
+}
+
+const DeviceProfile* ContentView::selectedDevice() const
+{
+    if (!m_selectedDeviceID)
+        return nullptr;
+    const auto it = std::ranges::find(m_library.deviceProfiles(), *m_selectedDeviceID, &DeviceProfile::id);
+    return it == m_library.deviceProfiles().cend() ? nullptr : &*it;
+}
+
+void ContentView::setSelectedDeviceID(const std::optional<QUuid>& id)
+{
+    if (m_selectedDeviceID == id)
+        return;
+    m_selectedDeviceID = id;
+    m_devices->setSelectedDeviceID(id);
+    showDetail();
+}
+
+DeviceProfileEditorSheet* ContentView::deviceEditor() const
+{
+    return m_deviceEditor;
+}
+
+DeviceProfileEditorSheet* ContentView::showDeviceEditor(const std::optional<DeviceProfile>& profile)
+{
+    if (m_deviceEditor)
+        return m_deviceEditor;
+    m_deviceEditor = new DeviceProfileEditorSheet(m_library, m_volumes, profile, m_pickFolder, this);
+    m_deviceEditor->setAttribute(Qt::WA_DeleteOnClose);
+    if (!profile) {
+        connect(m_deviceEditor, &QDialog::accepted, this, [this, editor = m_deviceEditor] {
+            // The device just added is the one the user wants to see.
+            if (editor && !m_library.deviceProfiles().isEmpty())
+                setSelectedDeviceID(m_library.deviceProfiles().constLast().id);
+        });
+    }
+    m_deviceEditor->open();
+    return m_deviceEditor;
 }
 
 void ContentView::setDiscMonitor(DiscMonitor* monitor)
@@ -117,6 +181,10 @@ void ContentView::setSidebarSelection(const std::optional<SidebarItem>& item)
             m_selectedEpisode.reset();
             m_podcasts->clearSelectedEpisode();
         }
+        // Leaving Devices drops the diff on show; a run is never touched.
+        if ((!item || item->kind != SidebarItem::Kind::devices)
+            && !std::holds_alternative<SyncStates::Syncing>(m_syncController->state()))
+            m_syncController->reset();
     }
     showContent();
     showDetail();
@@ -156,9 +224,7 @@ QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
     case SidebarItem::Kind::library: return m_maintenance;
     case SidebarItem::Kind::playlists: return m_playlists;
     case SidebarItem::Kind::podcasts: return m_podcasts;
-    case SidebarItem::Kind::devices:
-        return new PlaceholderView(u"externaldrive"_s, u"Devices"_s,
-                                   u"Syncing to devices isn't available in this version of Sonorelle yet."_s);
+    case SidebarItem::Kind::devices: return m_devices;
     case SidebarItem::Kind::cdRip: {
         auto* view = new CDRipView(*m_cdRip, m_library, item->bsdName);
         connect(view, &CDRipView::ejectRequested, this, [this](const QString& bsdName) { m_eject(bsdName); });
@@ -177,7 +243,8 @@ void ContentView::showContent()
         m_placeholder->deleteLater();
         m_placeholder = nullptr;
     }
-    if (screen != m_music && screen != m_playlists && screen != m_podcasts && screen != m_maintenance) {
+    if (screen != m_music && screen != m_playlists && screen != m_podcasts && screen != m_devices
+        && screen != m_maintenance) {
         m_placeholder = screen;
         m_content->addWidget(screen);
     }
@@ -189,7 +256,13 @@ void ContentView::showDetail()
     using Kind = SidebarItem::Kind;
     const std::optional<Kind> kind = m_sidebarSelection ? std::optional(m_sidebarSelection->kind) : std::nullopt;
     QWidget* detail = nullptr;
-    if (kind == Kind::devices) {
+    if (kind == Kind::devices && selectedDevice()) {
+        auto* deviceDetail = new DeviceDetailView(m_library, *m_syncController, m_volumes, *selectedDevice(),
+                                                  VolumeEjector::ejectWithSystemService);
+        connect(deviceDetail, &DeviceDetailView::editRequested, this,
+                [this](const DeviceProfile& profile) { showDeviceEditor(profile); });
+        detail = deviceDetail;
+    } else if (kind == Kind::devices) {
         detail = new PlaceholderView(u"externaldrive"_s, u"No Device Selected"_s,
                                      u"Choose a device from the list."_s);
     } else if (kind == Kind::podcasts && selectedEpisodeHasPodcast()) {

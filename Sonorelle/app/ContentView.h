@@ -4,13 +4,20 @@
 #include "library/Track.h"
 #include "music/AlbumGroup.h"
 #include "podcasts/Episode.h"
+#include "widgets/FolderPicker.h"
 
+#include <QPointer>
+#include <QUuid>
 #include <QWidget>
 
 #include <functional>
 #include <optional>
 
 class CDRipController;
+class DeviceDetailView;
+class DeviceProfileEditorSheet;
+class DeviceSyncController;
+class DeviceSyncView;
 class DiscMonitor;
 class Library;
 class LibraryMaintenanceView;
@@ -19,6 +26,8 @@ class PlaylistsView;
 class PodcastsView;
 class QStackedWidget;
 class SidebarView;
+class VolumeMonitor;
+struct DeviceProfile;
 
 // The main window's three columns: sidebar, content and detail. It owns the selections that
 // connect the columns and decides what each column shows.
@@ -37,6 +46,9 @@ public:
     const std::optional<Episode>& selectedEpisode() const { return m_selectedEpisode; }
     void setSelectedEpisode(const std::optional<Episode>& episode);
 
+    const std::optional<QUuid>& selectedDeviceID() const { return m_selectedDeviceID; }
+    void setSelectedDeviceID(const std::optional<QUuid>& id);
+
     // The discs whose "CD Rip" rows the sidebar shows.
     void setDiscMonitor(DiscMonitor* monitor);
     // The one rip controller, for the window's life: a rip goes on behind other screens.
@@ -44,11 +56,20 @@ public:
     // How a disc is ejected; tests watch it instead of running the system's tool.
     using Ejector = std::function<void(const QString& bsdName)>;
     void setEjector(Ejector ejector) { m_eject = std::move(ejector); }
+    // The volumes the device screens follow and the editor offers.
+    void setVolumeMonitor(VolumeMonitor* monitor);
+    // How the device editor asks for folders; a dialog unless a test answers.
+    void setFolderPicker(FolderPicker picker) { m_pickFolder = std::move(picker); }
 
     SidebarView* sidebar() const { return m_sidebar; }
     MusicView* musicView() const { return m_music; }
     PlaylistsView* playlistsView() const { return m_playlists; }
     PodcastsView* podcastsView() const { return m_podcasts; }
+    DeviceSyncView* devicesView() const { return m_devices; }
+    DeviceSyncController& syncController() const { return *m_syncController; }
+    // Opens the device editor: for a new device without a profile. One at a time.
+    DeviceProfileEditorSheet* showDeviceEditor(const std::optional<DeviceProfile>& profile);
+    DeviceProfileEditorSheet* deviceEditor() const;
     // What the content and detail columns show now.
     QWidget* contentColumn() const;
     QWidget* detailColumn() const;
@@ -66,18 +87,25 @@ private:
     void showDetail();
     bool selectedEpisodeHasPodcast() const;
     void showRipProgress();
+    const DeviceProfile* selectedDevice() const;
 
     Library& m_library;
     std::optional<SidebarItem> m_sidebarSelection;
     std::optional<Track> m_selectedTrack;
     std::optional<AlbumGroup> m_selectedAlbum;
     std::optional<Episode> m_selectedEpisode;
+    std::optional<QUuid> m_selectedDeviceID;
+    DeviceSyncController* m_syncController;
+    VolumeMonitor* m_volumes = nullptr;
+    FolderPicker m_pickFolder = chooseFolderWithDialog;
+    QPointer<DeviceProfileEditorSheet> m_deviceEditor;
     SidebarView* m_sidebar;
     QStackedWidget* m_content;
     QStackedWidget* m_detail;
     MusicView* m_music;
     PlaylistsView* m_playlists;
     PodcastsView* m_podcasts;
+    DeviceSyncView* m_devices;
     LibraryMaintenanceView* m_maintenance;
     QWidget* m_placeholder = nullptr;
     CDRipController* m_cdRip;

@@ -75,6 +75,13 @@ void MainWindow::setDiscMonitor(DiscMonitor* monitor)
         m_contentView->setDiscMonitor(monitor);
 }
 
+void MainWindow::setVolumeMonitor(VolumeMonitor* monitor)
+{
+    m_volumeMonitor = monitor;
+    if (m_contentView)
+        m_contentView->setVolumeMonitor(monitor);
+}
+
 void MainWindow::chooseDiscImage()
 {
     const QString path =
@@ -146,6 +153,8 @@ void MainWindow::showCurrentScreen()
         connect(m_contentView, &ContentView::appeared, this, &MainWindow::contentAppeared);
         if (m_discMonitor)
             m_contentView->setDiscMonitor(m_discMonitor);
+        if (m_volumeMonitor)
+            m_contentView->setVolumeMonitor(m_volumeMonitor);
         m_screens->addWidget(m_contentView);
         m_screens->setCurrentWidget(m_contentView);
         if (m_onboardingView) {

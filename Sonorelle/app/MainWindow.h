@@ -10,6 +10,7 @@ class OnboardingView;
 class PreferencesView;
 class QStackedWidget;
 class UpdateCheck;
+class VolumeMonitor;
 
 // The one window: onboarding until a library exists, then the three columns.
 class MainWindow : public QMainWindow {
@@ -20,6 +21,8 @@ public:
 
     // The discs of the sidebar; "File ▸ Open Disc Image…" adds images to it.
     void setDiscMonitor(DiscMonitor* monitor);
+    // The volumes of the device screens.
+    void setVolumeMonitor(VolumeMonitor* monitor);
     // Lists the image by its absolute path and selects its row.
     void openDiscImage(const QString& sheetPath);
 
@@ -47,4 +50,5 @@ private:
     PreferencesView* m_preferences = nullptr;
     UpdateCheck* m_updateCheck;
     DiscMonitor* m_discMonitor = nullptr;
+    VolumeMonitor* m_volumeMonitor = nullptr;
 };

@@ -1,7 +1,6 @@
 #include "SidebarView.h"
 
 #include "disc/DiscTOC.h"
-#include "podcasts/CircularProgress.h"
 #include "widgets/Icons.h"
 
 #include <QIcon>
@@ -9,9 +8,12 @@
 #include <QFileInfo>
 #include <QListWidget>
 #include <QMenu>
+#include <QPainter>
 #include <QSignalBlocker>
-#include <QHBoxLayout>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
+
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -19,6 +21,35 @@ namespace {
 
 constexpr int kindRole = Qt::UserRole;
 constexpr int bsdNameRole = Qt::UserRole + 1;
+constexpr int progressRole = Qt::UserRole + 2;
+
+// Draws a row as usual, with a ring at its right end while the row carries a progress.
+class ProgressRowDelegate : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override
+    {
+        QStyledItemDelegate::paint(painter, option, index);
+        const QVariant progress = index.data(progressRole);
+        if (!progress.isValid())
+            return;
+        const qreal pen = 2.0;
+        const qreal side = std::min<qreal>(option.rect.height() - 8, 14);
+        const QRectF ring(option.rect.right() - side - 8 + pen, option.rect.center().y() - side / 2 + pen,
+                          side - 2 * pen, side - 2 * pen);
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        QColor track = option.palette.color(QPalette::Text);
+        track.setAlphaF(0.2);
+        painter->setPen(QPen(track, pen));
+        painter->drawEllipse(ring);
+        painter->setPen(QPen(option.palette.color(QPalette::Highlight), pen, Qt::SolidLine, Qt::RoundCap));
+        // Clockwise from twelve o'clock; Qt counts sixteenths of a degree, anticlockwise.
+        painter->drawArc(ring, 90 * 16, -int(std::lround(progress.toDouble() * 360 * 16)));
+        painter->restore();
+    }
+};
 
 } // namespace
 
@@ -36,6 +67,7 @@ SidebarView::SidebarView(QWidget* parent)
     m_list->setFrameShape(QFrame::NoFrame);
     m_list->setIconSize(QSize(18, 18));
     m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+    m_list->setItemDelegate(new ProgressRowDelegate(m_list));
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -79,35 +111,16 @@ QListWidgetItem* SidebarView::rowOf(const SidebarItem& item) const
 
 void SidebarView::setProgress(const SidebarItem& item, std::optional<double> fraction)
 {
-    QListWidgetItem* row = rowOf(item);
-    if (!row)
-        return;
-    auto* mark = m_list->itemWidget(row) ? m_list->itemWidget(row)->findChild<CircularProgress*>() : nullptr;
-    if (!fraction) {
-        if (mark)
-            m_list->removeItemWidget(row);
-        return;
-    }
-    if (!mark) {
-        // Over the row, right-aligned; the row's own text and icon show through.
-        auto* holder = new QWidget;
-        auto* layout = new QHBoxLayout(holder);
-        layout->setContentsMargins(0, 0, 6, 0);
-        layout->addStretch(1);
-        mark = new CircularProgress(holder);
-        mark->setFixedSize(14, 14);
-        layout->addWidget(mark);
-        m_list->setItemWidget(row, holder);
-    }
-    mark->setValue(*fraction);
+    if (QListWidgetItem* row = rowOf(item))
+        row->setData(progressRole, fraction ? QVariant(std::clamp(*fraction, 0.0, 1.0)) : QVariant());
 }
 
 std::optional<double> SidebarView::progress(const SidebarItem& item) const
 {
-    QListWidgetItem* row = rowOf(item);
-    const QWidget* holder = row ? m_list->itemWidget(row) : nullptr;
-    const auto* mark = holder ? holder->findChild<CircularProgress*>() : nullptr;
-    return mark ? std::optional(mark->value()) : std::nullopt;
+    const QListWidgetItem* row = rowOf(item);
+    if (!row || !row->data(progressRole).isValid())
+        return std::nullopt;
+    return row->data(progressRole).toDouble();
 }
 
 void SidebarView::addRow(const SidebarItem& item, const QString& text, const QString& iconName)

@@ -27,7 +27,7 @@ public:
     // Rows in order, for tests and accessibility: the text of each.
     QStringList rowTexts() const;
 
-    // A small ring on the row with a value in 0...1, or none.
+    // A small ring at the row's right end with a value in 0...1; none takes it away.
     void setProgress(const SidebarItem& item, std::optional<double> fraction);
     std::optional<double> progress(const SidebarItem& item) const;
 

@@ -4,11 +4,13 @@ VelmoApp::VelmoApp()
     : m_window(m_coordinator)
 {
     m_window.setDiscMonitor(&m_discMonitor);
+    m_window.setVolumeMonitor(&m_volumeMonitor);
     // The live services start when the main screen first shows, and run until the end.
     connect(&m_window, &MainWindow::contentAppeared, this, [this] {
         if (Library* library = m_coordinator.library())
             library->startWatching();
         m_discMonitor.start();
+        m_volumeMonitor.start();
         for (const QString& sheet : std::as_const(m_pendingImages))
             m_window.openDiscImage(sheet);
         m_pendingImages.clear();

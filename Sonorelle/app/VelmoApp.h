@@ -3,6 +3,7 @@
 #include "AppCoordinator.h"
 #include "MainWindow.h"
 #include "disc/DiscMonitor.h"
+#include "sync/VolumeMonitor.h"
 
 #include <QObject>
 
@@ -21,10 +22,12 @@ public:
     AppCoordinator& coordinator() { return m_coordinator; }
     MainWindow& window() { return m_window; }
     DiscMonitor& discMonitor() { return m_discMonitor; }
+    VolumeMonitor& volumeMonitor() { return m_volumeMonitor; }
 
 private:
     AppCoordinator m_coordinator;
     DiscMonitor m_discMonitor;
+    VolumeMonitor m_volumeMonitor;
     MainWindow m_window;
     QStringList m_pendingImages;
 };

@@ -1,6 +1,7 @@
 #include "AlbumDetailView.h"
 
 #include "TrackMenus.h"
+#include "devices/DeviceMenuItems.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
 #include "library/Library.h"
@@ -93,6 +94,7 @@ AlbumDetailView::AlbumDetailView(Library& library, const AlbumGroup& group, Text
         QMenu menu;
         const Track& track = m_group.tracks.at(m_rows->indexOfTopLevelItem(item));
         TrackMenus::addPlaylistSubmenu(menu, m_library, {track.id}, m_prompt, this);
+        DeviceMenuItems::addTo(menu, m_library, {track.id});
         menu.exec(m_rows->viewport()->mapToGlobal(position));
     });
     showCover(m_artwork, m_library, m_group);

@@ -4,6 +4,7 @@
 #include "AlbumGridModel.h"
 #include "AlbumRefetchSheet.h"
 #include "AlbumTile.h"
+#include "devices/DeviceMenuItems.h"
 #include "widgets/StatusToast.h"
 
 #include <QComboBox>
@@ -106,6 +107,10 @@ std::unique_ptr<QMenu> AlbumsView::contextMenu(const QModelIndex& index)
     auto menu = std::make_unique<QMenu>(this);
     const AlbumGroup album = m_model->groups().at(index.row());
     menu->addAction(u"Re-fetch Album Info…"_s, this, [this, album] { showRefetchSheet(album); });
+    QList<QUuid> ids;
+    for (const Track& track : album.tracks)
+        ids.append(track.id);
+    DeviceMenuItems::addTo(*menu, m_library, ids);
     return menu;
 }
 

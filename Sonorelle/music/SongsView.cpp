@@ -1,6 +1,7 @@
 #include "SongsView.h"
 
 #include "TrackMenus.h"
+#include "devices/DeviceMenuItems.h"
 
 #include <QHeaderView>
 #include <QMenu>
@@ -90,6 +91,7 @@ void SongsView::fillContextMenu(QMenu& menu)
     if (ids.isEmpty())
         return;
     TrackMenus::addPlaylistSubmenu(menu, m_library, ids, m_prompt, this);
+    DeviceMenuItems::addTo(menu, m_library, ids);
 }
 
 void SongsView::selectionDidChange()

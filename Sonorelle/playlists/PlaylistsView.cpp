@@ -5,6 +5,7 @@
 #include "PlaylistDetailView.h"
 #include "SmartPlaylistDetailView.h"
 #include "SmartPlaylistEditorSheet.h"
+#include "devices/DeviceMenuItems.h"
 #include "library/Library.h"
 #include "playlists/SmartRuleEngine.h"
 #include "playlists/TrackListSummary.h"
@@ -373,6 +374,7 @@ void PlaylistsView::smartPlaylistEdited(const std::optional<SmartPlaylist>& edit
 
 void PlaylistsView::fillRowMenu(QMenu& menu, const PlaylistSelection& row)
 {
+    DeviceMenuItems::addPlaylistEntries(menu, m_library, row.id, row.kind == PlaylistSelection::Kind::smart);
     menu.addAction(Icons::symbol(u"trash"_s), u"Delete"_s, this, [this, row] {
         if (row.kind == PlaylistSelection::Kind::regular)
             m_library.deletePlaylist(row.id);

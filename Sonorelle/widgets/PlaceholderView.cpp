@@ -45,6 +45,11 @@ QString PlaceholderView::title() const
     return m_title->text();
 }
 
+void PlaceholderView::setTitle(const QString& title)
+{
+    m_title->setText(title);
+}
+
 QString PlaceholderView::message() const
 {
     return m_message ? m_message->text() : QString();

@@ -14,6 +14,7 @@ public:
     PlaceholderView(const QString& iconName, const QString& title, const QString& message, QWidget* parent = nullptr);
 
     QString title() const;
+    void setTitle(const QString& title);
     QString message() const;
     void setMessage(const QString& message);
 

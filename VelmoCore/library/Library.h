@@ -16,6 +16,7 @@
 #include "podcasts/PodcastAutoDownloadRule.h"
 #include "sync/DeviceProfile.h"
 #include "sync/SyncDiff.h"
+#include "sync/SyncEngine.h"
 
 #include <QCoro/QCoroTask>
 #include <QHash>
@@ -208,6 +209,16 @@ public:
     // The downloaded episodes, newest first, of each podcast the profile has on, leaving out
     // podcasts with none: what the podcast half of a diff is measured against.
     QList<SyncDiff::PodcastEpisodes> podcastsToSync(const DeviceProfile& profile) const;
+    // Device sync (sync/LibrarySync.cpp). The whole run for a caller without a diff in hand:
+    // a fresh diff, the shared engine's run and then, when the profile syncs podcasts, the
+    // episodes. Throws as SyncEngine::sync and syncPodcastsToDevice do.
+    QCoro::Task<> sync(DeviceProfile profile, SyncEngine::ProgressHandler onProgress);
+    // The downloaded episodes of `podcast`, newest first, when the profile has it on; none
+    // when it is off.
+    QList<Episode> episodesToSync(const Podcast& podcast, const DeviceProfile& profile) const;
+    // Copies the episodes to sync into the device's podcasts folder and removes every other
+    // file there, off the main thread. Throws PodcastSyncer::SyncError.
+    QCoro::Task<> syncPodcastsToDevice(QString rootPath, DeviceProfile profile);
 
     // Podcasts (podcasts/LibraryPodcasts.cpp). The asynchronous ones give up the main thread
     // only while they wait for the network, and find their records again by id afterwards.

@@ -80,27 +80,6 @@ void Library::removeTracksFromDevice(const QList<QUuid>& trackIDs, const QUuid& 
     deviceProfilesDidChange();
 }
 
-QList<SyncDiff::PodcastEpisodes> Library::podcastsToSync(const DeviceProfile& profile) const
-{
-    assertMainThread();
-    QList<SyncDiff::PodcastEpisodes> pairs;
-    for (const Podcast& podcast : m_podcasts) {
-        if (!profile.podcastConfigs.value(podcast.id, {.enabled = true}).enabled)
-            continue;
-        QList<Episode> downloaded;
-        for (const Episode& episode : m_episodes) {
-            if (episode.podcastID == podcast.id && episode.downloadState == DownloadState::downloaded)
-                downloaded.append(episode);
-        }
-        std::stable_sort(downloaded.begin(), downloaded.end(), [](const Episode& a, const Episode& b) {
-            return a.publishDate.secondsSinceReferenceDate > b.publishDate.secondsSinceReferenceDate;
-        });
-        if (!downloaded.isEmpty())
-            pairs.append({podcast, downloaded});
-    }
-    return pairs;
-}
-
 SyncDiff Library::syncDiff(const DeviceProfile& profile, const QList<SyncDiff::PodcastEpisodes>& podcastsToSync) const
 {
     assertMainThread();

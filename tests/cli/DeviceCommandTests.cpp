@@ -1,6 +1,9 @@
 #include "VelmoTest.h"
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
+#include "library/LibraryLock.h"
+#include "library/TagReader.h"
+#include "support/EncodedAudio.h"
 #include "support/TrackFactory.h"
 
 #include <QDir>
@@ -156,4 +159,55 @@ TEST_F(DeviceCommandTest, AStoreWithOneBadRecordListsNothingAndCheckNamesTheReco
     EXPECT_EQ(check.status, 1);
     EXPECT_TRUE(check.out.contains(u"record 2"_s)) << check.out.toStdString();
     EXPECT_TRUE(check.out.contains(u"syncPlaylists"_s)) << check.out.toStdString();
+}
+
+TEST_F(DeviceCommandTest, SyncTranscodesWritesPlaylistsAndASecondSyncFindsNothingToDo)
+{
+    for (const Track& track : std::as_const(tracks))
+        EncodedAudio::write(EncodedAudio::music(3, 1.0), track.path());
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"Stick"_s, device()}).status, 0);
+    ASSERT_EQ(velmo({u"device"_s, u"set"_s, u"Stick"_s, u"outputFormat=mp3"_s, u"transcodeBitrate=128"_s}).status, 0);
+    writeFile(device() + u"/Music/Old/Gone.mp3"_s, "stale");
+
+    const VelmoResult dry = velmo({u"device"_s, u"sync"_s, u"Stick"_s, u"--dry-run"_s});
+    ASSERT_EQ(dry.status, 0) << dry.err.toStdString();
+    EXPECT_TRUE(dry.out.contains(u"To add (3):\n  transcode  "_s)) << dry.out.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(device() + u"/Music/Band/Album/One.mp3"_s));
+    EXPECT_TRUE(QFileInfo::exists(device() + u"/Music/Old/Gone.mp3"_s));
+
+    const VelmoResult synced = velmo({u"device"_s, u"sync"_s, u"Stick"_s});
+    ASSERT_EQ(synced.status, 0) << synced.err.toStdString();
+    EXPECT_TRUE(synced.out.contains(u"Added 3 tracks (3 transcoded), removed 1 file."_s)) << synced.out.toStdString();
+    // Not a terminal here: one line per item.
+    EXPECT_TRUE(synced.err.contains(u"[1/4] One"_s)) << synced.err.toStdString();
+    const std::optional<TrackMetadata> tags = TagReader::read(QUrl::fromLocalFile(device() + u"/Music/Band/Album/Two.mp3"_s));
+    ASSERT_TRUE(tags);
+    EXPECT_EQ(tags->title, u"Two"_s);
+    EXPECT_EQ(readFile(device() + u"/Playlists/Road.m3u8"_s), "#EXTM3U\n#EXTINF:200,Band - Two\n../Music/Band/Album/Two.mp3\n");
+
+    const VelmoResult again = velmo({u"device"_s, u"sync"_s, u"Stick"_s});
+    ASSERT_EQ(again.status, 0) << again.err.toStdString();
+    EXPECT_TRUE(again.out.contains(u"Added 0 tracks (0 transcoded), removed 0 files."_s)) << again.out.toStdString();
+}
+
+TEST_F(DeviceCommandTest, ASyncThatFailsSaysWhyAndExitsOne)
+{
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"Stick"_s, device()}).status, 0);
+    ASSERT_EQ(velmo({u"device"_s, u"set"_s, u"Stick"_s, u"outputFormat=aac"_s}).status, 0);
+    const VelmoResult failed = velmo({u"device"_s, u"sync"_s, u"Stick"_s});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.err.contains(u"“%1” holds no audio, so it was not put on the device."_s.arg(tracks.at(0).path())))
+        << failed.err.toStdString();
+    EXPECT_TRUE(failed.out.contains(u"3 tracks not added."_s)) << failed.out.toStdString();
+    // Nothing half-written, not even under a hidden name.
+    EXPECT_EQ(QDir(device() + u"/Music/Band/Album"_s).entryList(QDir::Files | QDir::Hidden), QStringList{});
+
+    const VelmoResult missing = velmo({u"device"_s, u"sync"_s, u"Nowhere"_s});
+    EXPECT_EQ(missing.status, 1);
+
+    LibraryLock application;
+    ASSERT_EQ(application.acquire(), std::nullopt);
+    const VelmoResult refused = velmo({u"device"_s, u"sync"_s, u"Stick"_s});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_TRUE(refused.err.contains(u"in use"_s)) << refused.err.toStdString();
 }

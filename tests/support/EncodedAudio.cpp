@@ -68,11 +68,18 @@ void writePackets(AVCodecContext* encoder, AVFormatContext* format, AVStream* st
 
 QString write(const std::vector<float>& stereo, const QString& path, int bitRate)
 {
+    return write(stereo, 2, sampleRate, path, bitRate);
+}
+
+QString write(const std::vector<float>& interleaved, int channels, int rate, const QString& path, int bitRate)
+{
     QDir().mkpath(QFileInfo(path).absolutePath());
     const QString extension = QFileInfo(path).suffix();
     const char* encoderName = extension == u"flac"  ? "flac"
                               : extension == u"mp3" ? "libmp3lame"
                               : extension == u"ogg" ? "libvorbis"
+                              : extension == u"m4a" ? "aac"
+                              : extension == u"opus" ? "libopus"
                                                     : "pcm_s16le";
     const QByteArray file = path.toUtf8();
     AVFormatContext* format = nullptr;
@@ -83,11 +90,11 @@ QString write(const std::vector<float>& stereo, const QString& path, int bitRate
         fail(path, encoderName);
     AVStream* stream = avformat_new_stream(format, nullptr);
     AVCodecContext* encoder = avcodec_alloc_context3(codec);
-    encoder->sample_rate = sampleRate;
-    av_channel_layout_default(&encoder->ch_layout, 2);
+    encoder->sample_rate = rate;
+    av_channel_layout_default(&encoder->ch_layout, channels);
     encoder->sample_fmt = codec->sample_fmts[0];
     encoder->bit_rate = bitRate;
-    encoder->time_base = {1, sampleRate};
+    encoder->time_base = {1, rate};
     if (format->oformat->flags & AVFMT_GLOBALHEADER)
         encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     if (avcodec_open2(encoder, codec, nullptr) < 0)
@@ -98,23 +105,24 @@ QString write(const std::vector<float>& stereo, const QString& path, int bitRate
         fail(path, "file does not open");
 
     SwrContext* converter = nullptr;
-    swr_alloc_set_opts2(&converter, &encoder->ch_layout, encoder->sample_fmt, sampleRate, &encoder->ch_layout,
-                        AV_SAMPLE_FMT_FLT, sampleRate, 0, nullptr);
+    swr_alloc_set_opts2(&converter, &encoder->ch_layout, encoder->sample_fmt, rate, &encoder->ch_layout,
+                        AV_SAMPLE_FMT_FLT, rate, 0, nullptr);
     swr_init(converter);
     const int frameSize = encoder->frame_size > 0 ? encoder->frame_size : 1024;
     AVFrame* frame = av_frame_alloc();
     AVPacket* packet = av_packet_alloc();
     // Whole frames only, the last padded with silence.
-    std::vector<float> padded(stereo);
-    padded.resize((padded.size() / 2 + size_t(frameSize) - 1) / size_t(frameSize) * size_t(frameSize) * 2, 0.0f);
-    for (size_t offset = 0; offset < padded.size() / 2; offset += size_t(frameSize)) {
+    const auto width = size_t(channels);
+    std::vector<float> padded(interleaved);
+    padded.resize((padded.size() / width + size_t(frameSize) - 1) / size_t(frameSize) * size_t(frameSize) * width, 0.0f);
+    for (size_t offset = 0; offset < padded.size() / width; offset += size_t(frameSize)) {
         frame->nb_samples = frameSize;
         frame->format = encoder->sample_fmt;
-        frame->sample_rate = sampleRate;
+        frame->sample_rate = rate;
         av_channel_layout_copy(&frame->ch_layout, &encoder->ch_layout);
         if (av_frame_get_buffer(frame, 0) < 0)
             fail(path, "no frame");
-        const auto* input = reinterpret_cast<const uint8_t*>(padded.data() + offset * 2);
+        const auto* input = reinterpret_cast<const uint8_t*>(padded.data() + offset * width);
         swr_convert(converter, frame->data, frameSize, &input, frameSize);
         frame->pts = qint64(offset);
         if (avcodec_send_frame(encoder, frame) < 0)

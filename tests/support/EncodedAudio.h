@@ -16,5 +16,8 @@ std::vector<float> music(unsigned seed, double seconds);
 // Encodes by the extension of `path`: "flac", "mp3" (LAME, at `bitRate`), "ogg" (Vorbis, at
 // `bitRate`) or "wav". Returns the path; a failure ends the test run.
 QString write(const std::vector<float>& stereo, const QString& path, int bitRate = 192000);
+// The same for `channels` interleaved at `rate`; also "m4a" (AAC) and "opus" (48 kHz only).
+QString write(const std::vector<float>& interleaved, int channels, int rate, const QString& path,
+              int bitRate = 192000);
 
 } // namespace EncodedAudio

@@ -1,0 +1,228 @@
+#include "SyncEngine.h"
+
+#include "DeviceFiles.h"
+#include "Transcoder.h"
+#include "VelmoDeviceFile.h"
+#include "library/Background.h"
+#include "playlists/PlaylistExporter.h"
+#include "playlists/SmartRuleEngine.h"
+
+#include <QCoro/QCoroFuture>
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <QScopeGuard>
+#include <QtConcurrent/QtConcurrentRun>
+
+#include <deque>
+#include <exception>
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString sentence(SyncEngine::SyncError::Kind kind, const QString& path, const QString& detail)
+{
+    using Kind = SyncEngine::SyncError::Kind;
+    switch (kind) {
+    case Kind::alreadySyncing: return u"A sync is already running."_s;
+    case Kind::folderFailed: return u"The folder “%1” could not be created on the device: %2."_s.arg(path, detail);
+    case Kind::removeFailed: return u"The old file “%1” could not be removed from the device: %2."_s.arg(path, detail);
+    case Kind::copyFailed: return u"“%1” could not be copied to the device: %2."_s.arg(path, detail);
+    }
+    Q_UNREACHABLE();
+}
+
+} // namespace
+
+SyncEngine::SyncError::SyncError(Kind kind, const QString& path, const QString& detail)
+    : std::runtime_error(sentence(kind, path, detail).toStdString())
+    , m_kind(kind)
+    , m_path(path)
+    , m_detail(detail)
+{
+}
+
+QString SyncEngine::SyncError::message() const
+{
+    return QString::fromUtf8(what());
+}
+
+SyncEngine::SyncEngine(QObject* parent)
+    : QObject(parent)
+{
+}
+
+SyncEngine& SyncEngine::shared()
+{
+    static SyncEngine engine;
+    return engine;
+}
+
+namespace {
+
+struct AddFailure {
+    qsizetype index = 0;
+    std::exception_ptr error;
+};
+
+// Keeps the failure of the earliest add, whatever order the transcodes end in.
+void note(std::optional<AddFailure>& failure, qsizetype index, std::exception_ptr error)
+{
+    if (error && (!failure || index < failure->index))
+        failure = AddFailure{index, std::move(error)};
+}
+
+// Writes the wanted playlists into the device's playlist folder, with paths relative to it.
+// Nothing here fails the run: a playlist that cannot be written is passed over.
+void exportPlaylists(const DeviceProfile& profile, const QList<Playlist>& playlists,
+                     const QList<SmartPlaylist>& smartPlaylists, const QList<Track>& allTracks,
+                     const QUrl& libraryRoot)
+{
+    const QString folder = QDir::cleanPath(profile.rootPath + u'/' + profile.playlistsFolder);
+    DeviceFiles::makeFolders(folder);
+    const QUrl folderURL = QUrl::fromLocalFile(folder);
+
+    const SyncDiff::NameRules nameRules = SyncDiff::nameRulesAt(profile.rootPath);
+    QHash<QUuid, QUrl> destinations;
+    destinations.reserve(allTracks.size());
+    for (const Track& track : allTracks) {
+        if (destinations.contains(track.id))
+            qFatal("Duplicate values for key: '%s'", qPrintable(track.id.toString(QUuid::WithoutBraces).toUpper()));
+        destinations.insert(track.id, SyncDiff::destinationURL(track, profile, libraryRoot, nameRules));
+    }
+    const PlaylistExporter::UrlResolver resolver = [&destinations](const Track& track) -> std::optional<QUrl> {
+        const auto it = destinations.constFind(track.id);
+        if (it == destinations.cend())
+            return std::nullopt;
+        return *it;
+    };
+
+    const bool everything = profile.syncScope == SyncScope::fullLibrary;
+    QList<Playlist> wanted;
+    for (const Playlist& playlist : playlists) {
+        if (everything || profile.playlistIDs.contains(playlist.id))
+            wanted.append(playlist);
+    }
+    for (const SmartPlaylist& smart : smartPlaylists) {
+        if (!everything && !profile.smartPlaylistIDs.contains(smart.id))
+            continue;
+        Playlist evaluated{smart.id, smart.name, {}, smart.dateCreated, smart.dateModified};
+        for (const Track& track : SmartRuleEngine::resolve(smart, allTracks))
+            evaluated.trackIDs.append(track.id);
+        wanted.append(evaluated);
+    }
+    for (const Playlist& playlist : std::as_const(wanted)) {
+        try {
+            PlaylistExporter::write(playlist, allTracks, PlaylistExporter::fileURL(playlist.name, folderURL), true,
+                                    resolver);
+        } catch (const PlaylistExporter::ExportError&) {
+            // A name that would leave the folder, or a full device: the next playlist follows.
+        }
+    }
+}
+
+} // namespace
+
+QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playlist> playlists,
+                               QList<SmartPlaylist> smartPlaylists, QList<Track> allTracks, QUrl libraryRoot,
+                               ProgressHandler onProgress)
+{
+    if (m_isSyncing)
+        throw SyncError(SyncError::Kind::alreadySyncing);
+    m_isSyncing = true;
+    const auto done = qScopeGuard([this] { m_isSyncing = false; });
+    const auto report = [&onProgress](qint64 total, qint64 completed, const QString& item) {
+        if (onProgress)
+            onProgress(total, completed, item);
+    };
+
+    VelmoDeviceFile::write(profile.id, profile.rootPath);
+    const qint64 removals = diff.toRemove.size();
+    const qint64 total = removals + diff.toAdd.size();
+
+    for (qint64 i = 0; i < removals; ++i) {
+        const QUrl& url = diff.toRemove.at(i);
+        DeviceFiles::remove(url.toLocalFile()); // a file that stays is no reason to stop
+        report(total, i + 1, url.fileName());
+    }
+
+    struct Running {
+        qsizetype index = 0;
+        QFuture<std::exception_ptr> result;
+    };
+    std::deque<Running> running;
+    std::optional<AddFailure> failure;
+    const auto collectFinished = [&running, &failure] {
+        for (auto it = running.begin(); it != running.end();) {
+            if (!it->result.isFinished()) {
+                ++it;
+                continue;
+            }
+            note(failure, it->index, it->result.result());
+            it = running.erase(it);
+        }
+    };
+
+    for (qsizetype j = 0; j < diff.toAdd.size() && !failure; ++j) {
+        const SyncDiff::AddItem& item = diff.toAdd.at(j);
+        const QString destination = item.destinationURL.toLocalFile();
+        if (item.needsTranscode) {
+            // A free worker first, so that a failure found meanwhile ends the run before this
+            // add is reported.
+            while (std::ssize(running) >= m_transcodes.maxThreadCount()) {
+                QFuture<std::exception_ptr> oldest = running.front().result;
+                co_await oldest;
+                collectFinished();
+            }
+            collectFinished();
+            if (failure)
+                break;
+        }
+        report(total, removals + j, item.track.title);
+        if (const std::optional<QString> reason = DeviceFiles::makeFolders(QFileInfo(destination).path())) {
+            note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::folderFailed,
+                                                               QFileInfo(destination).path(), *reason)));
+            break;
+        }
+        if (item.needsTranscode) {
+            const auto job = [item, format = profile.outputFormat, bitrate = profile.transcodeBitrate] {
+                try {
+                    Transcoder::transcodeFile(item.track.url, item.destinationURL, format, bitrate, item.track);
+                    return std::exception_ptr();
+                } catch (...) {
+                    return std::current_exception();
+                }
+            };
+            running.push_back(Running{j, QtConcurrent::run(&m_transcodes, job)});
+            continue;
+        }
+        if (QFileInfo::exists(destination)) {
+            if (const std::optional<QString> reason = DeviceFiles::remove(destination)) {
+                note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::removeFailed, destination, *reason)));
+                break;
+            }
+        }
+        const QString source = item.track.path();
+        const auto copy = [source, destination] { return DeviceFiles::copy(source, destination, true); };
+        const std::optional<QString> reason = co_await Background::run(copy);
+        if (reason)
+            note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::copyFailed, source, *reason)));
+        collectFinished();
+    }
+    while (!running.empty()) {
+        QFuture<std::exception_ptr> next = running.front().result;
+        co_await next;
+        collectFinished();
+    }
+    if (failure)
+        std::rethrow_exception(failure->error);
+
+    if (profile.syncPlaylists) {
+        const auto write = [profile, playlists, smartPlaylists, allTracks, libraryRoot] {
+            exportPlaylists(profile, playlists, smartPlaylists, allTracks, libraryRoot);
+        };
+        co_await Background::run(write);
+    }
+}

@@ -1,0 +1,150 @@
+#include "Transcoder.h"
+
+#include "library/Background.h"
+#include "library/FilePaths.h"
+#include "library/TagReader.h"
+#include "library/TagWriter.h"
+#include "metadata/ArtworkFetcher.h"
+#include "platform/AtomicFile.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <QScopeGuard>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace Transcoder {
+
+namespace {
+
+QString sentence(TranscodeError::Kind kind, const QString& source, const QString& detail)
+{
+    using Kind = TranscodeError::Kind;
+    switch (kind) {
+    case Kind::noAudioTrack: return u"“%1” holds no audio, so it was not put on the device."_s.arg(source);
+    case Kind::readFailed: return u"“%1” could not be read: %2."_s.arg(source, detail);
+    case Kind::writeFailed: return u"“%1” could not be converted onto the device: %2."_s.arg(source, detail);
+    }
+    Q_UNREACHABLE();
+}
+
+// Hidden, so that no diff and no player takes it for a track, and with the destination's
+// extension, by which the tag writer knows the container.
+QString partialPath(const QString& destination)
+{
+    const QFileInfo info(destination);
+    const QString extension = FilePaths::pathExtension(destination);
+    QString stem = info.completeBaseName();
+    if (stem.toUtf8().size() > 64)
+        stem = u"velmo"_s;
+    return info.path() + u"/."_s + stem + u'.' + QString::number(QRandomGenerator::global()->generate(), 16)
+           + u".partial."_s + extension;
+}
+
+// The data on the disk before the name: a crash after the rename must not leave an empty file.
+std::optional<int> syncToDisk(const QString& path)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    const int result = ::fsync(fd);
+    const int error = errno;
+    ::close(fd);
+    if (result != 0 && error != EINVAL)
+        return error;
+    return std::nullopt;
+}
+
+void writeTags(const Track& track, const QUrl& source, const QString& path)
+{
+    Track tagged = track;
+    tagged.url = QUrl::fromLocalFile(path);
+    TagWriter::write(tagged);
+    std::optional<QByteArray> cover = track.artworkData;
+    if (!cover || cover->isEmpty()) {
+        if (const std::optional<TrackMetadata> metadata = TagReader::read(source))
+            cover = metadata->artworkData;
+    }
+    if (cover && !cover->isEmpty())
+        TagWriter::writeArtwork(tagged.url, *cover, ArtworkFetcher::mimeType(*cover));
+}
+
+} // namespace
+
+TranscodeError::TranscodeError(Kind kind, const QString& source, const QString& detail)
+    : std::runtime_error(sentence(kind, source, detail).toStdString())
+    , m_kind(kind)
+    , m_source(source)
+    , m_detail(detail)
+{
+}
+
+QString TranscodeError::message() const
+{
+    return QString::fromUtf8(what());
+}
+
+AudioTranscoding::Target encoderSettings(OutputFormat format, qint64 bitrateKbps)
+{
+    AudioTranscoding::Target target;
+    switch (format) {
+    case OutputFormat::keepSource: qFatal("Transcoder.encoderSettings: called with .keepSource");
+    case OutputFormat::mp3:
+        target.container = u"mp3"_s;
+        target.encoder = u"libmp3lame"_s;
+        break;
+    case OutputFormat::aac:
+        target.container = u"ipod"_s;
+        target.encoder = u"aac"_s;
+        break;
+    }
+    if (qMulOverflow(bitrateKbps, qint64(1000), &target.bitRate))
+        qFatal("Transcoder.encoderSettings: bit rate %lld kbit/s overflows", static_cast<long long>(bitrateKbps));
+    return target;
+}
+
+void transcodeFile(const QUrl& from, const QUrl& to, OutputFormat format, qint64 bitrateKbps,
+                   const std::optional<Track>& tags)
+{
+    using Kind = TranscodeError::Kind;
+    const QString source = from.toLocalFile();
+    const QString destination = to.toLocalFile();
+    const AudioTranscoding::Target target = encoderSettings(format, bitrateKbps);
+    const QString partial = partialPath(destination);
+    auto removePartial = qScopeGuard([&partial] { QFile::remove(partial); });
+
+    try {
+        AudioTranscoding::transcode(source, partial, target);
+    } catch (const AudioTranscoding::Failure& failure) {
+        switch (failure.stage()) {
+        case AudioTranscoding::Failure::Stage::noAudio: throw TranscodeError(Kind::noAudioTrack, source);
+        case AudioTranscoding::Failure::Stage::read: throw TranscodeError(Kind::readFailed, source, failure.detail());
+        case AudioTranscoding::Failure::Stage::write: throw TranscodeError(Kind::writeFailed, source, failure.detail());
+        }
+    }
+    if (tags) {
+        try {
+            writeTags(*tags, from, partial);
+        } catch (const TagWriter::WriteError&) {
+            throw TranscodeError(Kind::writeFailed, source, u"its tags could not be written"_s);
+        }
+    }
+    if (const std::optional<int> error = syncToDisk(partial))
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(*error));
+    if (::rename(QFile::encodeName(partial).constData(), QFile::encodeName(destination).constData()) != 0)
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(errno));
+    removePartial.dismiss();
+}
+
+QCoro::Task<> transcode(QUrl from, QUrl to, OutputFormat format, qint64 bitrateKbps, std::optional<Track> tags)
+{
+    const auto job = [from, to, format, bitrateKbps, tags] { transcodeFile(from, to, format, bitrateKbps, tags); };
+    co_await Background::run(job);
+}
+
+} // namespace Transcoder
