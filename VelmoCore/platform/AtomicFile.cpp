@@ -1,8 +1,11 @@
 #include "AtomicFile.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -35,6 +38,16 @@ QString temporaryName(const QString& fileName)
 {
     const QString stem = encoded(fileName).size() <= 64 ? fileName : u"velmo"_s;
     return u"."_s + stem + u"."_s + QString::number(QRandomGenerator::global()->generate(), 16) + u".tmp"_s;
+}
+
+// Whether `name` is a temporary name that `temporaryName(fileName)` could have given.
+bool isTemporaryNameOf(const QString& name, const QString& fileName)
+{
+    const QString prefix = u"."_s + fileName + u"."_s;
+    if (!name.startsWith(prefix) || !name.endsWith(u".tmp"_s))
+        return false;
+    const QStringView random = QStringView(name).mid(prefix.size(), name.size() - prefix.size() - 4);
+    return !random.isEmpty() && std::all_of(random.begin(), random.end(), [](QChar c) { return isxdigit(c.unicode()); });
 }
 
 void syncFolder(const QString& folder)
@@ -71,6 +84,19 @@ AtomicFile::AtomicFile(QString path, Existing existing)
 AtomicFile::~AtomicFile()
 {
     discard();
+}
+
+void AtomicFile::removeLeftovers(const QString& path)
+{
+    const QFileInfo info(resolvedTarget(path));
+    // Long names share one stand-in, so their leftovers cannot be told apart from another's.
+    if (encoded(info.fileName()).size() > 64)
+        return;
+    const QDir folder = info.dir();
+    for (const QString& name : folder.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+        if (isTemporaryNameOf(name, info.fileName()))
+            QFile::remove(folder.filePath(name));
+    }
 }
 
 QString AtomicFile::describe(int error)

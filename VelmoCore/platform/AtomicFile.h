@@ -40,6 +40,10 @@ public:
     // A copy of the file at `source`, streamed, into `path`; the folder must exist.
     static std::optional<QString> copy(const QString& source, const QString& path, Existing existing);
 
+    // Removes the temporary files that writers of `path` killed before their commit left
+    // beside it. Only for a target that no one else is writing at the same time.
+    static void removeLeftovers(const QString& path);
+
     // Why a system call failed, in words: "there is no space left on the device", ...
     static QString describe(int error);
 

@@ -44,6 +44,7 @@ std::optional<QString> copy(const QString& source, const QString& target, bool k
         return errno == ENOENT ? u"the file is missing"_s : AtomicFile::describe(errno);
     if (!S_ISREG(status.st_mode))
         return u"it is not a file"_s;
+    AtomicFile::removeLeftovers(target); // of a copy killed on an earlier run
     if (std::optional<QString> failure = AtomicFile::copy(source, target, AtomicFile::Existing::replace))
         return failure;
     if (keepDate) {

@@ -7,6 +7,8 @@
 #include "metadata/ArtworkFetcher.h"
 #include "platform/AtomicFile.h"
 
+#include <QCryptographicHash>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
@@ -33,17 +35,35 @@ QString sentence(TranscodeError::Kind kind, const QString& source, const QString
     Q_UNREACHABLE();
 }
 
-// Hidden, so that no diff and no player takes it for a track, and with the destination's
-// extension, by which the tag writer knows the container.
-QString partialPath(const QString& destination)
+// The start and end of the hidden names a transcode to `destination` writes under: hidden,
+// so that no diff and no player takes one for a track, and with the destination's extension,
+// by which the tag writer knows the container. A long name is stood for by its digest, to
+// stay within any file system's limit.
+std::pair<QString, QString> partialAffixes(const QString& destination)
 {
     const QFileInfo info(destination);
-    const QString extension = FilePaths::pathExtension(destination);
     QString stem = info.completeBaseName();
     if (stem.toUtf8().size() > 64)
-        stem = u"velmo"_s;
-    return info.path() + u"/."_s + stem + u'.' + QString::number(QRandomGenerator::global()->generate(), 16)
-           + u".partial."_s + extension;
+        stem = QString::fromLatin1(QCryptographicHash::hash(stem.toUtf8(), QCryptographicHash::Sha1).toHex().left(16));
+    return {u"."_s + stem + u'.', u".partial."_s + FilePaths::pathExtension(destination)};
+}
+
+QString partialPath(const QString& destination)
+{
+    const auto [prefix, suffix] = partialAffixes(destination);
+    return QFileInfo(destination).path() + u'/' + prefix + QString::number(QRandomGenerator::global()->generate(), 16)
+           + suffix;
+}
+
+// What a killed transcode to the same destination left behind: nothing else writes there.
+void removeLeftovers(const QString& destination)
+{
+    const auto [prefix, suffix] = partialAffixes(destination);
+    const QDir folder = QFileInfo(destination).dir();
+    for (const QString& name : folder.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+        if (name.startsWith(prefix) && name.endsWith(suffix))
+            QFile::remove(folder.filePath(name));
+    }
 }
 
 // The data on the disk before the name: a crash after the rename must not leave an empty file.
@@ -115,6 +135,7 @@ void transcodeFile(const QUrl& from, const QUrl& to, OutputFormat format, qint64
     const QString source = from.toLocalFile();
     const QString destination = to.toLocalFile();
     const AudioTranscoding::Target target = encoderSettings(format, bitrateKbps);
+    removeLeftovers(destination);
     const QString partial = partialPath(destination);
     auto removePartial = qScopeGuard([&partial] { QFile::remove(partial); });
 

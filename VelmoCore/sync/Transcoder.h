@@ -44,7 +44,8 @@ AudioTranscoding::Target encoderSettings(OutputFormat format, qint64 bitrateKbps
 
 // Blocking. With `tags`, the track's fields and identity and its cover (its artworkData, or
 // else the source's own picture) are written into the result. An existing destination is
-// replaced only on success. Throws TranscodeError.
+// replaced only on success; what a killed transcode to it left goes first. Throws
+// TranscodeError.
 void transcodeFile(const QUrl& from, const QUrl& to, OutputFormat format, qint64 bitrateKbps,
                    const std::optional<Track>& tags = std::nullopt);
 

@@ -88,3 +88,15 @@ TEST(AtomicFile, AReplacementKeepsThePermissionsAndKeepNeverOverwrites)
     EXPECT_EQ(AtomicFile::save(folder.filePath(u"new/deeper/file"_s), "made"), std::nullopt) << "folders are made";
     EXPECT_EQ(readFile(folder.filePath(u"new/deeper/file"_s)), "made");
 }
+
+TEST(AtomicFile, LeftoversOfKilledWritersGoAndNothingElse)
+{
+    QTemporaryDir folder;
+    const QString target = folder.filePath(u"Song.flac"_s);
+    for (const QString& name : {u".Song.flac.1a2b.tmp"_s, u".Song.flac.ffff0000.tmp"_s, u".Song.flac.notes.tmp"_s,
+                                u".Song.flac.tmp"_s, u".Other.flac.1a2b.tmp"_s, u"Song.flac"_s})
+        writeFile(folder.filePath(name), "x");
+    AtomicFile::removeLeftovers(target);
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden, QDir::Name),
+              (QStringList{u".Other.flac.1a2b.tmp"_s, u".Song.flac.notes.tmp"_s, u".Song.flac.tmp"_s, u"Song.flac"_s}));
+}

@@ -395,6 +395,9 @@ TEST_F(SyncEngineTest, AFileCutOffByAKillIsAddedAgainByTheNextSync)
     EXPECT_TRUE(next.toRemove.isEmpty());
     BlockingWait::wait(run(engine, next, {a, b}));
     EXPECT_TRUE(SyncDiff::compute({a, b}, {}, {}, profile, libraryRoot(), {}).toAdd.isEmpty());
+    // The leftover went with the file that replaced it.
+    EXPECT_EQ(listing(device.path()), (QStringList{u".velmo"_s, u"Music/Artist/Album/01 A.mp3"_s,
+                                                   u"Music/Artist/Album/02 B.mp3"_s}));
 }
 
 TEST_F(SyncEngineTest, ADeviceThatFillsDuringATranscodeKeepsNoPartOfIt)
