@@ -1,5 +1,7 @@
 #include "AudioDecoder.h"
 
+#include "FFmpegPointers.h"
+
 #include <QCryptographicHash>
 
 extern "C" {
@@ -20,24 +22,8 @@ namespace AudioDecoder {
 
 namespace {
 
-struct FormatCloser {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-struct CodecFreer {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct PacketFreer {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FrameFreer {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct ResamplerFreer {
-    void operator()(SwrContext* context) const { swr_free(&context); }
-};
-
-using Format = std::unique_ptr<AVFormatContext, FormatCloser>;
-using Packet = std::unique_ptr<AVPacket, PacketFreer>;
+using Format = FFmpeg::Input;
+using FFmpeg::Packet;
 
 [[noreturn]] void fail(const QString& path, const char* what)
 {
@@ -87,7 +73,7 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
     const AVCodec* codec = avcodec_find_decoder(open.stream->codecpar->codec_id);
     if (!codec)
         fail(path, "is in a format that cannot be decoded");
-    std::unique_ptr<AVCodecContext, CodecFreer> decoder(avcodec_alloc_context3(codec));
+    FFmpeg::Codec decoder(avcodec_alloc_context3(codec));
     if (!decoder || avcodec_parameters_to_context(decoder.get(), open.stream->codecpar) < 0
         || avcodec_open2(decoder.get(), codec, nullptr) < 0)
         fail(path, "could not be decoded");
@@ -111,10 +97,10 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
         swr_free(&rawResampler);
         fail(path, "could not be converted");
     }
-    std::unique_ptr<SwrContext, ResamplerFreer> resampler(rawResampler);
+    FFmpeg::Resampler resampler(rawResampler);
 
     Packet packet(av_packet_alloc());
-    std::unique_ptr<AVFrame, FrameFreer> frame(av_frame_alloc());
+    FFmpeg::Frame frame(av_frame_alloc());
     std::vector<float> converted;
     qint64 frames = 0;
     bool decodedAny = false;

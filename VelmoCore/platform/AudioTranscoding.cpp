@@ -1,6 +1,7 @@
 #include "AudioTranscoding.h"
 
 #include "AtomicFile.h"
+#include "FFmpegPointers.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -32,9 +33,6 @@ Failure::Failure(Stage stage, const QString& detail)
 
 namespace {
 
-struct InputCloser {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
 struct OutputCloser {
     void operator()(AVFormatContext* context) const
     {
@@ -43,25 +41,13 @@ struct OutputCloser {
         avformat_free_context(context);
     }
 };
-struct CodecFreer {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct PacketFreer {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct FrameFreer {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct ResamplerFreer {
-    void operator()(SwrContext* context) const { swr_free(&context); }
-};
 struct FifoFreer {
     void operator()(AVAudioFifo* fifo) const { av_audio_fifo_free(fifo); }
 };
 
-using Codec = std::unique_ptr<AVCodecContext, CodecFreer>;
-using Frame = std::unique_ptr<AVFrame, FrameFreer>;
-using Packet = std::unique_ptr<AVPacket, PacketFreer>;
+using FFmpeg::Codec;
+using FFmpeg::Frame;
+using FFmpeg::Packet;
 
 // FFmpeg's codes for system errors are the negated errno; those read as the project's words.
 QString describe(int code)
@@ -87,7 +73,7 @@ void check(int code, Failure::Stage stage, const QString& what)
 
 // The part of the job that reads: the container, its first audio stream and its decoder.
 struct Source {
-    std::unique_ptr<AVFormatContext, InputCloser> format;
+    FFmpeg::Input format;
     AVStream* stream = nullptr;
     Codec decoder;
     // The length the container states, when it states one better than a guess from the bit
@@ -105,7 +91,7 @@ Source openSource(const QString& path)
             readFailure(u"the file could not be opened: "_s + describe(code));
         throw Failure(Failure::Stage::noAudio, u"the file is not audio"_s);
     }
-    Source source{std::unique_ptr<AVFormatContext, InputCloser>(raw)};
+    Source source{FFmpeg::Input(raw)};
     if (avformat_find_stream_info(raw, nullptr) < 0)
         throw Failure(Failure::Stage::noAudio, u"the file holds no readable streams"_s);
     const int index = av_find_best_stream(raw, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
@@ -328,7 +314,7 @@ private:
     Packet m_packet;
     Frame m_frame;
     Packet m_encoded;
-    std::unique_ptr<SwrContext, ResamplerFreer> m_resampler;
+    FFmpeg::Resampler m_resampler;
     std::unique_ptr<AVAudioFifo, FifoFreer> m_fifo;
     qint64 m_decodedFrames = 0;
     qint64 m_encodedSamples = 0;
