@@ -308,7 +308,7 @@ QTreeWidget* CDRipView::addTrackList(const ReleaseMetadata& release, qint64 trac
     m_tracks->header()->setStretchLastSection(false);
     m_tracks->setColumnWidth(numberColumn, 44);
     m_tracks->setColumnWidth(lengthColumn, 70);
-    m_tracks->setColumnWidth(statusColumn, 220);
+    m_tracks->setColumnWidth(statusColumn, 300);
     for (qint64 i = 0; i < trackCount; ++i) {
         auto* row = new QTreeWidgetItem(m_tracks);
         if (i < release.tracks.size()) {
