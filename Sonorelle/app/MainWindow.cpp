@@ -60,7 +60,6 @@ PreferencesView* MainWindow::showPreferences()
     if (!m_preferences) {
         m_preferences = new PreferencesView([this] { m_updateCheck->checkNow(); }, this);
         m_preferences->setAttribute(Qt::WA_DeleteOnClose);
-        connect(m_preferences, &QObject::destroyed, this, [this] { m_preferences = nullptr; });
     }
     m_preferences->show();
     m_preferences->raise();

@@ -2,6 +2,7 @@
 
 #include <QCoro/QCoroTask>
 #include <QMainWindow>
+#include <QPointer>
 
 class AppCoordinator;
 class DiscMonitor;
@@ -47,7 +48,8 @@ private:
     QStackedWidget* m_screens;
     OnboardingView* m_onboardingView = nullptr;
     ContentView* m_contentView = nullptr;
-    PreferencesView* m_preferences = nullptr;
+    // Cleared by Qt when the window closes itself, also while this window is being destroyed.
+    QPointer<PreferencesView> m_preferences;
     UpdateCheck* m_updateCheck;
     DiscMonitor* m_discMonitor = nullptr;
     VolumeMonitor* m_volumeMonitor = nullptr;
