@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QThread>
 
 #include <algorithm>
@@ -246,6 +247,11 @@ QCoro::Task<> CDRipController::fetchArtwork(ReleaseMetadata release, Library* li
 {
     QPointer<CDRipController> self(this);
     QPointer<Library> libraryAlive(library);
+    ++m_artworkFetchesRunning;
+    const auto finished = qScopeGuard([self] {
+        if (self)
+            --self->m_artworkFetchesRunning;
+    });
     std::optional<ArtworkFetcher::ArtworkResult> found;
     const QList<Track> own = tracksOfRelease(release, library->tracks());
     for (const Track& track : own) {

@@ -103,6 +103,8 @@ public:
     void clearPendingEject();
     const std::optional<QString>& trackedBSDName() const { return m_trackedBSDName; }
     qint64 artworkFetchGeneration() const { return m_artworkFetchGeneration; }
+    // While a cover is looked for; a superseded search still counts until its answer comes.
+    bool isFetchingArtwork() const { return m_artworkFetchesRunning > 0; }
     const std::optional<DiscTOC>& cachedTOC() const { return m_cachedTOC; }
     const QList<ReleaseMetadata>& cachedReleases() const { return m_cachedReleases; }
     const std::optional<ReleaseMetadata>& cachedRelease() const { return m_cachedRelease; }
@@ -159,6 +161,7 @@ private:
     std::optional<QString> m_pendingEjectBSDName;
     std::optional<QString> m_trackedBSDName;
     qint64 m_artworkFetchGeneration = 0;
+    qint64 m_artworkFetchesRunning = 0;
     std::optional<DiscTOC> m_cachedTOC;
     QList<ReleaseMetadata> m_cachedReleases;
     std::optional<ReleaseMetadata> m_cachedRelease;

@@ -42,6 +42,12 @@ constexpr qint64 framesPerTrack = 30;
 
 class CDRipViewTest : public ::testing::Test {
 protected:
+    // A cover search still under way would outlive the test's servers.
+    void TearDown() override
+    {
+        EXPECT_TRUE(QTest::qWaitFor([this] { return !controller.isFetchingArtwork(); }, 10000));
+    }
+
     void SetUp() override
     {
         TestEnvironment::clearSettings();

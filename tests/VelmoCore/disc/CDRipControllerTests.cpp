@@ -38,6 +38,11 @@ ReleaseMetadata releaseNamed(const QString& mbid, std::optional<QString> status,
 class CDRipControllerTest : public ::testing::Test {
 protected:
     void SetUp() override { TestEnvironment::clearSettings(); }
+    // A cover search still under way would outlive the test's servers.
+    void TearDown() override
+    {
+        EXPECT_TRUE(QTest::qWaitFor([this] { return !controller.isFetchingArtwork(); }, 10000));
+    }
 
     // A disc image of `trackCount` tracks.
     void insertDisc(qint64 trackCount)
