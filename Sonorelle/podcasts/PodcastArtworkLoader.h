@@ -17,6 +17,8 @@ public:
 
     // The cover when it is ready; otherwise a null image, and a fetch is started once.
     QImage cover(const QUrl& url);
+    // While a fetch is under way.
+    bool isLoading() const { return !m_loading.isEmpty(); }
 
 signals:
     void coverReady(const QUrl& url);

@@ -30,6 +30,9 @@ protected:
     Podcast show;
     std::unique_ptr<EpisodeListView> list;
 
+    // A cover still on its way would outlive the test's server.
+    void TearDown() override { EXPECT_TRUE(QTest::qWaitFor([this] { return !artwork.isLoading(); }, 10000)); }
+
     void SetUp() override
     {
         show = subscribe(u"Late Night Radio"_s, {{u"oldest"_s, 9}, {u"newest"_s, 1}, {u"middle"_s, 4}});
