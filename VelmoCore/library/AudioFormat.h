@@ -9,7 +9,7 @@
 #include <optional>
 
 // The raw value is the only name a format has; screens show it upper-cased. Opus and AIFF
-// come after the six of the description, so that stored raw values keep their meaning.
+// come after the six first ones, so that stored raw values keep their meaning.
 enum class AudioFormat { flac, mp3, aac, alac, ogg, wav, opus, aiff };
 
 template <>
