@@ -8,6 +8,7 @@
 #include "library/Library.h"
 #include "metadata/MusicBrainzDiscLookup.h"
 #include "support/DiscImages.h"
+#include "support/RipSetup.h"
 #include "support/FakeClock.h"
 #include "support/FakeServices.h"
 #include "support/TestEnvironment.h"
@@ -40,13 +41,9 @@ namespace {
 
 constexpr qint64 framesPerTrack = 30;
 
-class CDRipViewTest : public ::testing::Test {
+class CDRipViewTest : public ::testing::Test, protected RipSetup {
 protected:
-    // A cover search still under way would outlive the test's servers.
-    void TearDown() override
-    {
-        EXPECT_TRUE(QTest::qWaitFor([this] { return !controller.isFetchingArtwork(); }, 10000));
-    }
+    void TearDown() override { EXPECT_TRUE(coverSearchEnded()); }
 
     void SetUp() override
     {
@@ -131,16 +128,6 @@ protected:
         view.grab().save(folder + u'/' + name);
     }
 
-    QTemporaryDir folder;
-    TemporaryStores stores;
-    FakeServices services;
-    std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
-    MetadataHTTPClient client{MetadataHTTPClient::Options{.clock = clock}};
-    Library library{QUrl::fromLocalFile(stores.folder() + u"/Music"_s)};
-    std::shared_ptr<DiscImages::ScriptedDrive> drive = std::make_shared<DiscImages::ScriptedDrive>();
-    CDRipController controller{client, [this](RipStrategyKind) { return DiscImages::scriptedStrategy(drive); }};
-    DiscImages::WrittenImage image;
-    DiscTOC toc;
 };
 
 } // namespace

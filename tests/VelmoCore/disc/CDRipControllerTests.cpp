@@ -6,6 +6,7 @@
 #include "metadata/MusicBrainzDiscLookup.h"
 #include "support/AudioFixtures.h"
 #include "support/DiscImages.h"
+#include "support/RipSetup.h"
 #include "support/FakeClock.h"
 #include "support/FakeServices.h"
 #include "support/TestEnvironment.h"
@@ -35,14 +36,10 @@ ReleaseMetadata releaseNamed(const QString& mbid, std::optional<QString> status,
     return {.mbid = mbid, .title = u"Album"_s, .artist = u"Band"_s, .status = status, .releaseGroupID = group};
 }
 
-class CDRipControllerTest : public ::testing::Test {
+class CDRipControllerTest : public ::testing::Test, protected RipSetup {
 protected:
     void SetUp() override { TestEnvironment::clearSettings(); }
-    // A cover search still under way would outlive the test's servers.
-    void TearDown() override
-    {
-        EXPECT_TRUE(QTest::qWaitFor([this] { return !controller.isFetchingArtwork(); }, 10000));
-    }
+    void TearDown() override { EXPECT_TRUE(coverSearchEnded()); }
 
     // A disc image of `trackCount` tracks.
     void insertDisc(qint64 trackCount)
@@ -81,17 +78,7 @@ protected:
         });
     }
 
-    QTemporaryDir folder;
-    TemporaryStores stores;
-    FakeServices services;
-    std::shared_ptr<FakeClock> clock = std::make_shared<FakeClock>();
-    MetadataHTTPClient client{MetadataHTTPClient::Options{.clock = clock}};
-    Library library{QUrl::fromLocalFile(stores.folder() + u"/Music"_s)};
-    std::shared_ptr<DiscImages::ScriptedDrive> drive = std::make_shared<DiscImages::ScriptedDrive>();
-    CDRipController controller{client, [this](RipStrategyKind) { return DiscImages::scriptedStrategy(drive); }};
-    DiscImages::WrittenImage image;
     QString sheet;
-    DiscTOC toc;
 };
 
 } // namespace
