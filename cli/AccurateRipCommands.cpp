@@ -16,8 +16,8 @@
 #include "metadata/MusicBrainzDiscLookup.h"
 #include "metadata/ServiceSettings.h"
 #include "platform/AudioDecoder.h"
+#include "platform/BoundedFile.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -106,12 +106,11 @@ QCoro::Task<int> checksum(Invocation& invocation)
 
 QCoro::Task<int> parseAnswer(Invocation& invocation)
 {
-    QFile file(invocation.arguments().constFirst());
-    if (!file.open(QIODevice::ReadOnly))
-        co_return invocation.fail(u"Could not read %1: %2"_s.arg(file.fileName(), file.errorString()));
     QList<AccurateRip::Pressing> pressings;
     try {
-        pressings = AccurateRip::parse(file.readAll());
+        pressings = AccurateRip::parse(BoundedFile::read(invocation.arguments().constFirst(), AccurateRip::largestAnswer));
+    } catch (const BoundedFile::ReadError& error) {
+        co_return invocation.fail(error.message());
     } catch (const AccurateRip::Error& error) {
         co_return invocation.fail(error.message());
     }

@@ -3,6 +3,7 @@
 #include "library/DisplayText.h"
 #include "metadata/ServiceSettings.h"
 
+#include <QLocale>
 #include <QtEndian>
 
 using namespace Qt::StringLiterals;
@@ -19,6 +20,13 @@ Error Error::wrongDisc(const QString& expected, const QString& found)
     return Error(Kind::wrongDisc, u"The AccurateRip answer is for disc %1, not %2."_s.arg(found, expected));
 }
 
+Error Error::tooLarge()
+{
+    return Error(Kind::tooLarge,
+                 u"The AccurateRip answer is larger than %1, more than any disc has; it was not read."_s.arg(
+                     QLocale::c().formattedDataSize(largestAnswer)));
+}
+
 Error Error::networkError(const MetadataHTTPClient::HTTPError& error)
 {
     return Error(Kind::networkError, u"AccurateRip could not be asked: %1"_s.arg(error.message()), error);
@@ -28,6 +36,8 @@ QList<Pressing> parse(const QByteArray& data, const std::optional<AccurateRipID>
 {
     constexpr qsizetype headerBytes = 13;
     constexpr qsizetype trackBytes = 9;
+    if (data.size() > largestAnswer)
+        throw Error::tooLarge();
     const auto* bytes = reinterpret_cast<const uchar*>(data.constData());
     QList<Pressing> pressings;
     qsizetype at = 0;

@@ -36,7 +36,7 @@ struct Pressing {
     bool operator==(const Pressing&) const = default;
 };
 
-enum class ErrorKind { truncated, wrongDisc, networkError };
+enum class ErrorKind { truncated, wrongDisc, tooLarge, networkError };
 
 class Error : public MetadataServiceError<ErrorKind> {
 public:
@@ -44,6 +44,7 @@ public:
 
     static Error truncated();
     static Error wrongDisc(const QString& expected, const QString& found);
+    static Error tooLarge();
     static Error networkError(const MetadataHTTPClient::HTTPError& error);
 
 private:
@@ -52,8 +53,11 @@ private:
 
 // The pressings of a dBAR file, in its order; 13 header bytes (track count, then id1, id2
 // and the CDDB id, little-endian) and 9 bytes per track (confidence, CRC, frame-450 CRC).
-// Throws Error truncated when the bytes end inside a pressing, and wrongDisc when `disc` is
-// given and a header names another one.
+// Throws Error truncated when the bytes end inside a pressing, wrongDisc when `disc` is
+// given and a header names another one, and tooLarge past `largestAnswer`.
+// Far more pressings than the database holds for any disc: a larger answer is no answer.
+constexpr qsizetype largestAnswer = 4 * 1024 * 1024;
+
 QList<Pressing> parse(const QByteArray& data, const std::optional<AccurateRipID>& disc = std::nullopt);
 
 // Asks the service configured as "accurateRip" in services.conf. A disc the database does not

@@ -1,5 +1,7 @@
 #include "CueSheet.h"
 
+#include "platform/BoundedFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -14,6 +16,8 @@ namespace {
 constexpr qint64 frameBytes = 2352;
 constexpr qint64 firstFrame = 150;
 constexpr qint64 sessionGap = 6750 + 4500 + 150;
+// A full TOC gives a minute one byte.
+constexpr qint64 longestDiscMinutes = 255;
 
 QString timeText(qint64 frames)
 {
@@ -31,7 +35,9 @@ std::optional<qint64> parseTime(const QString& text)
     const qint64 minutes = parts[0].toLongLong(&ok[0]);
     const qint64 seconds = parts[1].toLongLong(&ok[1]);
     const qint64 frames = parts[2].toLongLong(&ok[2]);
-    if (!ok[0] || !ok[1] || !ok[2] || minutes < 0 || seconds < 0 || seconds > 59 || frames < 0 || frames > 74)
+    // A time past the longest disc is no time on one, and would overflow the frame count.
+    if (!ok[0] || !ok[1] || !ok[2] || minutes < 0 || minutes > longestDiscMinutes || seconds < 0 || seconds > 59
+        || frames < 0 || frames > 74)
         return std::nullopt;
     return (minutes * 60 + seconds) * 75 + frames;
 }
@@ -136,8 +142,8 @@ public:
         endTrack();
         placeFileUpTo(m_fileFrames);
         m_sheet.m_sessions.last().leadOut = m_next;
-        if (m_next / 4500 > 255)
-            throw CueSheet::LoadError(u"%1 is longer than a disc's 255 minutes."_s.arg(m_sheetName));
+        if (m_next / 4500 > longestDiscMinutes)
+            throw CueSheet::LoadError(u"%1 is longer than a disc's %2 minutes."_s.arg(m_sheetName).arg(longestDiscMinutes));
         return m_sheet;
     }
 
@@ -191,6 +197,14 @@ private:
             fail(u"the file type \"%1\" is not supported; BINARY, MOTOROLA and WAVE are."_s.arg(words[2]));
         endTrackFile();
         const QString path = m_folder.absoluteFilePath(words[1]);
+        // A pipe or a device in the file's place would hold the open or never end.
+        try {
+            BoundedFile::requireRegular(path);
+        } catch (const BoundedFile::ReadError& error) {
+            if (error.kind() == BoundedFile::ReadError::Kind::notRegular)
+                fail(u"\"%1\" is not a regular file."_s.arg(words[1]));
+            fail(u"the file \"%1\" is missing or can't be read."_s.arg(words[1]));
+        }
         QFile file(path);
         if (!file.open(QIODevice::ReadOnly))
             fail(u"the file \"%1\" is missing or can't be read."_s.arg(words[1]));
@@ -377,14 +391,18 @@ private:
 
 CueSheet CueSheet::load(const QString& sheetPath)
 {
-    QFile file(sheetPath);
-    if (!file.open(QIODevice::ReadOnly))
-        throw LoadError(u"Could not read the CUE sheet %1: %2"_s.arg(sheetPath, file.errorString()));
     // A sheet is a page of text; a big file is an image named by mistake.
-    if (file.size() > 1024 * 1024)
-        throw LoadError(u"%1 is not a CUE sheet: it is not text."_s.arg(QFileInfo(sheetPath).fileName()));
+    constexpr qint64 largestSheet = 1024 * 1024;
+    QByteArray text;
+    try {
+        text = BoundedFile::read(sheetPath, largestSheet);
+    } catch (const BoundedFile::ReadError& error) {
+        if (error.kind() == BoundedFile::ReadError::Kind::tooLarge)
+            throw LoadError(u"%1 is not a CUE sheet: it is not text."_s.arg(QFileInfo(sheetPath).fileName()));
+        throw LoadError(error.message());
+    }
     CueSheetReader reader(sheetPath);
-    return reader.read(file.readAll());
+    return reader.read(text);
 }
 
 QByteArray CueSheet::fullTOC() const

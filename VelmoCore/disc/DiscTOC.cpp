@@ -99,7 +99,8 @@ DiscTOC parseDiscTOC(const QByteArray& data)
                       return a.second < b.second;
                   })->second;
     }
-    if (audio.isEmpty() || leadOut <= 0)
+    // Points repeated across descriptors can list more tracks than a disc holds.
+    if (audio.isEmpty() || audio.size() > 99 || leadOut <= 0)
         throw LookupError::tocReadFailed();
 
     DiscTOC toc;

@@ -42,6 +42,10 @@ struct Descriptor {
 
 constexpr int leadOutPoint = 0xA2;
 
+// The most a full TOC file can sensibly be: the header and a descriptor for each of 100
+// points, with room for the session entries of a disc of several sessions.
+constexpr qsizetype largestSize = 4 + (100 + 50) * 11;
+
 // The `length` field; the data must hold at least the four header bytes.
 int headerLength(const QByteArray& data);
 
@@ -66,7 +70,8 @@ QByteArray rawTOCData(const QString& source);
 DiscTOC readDiscTOC(const QString& source);
 
 // Only the audio tracks count, renumbered from 1; the last one ends at the lead-out of its own
-// session. Throws LookupError tocReadFailed for bytes that hold no usable audio.
+// session. Throws LookupError tocReadFailed for bytes that hold no usable audio or more than 99
+// audio tracks.
 DiscTOC parseDiscTOC(const QByteArray& data);
 
 // The published MusicBrainz calculation. At most 99 offsets.
