@@ -13,6 +13,7 @@
 #include "library/Settings.h"
 #include "metadata/ArtworkFetcher.h"
 #include "metadata/MusicBrainzDiscLookup.h"
+#include "platform/BoundedFile.h"
 #include "platform/UdevDiscEvents.h"
 
 #include <QDir>
@@ -35,12 +36,8 @@ QCoro::Task<std::optional<QByteArray>> discTOCBytes(Invocation& invocation, QStr
         invocation.err() << u"velmo: give either SOURCE or --raw-toc FILE.\nUsage: "_s << usage << Qt::endl;
         co_return std::nullopt;
     }
-    if (raw) {
-        QFile file(invocation.value(rawTOCOption));
-        if (!file.open(QIODevice::ReadOnly))
-            throw std::runtime_error(u"Could not read %1: %2"_s.arg(file.fileName(), file.errorString()).toStdString());
-        co_return file.readAll();
-    }
+    if (raw)
+        co_return BoundedFile::read(invocation.value(rawTOCOption), FullTOC::largestSize);
     const QString source = invocation.arguments().constFirst();
     const auto read = [source] { return MusicBrainzDiscLookup::rawTOCData(source); };
     co_return co_await Background::run(read);
@@ -150,6 +147,19 @@ bool readOffset(Invocation& invocation, std::optional<qint64>& offset)
     return ok;
 }
 
+// A read offset shifts by samples within the disc; one beyond its length reads nothing of it
+// and overflows the arithmetic of positions. False after saying so.
+bool offsetFitsDisc(Invocation& invocation, const std::optional<qint64>& offset, const DiscTOC& toc)
+{
+    const qint64 samples = (toc.leadOutOffset - toc.trackOffsets.constFirst()) * 588;
+    if (!offset || (*offset >= -samples && *offset <= samples))
+        return true;
+    invocation.err() << u"velmo: a read offset of %1 samples is beyond the disc, which is %2 samples long."_s.arg(
+                            *offset).arg(samples)
+                     << Qt::endl;
+    return false;
+}
+
 // --tracks as 0-based indexes, else every track; none after saying why.
 std::optional<QList<qint64>> trackIndexes(Invocation& invocation, const DiscTOC& toc)
 {
@@ -178,6 +188,8 @@ QCoro::Task<int> rip(Invocation& invocation)
         co_return int(exitUsage);
     const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
     const DiscTOC toc = co_await Background::run(read);
+    if (!offsetFitsDisc(invocation, offset, toc))
+        co_return int(exitUsage);
     const std::optional<QList<qint64>> chosenIndexes = trackIndexes(invocation, toc);
     if (!chosenIndexes)
         co_return int(exitFailure);
@@ -246,6 +258,8 @@ QCoro::Task<int> importDisc(Invocation& invocation)
         co_return int(exitUsage);
     const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
     const DiscTOC toc = co_await Background::run(read);
+    if (!offsetFitsDisc(invocation, offset, toc))
+        co_return int(exitUsage);
     const std::optional<QList<qint64>> indexes = trackIndexes(invocation, toc);
     if (!indexes)
         co_return int(exitFailure);
@@ -284,13 +298,11 @@ QCoro::Task<int> importDisc(Invocation& invocation)
                      << Qt::endl;
     const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(*kind, offset);
     qsizetype failed = 0;
+    QSet<QUuid> enteredThisRip;
     const CDImporter::TrackCompleteHandler entered = [&](const CDImporter::TrackImportResult& result) {
         if (result.track) {
-            Track record = *result.track;
-            // So that a later re-fetch can name a disc MusicBrainz didn't know.
-            if (withoutMetadata)
-                record.customTags.insert(CDRipController::discIDTag(), toc.discID);
-            const Track stored = library.upsertRippedTrack(record);
+            const Track stored = library.upsertRippedTrack(*result.track, enteredThisRip);
+            enteredThisRip.insert(stored.id);
             invocation.out() << u"Track "_s << result.trackIndex + 1 << u": "_s << stored.path();
             if (result.verdict)
                 invocation.out() << u" — "_s << result.verdict->text();

@@ -6,9 +6,17 @@
 #include "library/Date.h"
 #include "library/JsonCoding.h"
 #include "library/LibraryOrganizer.h"
+#include "library/Library.h"
+#include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "platform/AtomicFile.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLockFile>
+#include <QTimeZone>
 #include <QUuid>
 
 using namespace Qt::StringLiterals;
@@ -58,14 +66,103 @@ QString verdictSummary(const QList<TrackImportResult>& results)
     return AccurateRip::summary(verdicts);
 }
 
+namespace {
+
+constexpr auto ripFolderPrefix = "velmo_rip_";
+constexpr auto ripFolderLock = ".lock";
+
+// The rip's own temporary folder, locked while the rip runs and gone with it on every way out
+// of the rip: its end, an exception, or the coroutine destroyed while it waits.
+class RipFolder {
+public:
+    RipFolder()
+        : m_path(QDir::temp().filePath(QLatin1StringView(ripFolderPrefix)
+                                       + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper()))
+    {
+        QDir().mkpath(m_path);
+        m_lock.emplace(QDir(m_path).filePath(QLatin1StringView(ripFolderLock)));
+        m_lock->tryLock(0);
+    }
+    ~RipFolder()
+    {
+        m_lock.reset();
+        QDir(m_path).removeRecursively();
+    }
+    RipFolder(const RipFolder&) = delete;
+    RipFolder& operator=(const RipFolder&) = delete;
+
+    const QString& path() const { return m_path; }
+
+private:
+    QString m_path;
+    std::optional<QLockFile> m_lock;
+};
+
+// The file at `path` is this disc's track at this position, from an earlier rip of ours that
+// did not reach the catalogue: it is taken over rather than refused as something in the way.
+bool isEarlierRip(const QString& path, const Track& track)
+{
+    const std::optional<TrackMetadata> tags = TagReader::read(QUrl::fromLocalFile(path));
+    return tags && tags->customTags.value(Library::discIDTag()) == track.customTags.value(Library::discIDTag())
+        && tags->trackNumber == track.trackNumber && tags->discNumber.value_or(1) == track.discNumber.value_or(1);
+}
+
+// Puts the ripped file at its place whole or not at all: the bytes go to a hidden name beside
+// the destination, reach the disk, and only then take its name. A full library disk leaves
+// no short file there, and the failure in words. Blocking; throws OrganizerError.
+Track place(const Track& ripped, const QUrl& root, bool overwriteExisting)
+{
+    using LibraryOrganizer::OrganizerError;
+    const QString destination = LibraryOrganizer::canonicalURL(ripped, root).toLocalFile();
+    LibraryOrganizer::checkNameLengths(destination);
+    // Under the library's lock no one else writes here: what a killed rip left beside the
+    // destination is only garbage.
+    AtomicFile::removeLeftovers(destination);
+    const bool replace =
+        overwriteExisting || (QFileInfo::exists(destination) && isEarlierRip(destination, ripped));
+    if (QFileInfo::exists(destination) && !replace)
+        throw OrganizerError(OrganizerError::Kind::destinationExists, destination);
+    if (!QDir().mkpath(QFileInfo(destination).absolutePath()))
+        throw OrganizerError(OrganizerError::Kind::fileSystem, destination, u"the folder could not be created"_s);
+    const std::optional<QString> failure = AtomicFile::copy(
+        ripped.path(), destination, replace ? AtomicFile::Existing::replace : AtomicFile::Existing::keep);
+    if (failure)
+        throw OrganizerError(OrganizerError::Kind::fileSystem, destination, *failure);
+    QFile::remove(ripped.path());
+    Track placed = ripped;
+    placed.url = QUrl::fromLocalFile(destination);
+    return placed;
+}
+
+} // namespace
+
+void removeStaleRipFolders()
+{
+    const QDateTime dayAgo = QDateTime::currentDateTimeUtc().addDays(-1);
+    const QFileInfoList folders = QDir::temp().entryInfoList({QLatin1StringView(ripFolderPrefix) + u'*'},
+                                                             QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden);
+    for (const QFileInfo& folder : folders) {
+        if (folder.isSymLink() || folder.lastModified(QTimeZone::UTC) > dayAgo)
+            continue;
+        // A lock whose process is gone is taken over; one a running rip holds is not.
+        QLockFile lock(QDir(folder.filePath()).filePath(QLatin1StringView(ripFolderLock)));
+        lock.setStaleLockTime(0);
+        if (!lock.tryLock(0))
+            continue;
+        lock.unlock();
+        QDir(folder.filePath()).removeRecursively();
+    }
+}
+
 QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, ReleaseMetadata release,
                                                  std::optional<ArtworkFetcher::ArtworkResult> artwork, QUrl into,
                                                  std::optional<QList<qint64>> trackIndices, bool overwriteExisting,
                                                  DiscRipStrategy& strategy, TrackProgressHandler onTrackProgress,
                                                  TrackCompleteHandler onTrackComplete)
 {
-    const QString temporary =
-        QDir::temp().filePath(u"velmo_rip_"_s + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
+    removeStaleRipFolders();
+    const RipFolder folder;
+    const QString temporary = folder.path();
     QList<qint64> indices;
     if (trackIndices) {
         indices = *trackIndices;
@@ -96,19 +193,20 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
             result.error = TrackError{TrackError::Kind::ripFailed, error.message()};
         }
         if (ripped) {
-            const Track made = makeTrack(*ripped, stub, release, artwork);
+            Track made = makeTrack(*ripped, stub, release, artwork);
+            made.customTags.insert(Library::discIDTag(), toc.discID);
             // Tags and cover are a courtesy: a file that refuses them still counts as ripped.
-            const auto place = [made, artwork, into, overwriteExisting] {
+            const auto tagAndPlace = [made, artwork, into, overwriteExisting] {
                 try {
                     TagWriter::write(made);
                     if (artwork)
                         TagWriter::writeArtwork(made.url, artwork->data, artwork->mimeType);
                 } catch (const TagWriter::WriteError&) {
                 }
-                return LibraryOrganizer::move(made, into, overwriteExisting);
+                return place(made, into, overwriteExisting);
             };
             try {
-                result.track = co_await Background::run(place);
+                result.track = co_await Background::run(tagAndPlace);
             } catch (const LibraryOrganizer::OrganizerError& error) {
                 result.error = TrackError{TrackError::Kind::placeFailed, error.message()};
             }
@@ -118,7 +216,6 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
             onTrackComplete(result);
     }
     co_await audit.finish(release, results);
-    QDir(temporary).removeRecursively();
     co_return results;
 }
 

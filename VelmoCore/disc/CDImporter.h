@@ -54,10 +54,18 @@ Track makeTrack(const QUrl& file, const TrackMetadataStub& stub, const ReleaseMe
 // The stub of track i: the release's, or "Track N" by the release's artist where it has none.
 TrackMetadataStub stubFor(const ReleaseMetadata& release, qint64 trackIndex);
 
+// Removes the "velmo_rip_<UUID>" folders in the system's temporary folder that a rip killed
+// more than a day ago left: those whose lock no running rip holds.
+void removeStaleRipFolders();
+
 // Never throws. One result per index processed, in order; no index means every track. The
-// temporary folder "velmo_rip_<UUID>" in the system's temporary folder is gone at the end,
-// with whatever a failed track left in it. Each ripped track is checked against AccurateRip
-// (RipAudit), and the rip log and cue sheet are written when the setting keeps them.
+// temporary folder "velmo_rip_<UUID>" in the system's temporary folder is locked while the
+// rip runs and gone however it ends, with whatever a failed track left in it; stale ones go
+// first. Each file carries the disc id (Library::discIDTag) beside its track and disc number,
+// and reaches its place whole or not at all; a file there from an earlier rip of the same
+// track is replaced, any other is left and the track fails unless `overwriteExisting`. Each
+// ripped track is checked against AccurateRip (RipAudit), and the rip log and cue sheet are
+// written when the setting keeps them.
 QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, ReleaseMetadata release,
                                                  std::optional<ArtworkFetcher::ArtworkResult> artwork, QUrl into,
                                                  std::optional<QList<qint64>> trackIndices, bool overwriteExisting,

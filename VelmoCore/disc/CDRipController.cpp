@@ -152,11 +152,6 @@ ExistingRipInfo CDRipController::existingInfo(qint64 trackCount, const ReleaseMe
     return info;
 }
 
-QString CDRipController::discIDTag()
-{
-    return u"MUSICBRAINZ_DISCID"_s;
-}
-
 ReleaseMetadata CDRipController::unknownRelease(const DiscTOC& toc)
 {
     ReleaseMetadata release{.title = u"Unknown Album"_s, .artist = u"Unknown Artist"_s};
@@ -422,7 +417,6 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
     const ReleaseMetadata release = *m_cachedRelease;
     const std::optional<ArtworkFetcher::ArtworkResult> artwork = m_cachedArtwork;
     const std::shared_ptr<DiscRipStrategy> strategy = m_makeStrategy(Settings::value(Settings::ripStrategy));
-    const bool unknownDisc = release == unknownRelease(toc);
     QPointer<CDRipController> self(this);
     QPointer<Library> libraryAlive(&library);
 
@@ -471,12 +465,12 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
     // The files are in the library folder whatever the screen turned to meanwhile, so they are
     // entered even when another disc has taken the controller.
     QList<std::pair<qint64, TrackRipState>> outcomes;
+    QSet<QUuid> enteredThisRip;
     for (const CDImporter::TrackImportResult& result : std::as_const(results)) {
         if (result.track) {
-            Track record = *result.track;
-            if (unknownDisc)
-                record.customTags.insert(discIDTag(), toc.discID);
-            outcomes.append({result.trackIndex, TrackRipStates::Done{library.upsertRippedTrack(record), result.verdict}});
+            const Track stored = library.upsertRippedTrack(*result.track, enteredThisRip);
+            enteredThisRip.insert(stored.id);
+            outcomes.append({result.trackIndex, TrackRipStates::Done{stored, result.verdict}});
         } else if (result.error) {
             outcomes.append({result.trackIndex, TrackRipStates::Failed{*result.error}});
         }

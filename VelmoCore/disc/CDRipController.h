@@ -136,8 +136,6 @@ public:
     static ExistingRipInfo existingInfo(qint64 trackCount, const ReleaseMetadata& release, const Library& library);
     // The release of a disc MusicBrainz doesn't know; lengths come from the table of contents.
     static ReleaseMetadata unknownRelease(const DiscTOC& toc);
-    // The custom tag in which a track ripped without metadata keeps its disc's ID.
-    static QString discIDTag();
 
 signals:
     void stateChanged();

@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <tuple>
 
 Library::Library(const QUrl& rootURL, QObject* parent)
     : QObject(parent)
@@ -129,21 +130,58 @@ void Library::add(const Track& track)
     tracksDidChange();
 }
 
-Track Library::upsertRippedTrack(const Track& track)
+QString Library::discIDTag()
+{
+    return u"MUSICBRAINZ_DISCID"_s;
+}
+
+namespace {
+
+// The disc and position a ripped file's tags give it; none without a disc id.
+std::optional<std::tuple<QString, qint64, qint64>> discPosition(const Track& track)
+{
+    const QString discID = track.customTags.value(Library::discIDTag());
+    if (discID.isEmpty() || !track.trackNumber)
+        return std::nullopt;
+    return std::tuple(discID, *track.trackNumber, track.discNumber.value_or(1));
+}
+
+} // namespace
+
+Track Library::upsertRippedTrack(const Track& track, const QSet<QUuid>& sameRip)
 {
     assertMainThread();
-    const TrackSignature signature(track);
-    for (Track& existing : m_tracks) {
-        if (TrackSignature(existing).matches(signature)) {
-            existing = track.preservingIdentity(existing);
-            const Track stored = existing;
-            m_artworkCache.warm(stored.artworkData, stored.id);
-            tracksDidChange();
-            return stored;
-        }
+    const auto position = discPosition(track);
+    const auto ofSameDisc = [&position](const Track& existing) {
+        const auto other = discPosition(existing);
+        return position && other && std::get<0>(*other) == std::get<0>(*position);
+    };
+    auto found = m_tracks.end();
+    if (position) {
+        found = std::ranges::find_if(m_tracks, [&](const Track& existing) {
+            return !sameRip.contains(existing.id) && discPosition(existing) == position;
+        });
     }
-    add(track);
-    return track;
+    if (found == m_tracks.end()) {
+        const TrackSignature signature(track);
+        found = std::ranges::find_if(m_tracks, [&](const Track& existing) {
+            return !sameRip.contains(existing.id) && !ofSameDisc(existing)
+                && TrackSignature(existing).matches(signature);
+        });
+    }
+    if (found == m_tracks.end()) {
+        add(track);
+        return track;
+    }
+    Track& existing = *found;
+    existing = track.preservingIdentity(existing);
+    // The file now carries the disc it came from, and so does its entry.
+    if (position)
+        existing.customTags.insert(discIDTag(), std::get<0>(*position));
+    const Track stored = existing;
+    m_artworkCache.warm(stored.artworkData, stored.id);
+    tracksDidChange();
+    return stored;
 }
 
 QList<Track> Library::tracksMatching(const QList<TrackSignature>& signatures) const

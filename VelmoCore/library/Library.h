@@ -64,9 +64,14 @@ public:
     const QHash<QUuid, double>& downloadProgress() const { return m_downloadProgress; }
 
     void add(const Track& track);
+    // The tag a rip writes into every file it makes. With the track and disc numbers it
+    // places the file on its disc, which a title cannot: a disc may have two "Interlude".
+    static QString discIDTag();
     // For the rip pipeline: a re-rip of a song already here keeps its id, dateAdded and
-    // custom tags. Returns the record actually stored.
-    Track upsertRippedTrack(const Track& track);
+    // custom tags. The entry it takes over is the one of the same disc and position, else one
+    // whose signature matches and that is not another track of that disc; never one of
+    // `sameRip`, the entries the rip in progress has made. Returns the record actually stored.
+    Track upsertRippedTrack(const Track& track, const QSet<QUuid>& sameRip = {});
     // The tracks, in library order, that some signature matches (text and 2-second rule).
     QList<Track> tracksMatching(const QList<TrackSignature>& signatures) const;
     // Only the entry goes: the file stays, and playlists keep the id until pruned.
@@ -265,11 +270,14 @@ public:
 
     class AlbumRefetchError : public std::runtime_error {
     public:
-        enum class Kind { networkError, noMatchFound };
+        enum class Kind { networkError, noMatchFound, invalidAnswer };
 
         // `description` is the underlying failure's own sentence.
         static AlbumRefetchError networkError(const QString& description);
         static AlbumRefetchError noMatchFound();
+        // An answer that came but cannot be applied: unreadable, or a release without its
+        // titles or artist credits. Nothing was written.
+        static AlbumRefetchError invalidAnswer(const QString& description);
 
         Kind kind() const { return m_kind; }
         QString message() const { return m_message; }

@@ -408,6 +408,6 @@ TEST_F(CDRipControllerTest, AnUnknownDiscIsRippedWithoutMetadataKeepingItsDiscID
     EXPECT_EQ(first.album, u"Unknown Album"_s);
     EXPECT_EQ(first.title, u"Track 1"_s);
     EXPECT_EQ(first.releaseMBID, std::nullopt);
-    EXPECT_EQ(first.customTags.value(CDRipController::discIDTag()), toc.discID);
+    EXPECT_EQ(first.customTags.value(Library::discIDTag()), toc.discID);
     EXPECT_TRUE(QFileInfo::exists(first.path()));
 }
