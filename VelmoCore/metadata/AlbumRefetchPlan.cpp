@@ -82,19 +82,27 @@ AlbumRefetchPlan AlbumRefetchPlan::make(const QList<Track>& albumTracks, const R
 Track AlbumRefetchPlan::applying(const Track& track, const TrackMetadataStub& stub, const ReleaseMetadata& release,
                                  const std::optional<QByteArray>& artwork)
 {
+    // An answer adds and corrects; what it lacks stays as the file has it.
+    const auto take = [](QString& field, const QString& given) {
+        if (!given.isEmpty())
+            field = given;
+    };
     Track updated = track;
-    updated.title = stub.title;
-    updated.artist = stub.artist;
-    updated.albumArtist = release.artist;
-    updated.album = release.title;
-    updated.year = release.year;
+    take(updated.title, stub.title);
+    take(updated.artist, stub.artist);
+    take(updated.albumArtist, release.artist);
+    take(updated.album, release.title);
+    if (release.year)
+        updated.year = release.year;
     updated.trackNumber = stub.number;
     if (stub.discNumber)
         updated.discNumber = stub.discNumber;
-    updated.releaseMBID = release.mbid.isEmpty() ? std::nullopt : std::optional(release.mbid);
-    updated.releaseGroupMBID = release.releaseGroupID;
+    if (!release.mbid.isEmpty())
+        updated.releaseMBID = release.mbid;
+    if (release.releaseGroupID)
+        updated.releaseGroupMBID = release.releaseGroupID;
     if (release.genre)
-        updated.genre = *release.genre;
+        take(updated.genre, *release.genre);
     if (artwork)
         updated.artworkData = artwork;
     return updated;

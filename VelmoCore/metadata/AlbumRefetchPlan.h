@@ -49,8 +49,8 @@ struct AlbumRefetchPlan {
                                  const std::optional<QByteArray>& artwork = std::nullopt);
 
     // The track with the release's text: title, artist and number from the stub; album,
-    // album artist, year and IDs from the release, an absent year included; the disc number
-    // and genre only where the release has them.
+    // album artist, year, IDs, disc number and genre from the release. A field the answer
+    // leaves empty or out is never cleared: the track keeps its own.
     static Track applying(const Track& track, const TrackMetadataStub& stub, const ReleaseMetadata& release,
                           const std::optional<QByteArray>& artwork);
 };

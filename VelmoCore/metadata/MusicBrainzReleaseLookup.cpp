@@ -7,6 +7,8 @@
 
 #include <QSet>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace MusicBrainzReleaseLookup {
@@ -103,6 +105,15 @@ ReleaseMetadata parseFullRelease(const QByteArray& body)
         const std::optional<qint64> position = MusicBrainzJson::integer(medium.value("position"_L1));
         release.tracks.append(MusicBrainzJson::tracksOfMedium(medium, release.artist, position));
     }
+    // Tags are written from this answer: one without a title or an artist credit, for the
+    // release or one of its tracks, is no release, whatever else it holds.
+    const auto blank = [](const QString& text) { return text.trimmed().isEmpty(); };
+    const bool incomplete = blank(release.title) || blank(release.artist)
+        || std::ranges::any_of(release.tracks, [&blank](const TrackMetadataStub& track) {
+               return blank(track.title) || blank(track.artist);
+           });
+    if (incomplete)
+        throw LookupError::parseError();
     return release;
 }
 

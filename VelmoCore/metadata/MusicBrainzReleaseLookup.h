@@ -43,7 +43,8 @@ QUrl releaseURL(const QUrl& musicBrainz, const QString& releaseID);
 QList<ReleaseCandidate> parseCandidates(const QByteArray& body);
 
 // A release with the tracks of all its media, in order of position, each track carrying its
-// medium's position as its disc number. Throws LookupError::parseError.
+// medium's position as its disc number. Throws LookupError::parseError, also for an answer
+// whose release or any track has no title or no artist credit.
 ReleaseMetadata parseFullRelease(const QByteArray& body);
 
 // Each throws LookupError: a 404 is noMatchFound, other failures of the request networkError.

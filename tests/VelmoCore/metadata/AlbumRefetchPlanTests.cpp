@@ -3,6 +3,8 @@
 #include "support/TestData.h"
 #include "support/TrackFactory.h"
 
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
@@ -135,12 +137,12 @@ TEST(AlbumRefetchPlan, AMatchTakesTheReleasesTextAndKeepsItsIdentity)
     EXPECT_EQ(updated.artist, u"Release Artist"_s);
     EXPECT_EQ(updated.albumArtist, u"New Album Artist"_s);
     EXPECT_EQ(updated.album, u"New Album"_s);
-    EXPECT_EQ(updated.year, std::nullopt) << "an absent year is taken too";
+    EXPECT_EQ(updated.year, old.year) << "an absent year clears nothing";
     EXPECT_EQ(updated.trackNumber, 7);
     EXPECT_EQ(updated.discNumber, 1) << "kept when the release track has none";
     EXPECT_EQ(updated.genre, u"Jazz"_s) << "kept when the release has none";
     EXPECT_EQ(updated.releaseMBID, u"release-id"_s);
-    EXPECT_EQ(updated.releaseGroupMBID, std::nullopt);
+    EXPECT_EQ(updated.releaseGroupMBID, old.releaseGroupMBID) << "an absent id clears nothing";
     EXPECT_EQ(updated.artworkData, QByteArray("old picture"));
 
     Track unchangedPart = updated;
@@ -159,6 +161,17 @@ TEST(AlbumRefetchPlan, AMatchTakesTheReleasesTextAndKeepsItsIdentity)
     const Track withCover = AlbumRefetchPlan::applying(old, stub(2, 7), release, QByteArray("\xFF\xD8\xFF new"));
     EXPECT_EQ(withCover.genre, u"Electronic"_s);
     EXPECT_EQ(withCover.discNumber, 2);
-    EXPECT_EQ(withCover.releaseMBID, std::nullopt) << "a release without an ID leaves none";
+    EXPECT_EQ(withCover.releaseMBID, old.releaseMBID) << "a release without an ID keeps the track's";
     EXPECT_EQ(withCover.artworkData, QByteArray("\xFF\xD8\xFF new"));
+
+    TrackMetadataStub blank = stub(1, 7);
+    blank.title.clear();
+    blank.artist.clear();
+    release.title.clear();
+    release.artist.clear();
+    release.genre = QString();
+    const Track kept = AlbumRefetchPlan::applying(old, blank, release, std::nullopt);
+    EXPECT_EQ(std::tuple(kept.title, kept.artist, kept.album, kept.albumArtist, kept.genre),
+              std::tuple(old.title, old.artist, old.album, old.albumArtist, old.genre))
+        << "empty text in an answer clears no field";
 }

@@ -198,8 +198,17 @@ TEST_F(LibraryMetadataTest, AFailedReleaseFetchChangesNothing)
 
     services.musicBrainz.route(u"/ws/2/release/"_s + multidiscID, FakeResponse::ok("{\"media\": 3", "application/json"));
     const auto garbled = awaitFailure<Library::AlbumRefetchError>(library.refetchAlbumInfo(album, multidiscID, client));
-    EXPECT_EQ(garbled.kind(), Library::AlbumRefetchError::Kind::networkError);
-    EXPECT_EQ(garbled.message(), u"Couldn't reach MusicBrainz: MusicBrainz returned data Velmo couldn't understand."_s);
+    EXPECT_EQ(garbled.kind(), Library::AlbumRefetchError::Kind::invalidAnswer);
+    EXPECT_EQ(garbled.message(), u"MusicBrainz returned data Velmo couldn't understand. No file was changed."_s);
+
+    // Titles and artist credits missing or null: applied, they would have erased the tags.
+    QJsonObject untitled = testDataObject(u"metadata/musicbrainz/release_multidisc.json"_s);
+    untitled.insert("title"_L1, QJsonValue::Null);
+    untitled.remove("artist-credit"_L1);
+    services.musicBrainz.route(u"/ws/2/release/"_s + multidiscID, FakeResponse::ok(jsonText(untitled), "application/json"));
+    const auto incomplete = awaitFailure<Library::AlbumRefetchError>(library.refetchAlbumInfo(album, multidiscID, client));
+    EXPECT_EQ(incomplete.kind(), Library::AlbumRefetchError::Kind::invalidAnswer);
+    EXPECT_EQ(readFile(album.constFirst().path()), before) << "the file keeps its tags";
 
     FakeServices::configure(FakeServices::vacantAddress(), services.coverArt.url(QString()), services.iTunes.url(QString()));
     const auto unreachable =

@@ -155,6 +155,41 @@ TEST(MusicBrainzFullRelease, ReadsEveryMediumInOrderOfPosition)
     EXPECT_DOUBLE_EQ(metadata.tracks.at(5).duration, 14.0);
 }
 
+TEST(MusicBrainzFullRelease, AnAnswerWithoutTitlesOrArtistCreditsIsRefused)
+{
+    const QJsonObject whole = testDataObject(u"metadata/musicbrainz/release_multidisc.json"_s);
+    ASSERT_NO_THROW(MusicBrainzReleaseLookup::parseFullRelease(jsonText(whole)));
+
+    QJsonObject untitledTrack = whole;
+    QJsonArray media = untitledTrack.value("media"_L1).toArray();
+    QJsonObject medium = media.at(0).toObject();
+    QJsonArray tracks = medium.value("tracks"_L1).toArray();
+    QJsonObject track = tracks.at(0).toObject();
+    QJsonObject recording = track.value("recording"_L1).toObject();
+    recording.insert("title"_L1, QJsonValue::Null);
+    track.insert("recording"_L1, recording);
+    track.insert("title"_L1, QJsonValue::Null);
+    tracks.replace(0, track);
+    medium.insert("tracks"_L1, tracks);
+    media.replace(0, medium);
+    untitledTrack.insert("media"_L1, media);
+
+    QJsonObject nullTitle = whole;
+    nullTitle.insert("title"_L1, QJsonValue::Null);
+    QJsonObject noCredit = whole;
+    noCredit.remove("artist-credit"_L1);
+    QJsonObject emptyCredit = whole;
+    emptyCredit.insert("artist-credit"_L1, QJsonArray());
+    for (const QJsonObject& answer : {untitledTrack, nullTitle, noCredit, emptyCredit}) {
+        try {
+            MusicBrainzReleaseLookup::parseFullRelease(jsonText(answer));
+            ADD_FAILURE() << jsonText(answer).left(200).constData();
+        } catch (const LookupError& error) {
+            EXPECT_EQ(error.kind(), LookupError::Kind::parseError);
+        }
+    }
+}
+
 TEST(MusicBrainzFullRelease, AnAnswerThatIsNoObjectIsAParseError)
 {
     for (const QByteArray& body : {QByteArray("[]"), QByteArray("<html></html>"), QByteArray()}) {
