@@ -5,8 +5,8 @@
 #include "library/Background.h"
 #include "library/Date.h"
 #include "library/JsonCoding.h"
-#include "library/LibraryOrganizer.h"
 #include "library/Library.h"
+#include "library/LibraryOrganizer.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
 #include "platform/AtomicFile.h"
@@ -16,7 +16,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLockFile>
-#include <QTimeZone>
 #include <QUuid>
 
 using namespace Qt::StringLiterals;
@@ -68,19 +67,19 @@ QString verdictSummary(const QList<TrackImportResult>& results)
 
 namespace {
 
-constexpr auto ripFolderPrefix = "velmo_rip_";
-constexpr auto ripFolderLock = ".lock";
+constexpr auto ripFolderPrefix = "velmo_rip_"_L1;
+constexpr auto ripFolderLock = ".lock"_L1;
 
 // The rip's own temporary folder, locked while the rip runs and gone with it on every way out
 // of the rip: its end, an exception, or the coroutine destroyed while it waits.
 class RipFolder {
 public:
     RipFolder()
-        : m_path(QDir::temp().filePath(QLatin1StringView(ripFolderPrefix)
+        : m_path(QDir::temp().filePath(QString(ripFolderPrefix)
                                        + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper()))
     {
         QDir().mkpath(m_path);
-        m_lock.emplace(QDir(m_path).filePath(QLatin1StringView(ripFolderLock)));
+        m_lock.emplace(QDir(m_path).filePath(ripFolderLock));
         m_lock->tryLock(0);
     }
     ~RipFolder()
@@ -102,8 +101,11 @@ private:
 // did not reach the catalogue: it is taken over rather than refused as something in the way.
 bool isEarlierRip(const QString& path, const Track& track)
 {
+    const QString discID = track.customTags.value(Library::discIDTag());
+    if (discID.isEmpty())
+        return false;
     const std::optional<TrackMetadata> tags = TagReader::read(QUrl::fromLocalFile(path));
-    return tags && tags->customTags.value(Library::discIDTag()) == track.customTags.value(Library::discIDTag())
+    return tags && tags->customTags.value(Library::discIDTag()) == discID
         && tags->trackNumber == track.trackNumber && tags->discNumber.value_or(1) == track.discNumber.value_or(1);
 }
 
@@ -138,14 +140,14 @@ Track place(const Track& ripped, const QUrl& root, bool overwriteExisting)
 
 void removeStaleRipFolders()
 {
-    const QDateTime dayAgo = QDateTime::currentDateTimeUtc().addDays(-1);
-    const QFileInfoList folders = QDir::temp().entryInfoList({QLatin1StringView(ripFolderPrefix) + u'*'},
+    const QDateTime dayAgo = QDateTime::currentDateTime().addDays(-1);
+    const QFileInfoList folders = QDir::temp().entryInfoList({QString(ripFolderPrefix) + u'*'},
                                                              QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden);
     for (const QFileInfo& folder : folders) {
-        if (folder.isSymLink() || folder.lastModified(QTimeZone::UTC) > dayAgo)
+        if (folder.isSymLink() || folder.lastModified() > dayAgo)
             continue;
         // A lock whose process is gone is taken over; one a running rip holds is not.
-        QLockFile lock(QDir(folder.filePath()).filePath(QLatin1StringView(ripFolderLock)));
+        QLockFile lock(QDir(folder.filePath()).filePath(ripFolderLock));
         lock.setStaleLockTime(0);
         if (!lock.tryLock(0))
             continue;
@@ -194,7 +196,8 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
         }
         if (ripped) {
             Track made = makeTrack(*ripped, stub, release, artwork);
-            made.customTags.insert(Library::discIDTag(), toc.discID);
+            if (!toc.discID.isEmpty())
+                made.customTags.insert(Library::discIDTag(), toc.discID);
             // Tags and cover are a courtesy: a file that refuses them still counts as ripped.
             const auto tagAndPlace = [made, artwork, into, overwriteExisting] {
                 try {

@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QPointer>
 #include <QScopeGuard>
+#include <QSet>
 #include <QThread>
 
 #include <algorithm>

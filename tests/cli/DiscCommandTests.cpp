@@ -192,11 +192,18 @@ TEST_F(DiscCommandTest, ImportLooksTheDiscUpRipsItAndEntersItsTracks)
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->pcm, audio.mid(300 * 2352, 200 * 2352)) << "the disc's own samples";
 
-    // The same disc again keeps the entries: the files are in place, so nothing new comes in.
+    // The same disc again: the file at the track's place is this disc's own, and is taken over.
     const VelmoResult again = velmo({u"disc"_s, u"import"_s, sheet, u"--tracks"_s, u"1"_s});
-    EXPECT_EQ(again.status, 1) << "the place is taken without --overwrite";
-    ASSERT_EQ(velmo({u"disc"_s, u"import"_s, sheet, u"--tracks"_s, u"1"_s, u"--overwrite"_s}).status, 0);
+    EXPECT_EQ(again.status, 0) << again.err.toStdString();
     EXPECT_EQ(LibraryStores::readTracks().value.size(), 3) << "a re-rip keeps its entry";
+    // Another file in a track's place stays unless --overwrite says otherwise.
+    writeFile(tracks.at(1).path(), "someone else's");
+    const VelmoResult taken = velmo({u"disc"_s, u"import"_s, sheet, u"--tracks"_s, u"2"_s});
+    EXPECT_EQ(taken.status, 1);
+    EXPECT_TRUE(taken.err.contains(u"A file already exists at"_s)) << taken.err.toStdString();
+    EXPECT_EQ(readFile(tracks.at(1).path()), "someone else's");
+    ASSERT_EQ(velmo({u"disc"_s, u"import"_s, sheet, u"--tracks"_s, u"2"_s, u"--overwrite"_s}).status, 0);
+    EXPECT_EQ(LibraryStores::readTracks().value.size(), 3);
 }
 
 TEST_F(DiscCommandTest, ImportChoosesTheReleaseAsTheScreenWouldOrAsksForOne)

@@ -1,6 +1,7 @@
 #include "VelmoTest.h"
 #include "disc/DiscTOC.h"
 #include "library/LibraryStores.h"
+#include "library/StoreLocations.h"
 #include "library/TagReader.h"
 #include "support/DiscImages.h"
 #include "support/FakeServices.h"
@@ -39,6 +40,26 @@ struct ProcessResult {
 
 class RipSafetyTest : public VelmoTest {
 protected:
+    // The velmo processes keep their stores where the test environment's data folder says, so
+    // the test reads them there too; each test starts and ends without any.
+    void SetUp() override
+    {
+        VelmoTest::SetUp();
+        for (StoreKind kind : allStoreKinds)
+            StoreLocations::setOverride(kind, std::nullopt);
+        removeStores();
+    }
+    void TearDown() override
+    {
+        removeStores();
+        VelmoTest::TearDown();
+    }
+    static void removeStores()
+    {
+        for (StoreKind kind : allStoreKinds)
+            QDir(QFileInfo(StoreLocations::path(kind)).absolutePath()).removeRecursively();
+    }
+
     // velmo as a process of its own, so that a crash or a hang shows as one; `temporary` is
     // its temporary folder. A run still going at `timeoutMs` is killed and reported unfinished.
     ProcessResult velmoProcess(const QStringList& arguments, int timeoutMs = 30000)
@@ -120,7 +141,7 @@ protected:
 
     static void age(const QString& path, int days)
     {
-        const qint64 then = QDateTime::currentSecsSinceEpoch() - qint64(days) * 86400;
+        const time_t then = time_t(QDateTime::currentSecsSinceEpoch() - qint64(days) * 86400);
         const struct timeval times[2] = {{then, 0}, {then, 0}};
         ASSERT_EQ(::utimes(QFile::encodeName(path).constData(), times), 0);
     }

@@ -1,6 +1,7 @@
 #include "disc/CDImporter.h"
 #include "library/BlockingWait.h"
 #include "library/JsonCoding.h"
+#include "library/Library.h"
 #include "library/LibraryOrganizer.h"
 #include "library/TagReader.h"
 #include "support/AudioFixtures.h"
@@ -42,6 +43,7 @@ public:
 DiscTOC twelveTracks()
 {
     DiscTOC toc;
+    toc.discID = u"disc-id"_s;
     toc.trackCount = 12;
     for (qint64 i = 0; i < 12; ++i)
         toc.trackOffsets.append(150 + i * 15000);
@@ -91,6 +93,8 @@ TEST_F(CDImporterTest, TracksBeyondTheReleaseGetSubstitutesAndEveryFileIsTaggedA
     EXPECT_EQ(first.genre, QString()) << "an unknown genre is empty text";
     EXPECT_EQ(first.path(), LibraryOrganizer::canonicalURL(first, QUrl::fromLocalFile(root.path())).toLocalFile());
     EXPECT_EQ(TagReader::read(first.url)->title, u"Song 1"_s) << "the tags are in the file";
+    EXPECT_EQ(TagReader::read(first.url)->customTags.value(Library::discIDTag()), u"disc-id"_s)
+        << "the disc id beside the track number places the file on its disc";
 
     const Track& eleventh = *results.at(10).track;
     EXPECT_EQ(eleventh.title, u"Track 11"_s);
@@ -116,10 +120,16 @@ TEST_F(CDImporterTest, FailuresStayWithTheirTrackAndTheRestGoOn)
     EXPECT_EQ(results.at(1).track->trackNumber, 5) << "numbers come from the stubs";
     EXPECT_EQ(results.at(1).track->releaseMBID, std::nullopt) << "an empty release id is absent";
 
-    // A file already in place is the organiser's error without overwriting.
+    // The file of an earlier rip of the same track is taken over; any other stays without overwriting.
     const auto again = import(QList<qint64>{4});
     ASSERT_EQ(again.size(), 1);
-    EXPECT_EQ(again.at(0).error->kind, CDImporter::TrackError::Kind::placeFailed);
+    ASSERT_TRUE(again.at(0).succeeded()) << again.at(0).error->message.toStdString();
+    const QString placed = again.at(0).track->path();
+    writeFile(placed, "someone else's");
+    const auto taken = import(QList<qint64>{4});
+    ASSERT_EQ(taken.size(), 1);
+    EXPECT_EQ(taken.at(0).error->kind, CDImporter::TrackError::Kind::placeFailed);
+    EXPECT_EQ(readFile(placed), "someone else's");
     EXPECT_TRUE(import(QList<qint64>{4}, true).at(0).succeeded()) << "or overwrites when told";
     EXPECT_TRUE(import(QList<qint64>{}).isEmpty());
 }
