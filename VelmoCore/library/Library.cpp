@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <tuple>
 
+using namespace Qt::StringLiterals;
+
 Library::Library(const QUrl& rootURL, QObject* parent)
     : QObject(parent)
     , m_rootURL(rootURL)
@@ -163,11 +165,18 @@ Track Library::upsertRippedTrack(const Track& track, const QSet<QUuid>& sameRip)
         });
     }
     if (found == m_tracks.end()) {
+        // Among entries of the same text, another pressing's track at the same position first.
         const TrackSignature signature(track);
-        found = std::ranges::find_if(m_tracks, [&](const Track& existing) {
+        const auto sameSong = [&](const Track& existing) {
             return !sameRip.contains(existing.id) && !ofSameDisc(existing)
                 && TrackSignature(existing).matches(signature);
+        };
+        found = std::ranges::find_if(m_tracks, [&](const Track& existing) {
+            return sameSong(existing) && existing.trackNumber == track.trackNumber
+                && existing.discNumber.value_or(1) == track.discNumber.value_or(1);
         });
+        if (found == m_tracks.end())
+            found = std::ranges::find_if(m_tracks, sameSong);
     }
     if (found == m_tracks.end()) {
         add(track);

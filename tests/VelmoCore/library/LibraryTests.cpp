@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSet>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
@@ -162,6 +163,46 @@ TEST_F(LibraryTest, ReRippingADiscKeepsIdentityButAnotherLengthAppends)
 
     const Track longer = makeTrack(u"Song 1"_s, u"Band"_s, u"Record"_s, 185.0);
     EXPECT_EQ(library->upsertRippedTrack(longer).id, longer.id) << "2.5 s longer is another track";
+    EXPECT_EQ(library->tracks().size(), 4);
+}
+
+TEST_F(LibraryTest, RippedTracksOfOneTitleAreKnownByTheirDiscAndPosition)
+{
+    const auto library = open();
+    const auto ripped = [](const QString& title, qint64 number, double duration, const QString& discID) {
+        Track track = makeTrack(title, u"Band"_s, u"Record"_s, duration);
+        track.trackNumber = number;
+        track.discNumber = 1;
+        if (!discID.isEmpty())
+            track.customTags.insert(Library::discIDTag(), discID);
+        return track;
+    };
+
+    // One rip: three "Untitled" without a length, which the signature alone calls one song.
+    QSet<QUuid> sameRip;
+    QList<QUuid> firstIDs;
+    for (qint64 n = 1; n <= 3; ++n) {
+        const Track stored = library->upsertRippedTrack(ripped(u"Untitled"_s, n, 0.0, u"disc-a"_s), sameRip);
+        sameRip.insert(stored.id);
+        firstIDs.append(stored.id);
+    }
+    ASSERT_EQ(library->tracks().size(), 3) << "two tracks of one rip never match each other";
+
+    // A re-rip of the third alone takes over the third's entry, not the first of its title.
+    const Track third = library->upsertRippedTrack(ripped(u"Untitled"_s, 3, 0.0, u"disc-a"_s));
+    EXPECT_EQ(third.id, firstIDs.at(2));
+    EXPECT_EQ(library->tracks().size(), 3);
+
+    // A fourth "Untitled" of this disc is none of its other three, whatever its text says.
+    EXPECT_EQ(library->upsertRippedTrack(ripped(u"Untitled"_s, 4, 0.0, u"disc-a"_s)).id,
+              library->tracks().constLast().id);
+    EXPECT_EQ(library->tracks().size(), 4);
+
+    // Another pressing, with another disc id, is matched by its text, at its own position.
+    EXPECT_EQ(library->upsertRippedTrack(ripped(u"Untitled"_s, 2, 0.0, u"disc-b"_s)).id, firstIDs.at(1));
+    EXPECT_EQ(library->tracks().size(), 4);
+    // A track without a disc id is matched by its text, the entry at its position first.
+    EXPECT_EQ(library->upsertRippedTrack(ripped(u"Untitled"_s, 2, 0.0, QString())).id, firstIDs.at(1));
     EXPECT_EQ(library->tracks().size(), 4);
 }
 
