@@ -69,8 +69,9 @@ public:
     static QString discIDTag();
     // For the rip pipeline: a re-rip of a song already here keeps its id, dateAdded and
     // custom tags. The entry it takes over is the one of the same disc and position, else one
-    // whose signature matches and that is not another track of that disc; never one of
-    // `sameRip`, the entries the rip in progress has made. Returns the record actually stored.
+    // whose signature matches and that is not another track of that disc (the one at the same
+    // position first); never one of `sameRip`, the entries the rip in progress has made.
+    // Returns the record actually stored.
     Track upsertRippedTrack(const Track& track, const QSet<QUuid>& sameRip = {});
     // The tracks, in library order, that some signature matches (text and 2-second rule).
     QList<Track> tracksMatching(const QList<TrackSignature>& signatures) const;
