@@ -261,7 +261,9 @@ TEST_F(RipSafetyTest, AKilledRipIsCleanedUpAndARerunTakesItsFilesIn)
     ASSERT_EQ(tracks.size(), trackCount) << "the files placed before the kill are catalogued";
     for (const Track& track : tracks)
         EXPECT_TRUE(track.path().startsWith(album)) << qPrintable(track.path());
-    EXPECT_EQ(QDir(album).entryList(QDir::Files | QDir::Hidden).size(), trackCount) << "nothing half-written is left";
+    EXPECT_EQ(QDir(album).entryList({u"*.flac"_s}, QDir::Files).size(), trackCount);
+    for (const QString& name : QDir(album).entryList(QDir::Files | QDir::Hidden))
+        EXPECT_FALSE(name.startsWith(u'.')) << "nothing half-written is left: " << qPrintable(name);
     EXPECT_EQ(ripFolders(), (QStringList{u"velmo_rip_BUSY"_s, u"velmo_rip_YOUNG"_s}));
 }
 
@@ -275,12 +277,15 @@ TEST_F(RipSafetyTest, InputsThatCrashedAreRefusedInWords)
     EXPECT_TRUE(offset.err.contains(u"beyond the disc"_s)) << qPrintable(offset.err);
     EXPECT_EQ(velmoProcess({u"disc"_s, u"rip"_s, image.sheet, out, u"--offset=9223372036854775807"_s}).status, 2);
 
-    QList<qint64> offsets;
-    for (qint64 i = 0; i < 120; ++i)
-        offsets.append(150 + i * 1000);
+    // Points repeat, so 120 descriptors list 120 audio tracks.
+    QList<DiscImages::Descriptor> descriptors{{.point = 0xA2, .frame = 150 + 120 * 1000}};
+    for (int i = 0; i < 120; ++i)
+        descriptors.append({.point = i % 99 + 1, .frame = 150 + qint64(i) * 1000});
     const QString manyTracks = folder.filePath(u"many.toc"_s);
-    writeFile(manyTracks, DiscImages::audioTOC(offsets, 150 + 120 * 1000));
-    expectRefusal(velmoProcess({u"disc"_s, u"toc"_s, u"--raw-toc"_s, manyTracks}), "120 tracks");
+    writeFile(manyTracks, DiscImages::fullTOC(descriptors));
+    const ProcessResult many = velmoProcess({u"disc"_s, u"toc"_s, u"--raw-toc"_s, manyTracks});
+    expectRefusal(many, "120 tracks");
+    EXPECT_TRUE(many.err.contains(u"Couldn't read the disc."_s)) << qPrintable(many.err);
 
     QRandomGenerator random(27);
     QByteArray noise(70 * 1024, Qt::Uninitialized);
