@@ -280,7 +280,7 @@ TEST_F(RipSafetyTest, InputsThatCrashedAreRefusedInWords)
     // Points repeat, so 120 descriptors list 120 audio tracks.
     QList<DiscImages::Descriptor> descriptors{{.point = 0xA2, .frame = 150 + 120 * 1000}};
     for (int i = 0; i < 120; ++i)
-        descriptors.append({.point = i % 99 + 1, .frame = 150 + qint64(i) * 1000});
+        descriptors.append(DiscImages::Descriptor{.point = i % 99 + 1, .frame = 150 + qint64(i) * 1000});
     const QString manyTracks = folder.filePath(u"many.toc"_s);
     writeFile(manyTracks, DiscImages::fullTOC(descriptors));
     const ProcessResult many = velmoProcess({u"disc"_s, u"toc"_s, u"--raw-toc"_s, manyTracks});
