@@ -1,6 +1,7 @@
 #include "CDRipper.h"
 
 #include "DiscRipStrategy.h"
+#include "platform/AtomicFile.h"
 
 #include <cstring>
 
@@ -49,9 +50,11 @@ RipError RipError::encoderInitFailed()
     return {Kind::encoderInitFailed, u"FLAC encoder init failed"_s};
 }
 
-RipError RipError::encoderWriteFailed()
+RipError RipError::encoderWriteFailed(int errorNumber)
 {
-    return {Kind::encoderWriteFailed, u"FLAC encoder write failed"_s};
+    if (errorNumber == 0)
+        return {Kind::encoderWriteFailed, u"FLAC encoder write failed"_s};
+    return {Kind::encoderWriteFailed, u"FLAC encoder write failed: "_s + AtomicFile::describe(errorNumber), errorNumber};
 }
 
 QString trackFileName(qint64 trackNumber)

@@ -35,7 +35,8 @@ public:
     static RipError readFailed(int errorNumber, qint64 sector);
     static RipError noAudioTracks();
     static RipError encoderInitFailed();
-    static RipError encoderWriteFailed();
+    // With the system's reason, such as a full disk, when it is known (`errorNumber` not 0).
+    static RipError encoderWriteFailed(int errorNumber = 0);
 
     Kind kind() const { return m_kind; }
     int errorNumber() const { return m_errorNumber; }

@@ -5,6 +5,7 @@
 #include <QFile>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -43,11 +44,16 @@ void FlacTrackEncoder::writeFrame(const char* frame)
     std::array<FLAC__int32, samplesPerFrame> wide;
     for (unsigned i = 0; i < samplesPerFrame; ++i)
         wide[i] = samples[i];
+    errno = 0;
     if (!FLAC__stream_encoder_process_interleaved(m_encoder, wide.data(), samplesPerFrame / 2))
-        throw CDRipper::RipError::encoderWriteFailed();
+        throw CDRipper::RipError::encoderWriteFailed(errno);
 }
 
 void FlacTrackEncoder::finish()
 {
-    FLAC__stream_encoder_finish(m_encoder);
+    // The last blocks and the header's totals are written here: on a disk that fills now, the
+    // file is short, and so a failure.
+    errno = 0;
+    if (!FLAC__stream_encoder_finish(m_encoder))
+        throw CDRipper::RipError::encoderWriteFailed(errno);
 }

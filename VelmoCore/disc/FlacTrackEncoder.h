@@ -16,7 +16,8 @@ public:
 
     // 588 stereo pairs of host-order 16-bit samples. Throws RipError encoderWriteFailed.
     void writeFrame(const char* frame);
-    // Flushes and closes the file; a failed rip skips this.
+    // Flushes and closes the file; a failed rip skips this. Throws RipError encoderWriteFailed
+    // when the file could not be completed.
     void finish();
 
 private:
