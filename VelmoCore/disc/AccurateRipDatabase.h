@@ -51,13 +51,13 @@ private:
     using MetadataServiceError::MetadataServiceError;
 };
 
+// Far more pressings than the database holds for any disc: a larger answer is no answer.
+constexpr qsizetype largestAnswer = 4 * 1024 * 1024;
+
 // The pressings of a dBAR file, in its order; 13 header bytes (track count, then id1, id2
 // and the CDDB id, little-endian) and 9 bytes per track (confidence, CRC, frame-450 CRC).
 // Throws Error truncated when the bytes end inside a pressing, wrongDisc when `disc` is
 // given and a header names another one, and tooLarge past `largestAnswer`.
-// Far more pressings than the database holds for any disc: a larger answer is no answer.
-constexpr qsizetype largestAnswer = 4 * 1024 * 1024;
-
 QList<Pressing> parse(const QByteArray& data, const std::optional<AccurateRipID>& disc = std::nullopt);
 
 // Asks the service configured as "accurateRip" in services.conf. A disc the database does not
