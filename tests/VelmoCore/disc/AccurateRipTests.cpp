@@ -151,6 +151,11 @@ TEST(AccurateRipAnswerTest, ATruncatedAnswerOrAnotherDiscIsRefused)
     longer.trackCount = 3;
     longer.tracks.append({1, 3, 3});
     EXPECT_THROW(AccurateRip::parse(DiscImages::accurateRipAnswer({longer}), disc), AccurateRip::Error);
+
+    // Pressings of no tracks, 13 bytes each, past the size of any real answer.
+    const QByteArray endless(AccurateRip::largestAnswer + 13, '\0');
+    EXPECT_EQ(parseFailure(endless, disc).kind(), AccurateRip::Error::Kind::tooLarge);
+    EXPECT_NO_THROW(AccurateRip::parse(endless.left(AccurateRip::largestAnswer - AccurateRip::largestAnswer % 13)));
 }
 
 TEST(TrackChecksumsTest, SilenceSumsToNothing)
