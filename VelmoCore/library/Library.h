@@ -269,6 +269,8 @@ public:
 
         // `description` is the underlying failure's own sentence.
         static AlbumRefetchError networkError(const QString& description);
+        // The service was reached but its answer was not taken (too large): `sentence` says so.
+        static AlbumRefetchError answerRefused(const QString& sentence);
         static AlbumRefetchError noMatchFound();
 
         Kind kind() const { return m_kind; }

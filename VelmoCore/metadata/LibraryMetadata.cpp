@@ -125,6 +125,11 @@ Library::AlbumRefetchError Library::AlbumRefetchError::networkError(const QStrin
     return {Kind::networkError, u"Couldn't reach MusicBrainz: "_s + description};
 }
 
+Library::AlbumRefetchError Library::AlbumRefetchError::answerRefused(const QString& sentence)
+{
+    return {Kind::networkError, sentence};
+}
+
 Library::AlbumRefetchError Library::AlbumRefetchError::noMatchFound()
 {
     return {Kind::noMatchFound, u"No matching release found on MusicBrainz."_s};
@@ -153,6 +158,8 @@ QCoro::Task<Library::AlbumRefetchSummary> Library::refetchAlbumInfo(QList<Track>
     } catch (const MusicBrainzReleaseLookup::LookupError& error) {
         if (error.kind() == MusicBrainzReleaseLookup::LookupError::Kind::noMatchFound)
             throw AlbumRefetchError::noMatchFound();
+        if (error.httpError() && error.httpError()->kind() == MetadataHTTPClient::HTTPError::Kind::tooLarge)
+            throw AlbumRefetchError::answerRefused(error.message());
         throw AlbumRefetchError::networkError(error.httpError() ? error.httpError()->message() : error.message());
     }
     QPointer<Library> self(this);
