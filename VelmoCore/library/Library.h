@@ -124,6 +124,15 @@ public:
     };
     const QList<UnreadableStore>& unreadableStores() const { return m_unreadableStores; }
 
+    // The stores that held an id in more than one record when the library was made; each list
+    // here keeps the first record of such an id, and its next save leaves the others out.
+    struct RepeatedIDs {
+        StoreKind kind;
+        QString path;
+        QStringList ids;
+    };
+    const QList<RepeatedIDs>& storesWithRepeatedIDs() const { return m_storesWithRepeatedIDs; }
+
     // Acoustic duplicates (library/LibraryDuplicates.cpp).
 
     // Groups of two or more tracks that sound alike, sorted by the first one's title: every
@@ -375,6 +384,7 @@ private:
     QHash<QUuid, double> m_downloadProgress;
     FolderWatcher* m_watcher = nullptr;
     QList<UnreadableStore> m_unreadableStores;
+    QList<RepeatedIDs> m_storesWithRepeatedIDs;
 
     // Declared after the lists, so that they go first and their final flush still sees them.
     std::unique_ptr<StoreWriter> m_tracksWriter;
