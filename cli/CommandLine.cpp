@@ -216,5 +216,10 @@ bool CommandLine::admitsStores(const Command& command, const Library& library, b
             admitted = false;
         }
     }
+    for (const Library::RepeatedIDs& store : library.storesWithRepeatedIDs()) {
+        err << m_program << u": warning: the store "_s << store.path << u" holds more than one record with the id "_s
+            << store.ids.join(u", "_s) << u"; the first record of each counts here and the others are left out."_s
+            << Qt::endl;
+    }
     return admitted;
 }

@@ -85,7 +85,7 @@ QCoro::Task<int> import(Invocation& invocation)
         invocation.err() << (plan.isEmpty() ? u"There are no audio files in the folder."_s
                                             : u"Nothing new to import; --all imports the other files too."_s)
                          << Qt::endl;
-        co_return int(exitSuccess);
+        co_return unreadable.isEmpty() ? int(exitSuccess) : int(exitFailure);
     }
     if (invocation.isSet(u"dry-run"_s)) {
         invocation.err() << DisplayText::counted(chosen.size(), u"file"_s) << u" would be"_s
@@ -130,6 +130,12 @@ QCoro::Task<int> import(Invocation& invocation)
     }
     invocation.err() << u"Imported "_s << imported << u" of "_s << DisplayText::counted(chosen.size(), u"file"_s)
                      << u"."_s << Qt::endl;
+    // A script must not take a partial import for a whole one.
+    const qsizetype notImported = failures.size() + unreadable.size();
+    if (notImported > 0) {
+        co_return invocation.fail(u"%1 %2 not imported; each is named above with the reason."_s.arg(
+            DisplayText::counted(notImported, u"file"_s), notImported == 1 ? u"was"_s : u"were"_s));
+    }
     co_return int(exitSuccess);
 }
 

@@ -93,18 +93,25 @@ QCoro::Task<int> stats(Invocation& invocation)
 QCoro::Task<int> check(Invocation& invocation)
 {
     const QList<LibraryStores::Inspection> inspections = LibraryStores::inspectAll();
-    const bool anyCorrupt = std::any_of(inspections.cbegin(), inspections.cend(),
-                                        [](const auto& i) { return i.state == StoreState::corrupt; });
+    const bool anyFault = std::any_of(inspections.cbegin(), inspections.cend(), [](const auto& i) {
+        return i.state == StoreState::corrupt || !i.repeatedIDs.isEmpty();
+    });
+    // A store that repeats an id reads, but not as written: it is not called sound.
+    const auto state = [](const LibraryStores::Inspection& inspection) {
+        return inspection.repeatedIDs.isEmpty() ? stateName(inspection.state) : u"damaged"_s;
+    };
     if (invocation.json()) {
         QJsonArray array;
         for (const auto& inspection : inspections) {
             QJsonObject object{
                 {u"store"_s, StoreLocations::fileName(inspection.kind)},
                 {u"path"_s, inspection.path},
-                {u"state"_s, stateName(inspection.state)},
+                {u"state"_s, state(inspection)},
             };
             if (inspection.state == StoreState::sound)
                 object.insert(u"records"_s, inspection.records);
+            if (!inspection.repeatedIDs.isEmpty())
+                object.insert(u"repeatedIDs"_s, QJsonArray::fromStringList(inspection.repeatedIDs));
             if (inspection.state == StoreState::corrupt)
                 object.insert(u"problem"_s, inspection.problem);
             array.append(object);
@@ -113,10 +120,18 @@ QCoro::Task<int> check(Invocation& invocation)
     } else {
         for (const auto& inspection : inspections) {
             QTextStream& out = invocation.out();
-            out << StoreLocations::fileName(inspection.kind).leftJustified(22) << stateName(inspection.state).leftJustified(9);
+            out << StoreLocations::fileName(inspection.kind).leftJustified(22) << state(inspection).leftJustified(9);
             switch (inspection.state) {
             case StoreState::missing: out << u"(not written yet) "_s << inspection.path; break;
-            case StoreState::sound: out << DisplayText::counted(inspection.records, u"record"_s); break;
+            case StoreState::sound:
+                out << DisplayText::counted(inspection.records, u"record"_s);
+                if (!inspection.repeatedIDs.isEmpty()) {
+                    out << u", "_s << inspection.path << u"\n    More than one record has the id "_s
+                        << inspection.repeatedIDs.join(u", "_s)
+                        << u".\n    The program uses the first record of each and leaves out the others; the next "
+                           "change saves it so."_s;
+                }
+                break;
             case StoreState::corrupt:
                 out << inspection.path << u"\n    "_s << inspection.problem
                     << u"\n    The program reads it as empty; the next change overwrites it."_s;
@@ -125,7 +140,7 @@ QCoro::Task<int> check(Invocation& invocation)
             out << u'\n';
         }
     }
-    co_return anyCorrupt ? int(exitFailure) : int(exitSuccess);
+    co_return anyFault ? int(exitFailure) : int(exitSuccess);
 }
 
 QCoro::Task<int> organize(Invocation& invocation)
@@ -304,7 +319,7 @@ void addLibraryCommands(CommandLine& commandLine)
     });
     commandLine.add({
         .path = {u"library"_s, u"check"_s},
-        .summary = u"Read each store and say whether it is missing, sound or corrupt, and why."_s,
+        .summary = u"Read each store and say whether it is missing, sound, damaged (an id held by more than one record) or corrupt, and why."_s,
         .hasJsonOutput = true,
         .run = check,
     });

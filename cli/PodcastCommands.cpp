@@ -10,7 +10,6 @@
 #include "podcasts/PodcastSearchClient.h"
 #include "podcasts/RSSParser.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -419,12 +418,9 @@ QCoro::Task<int> deleteFile(Invocation& invocation)
 
 QCoro::Task<int> importOPML(Invocation& invocation)
 {
-    QFile file(invocation.arguments().constFirst());
-    if (!file.open(QIODevice::ReadOnly))
-        co_return invocation.fail(u"“%1” cannot be read: %2."_s.arg(file.fileName(), file.errorString()));
     QList<OPML::Feed> feeds;
     try {
-        feeds = OPML::parse(file.read(16 * 1024 * 1024));
+        feeds = OPML::parseFile(invocation.arguments().constFirst());
     } catch (const OPML::ParseError& error) {
         co_return invocation.fail(error.message());
     }

@@ -105,12 +105,9 @@ QCoro::Task<> MainWindow::importOPML()
                                  : QString();
     if (path.isEmpty())
         co_return;
-    QFile file(path);
     QList<OPML::Feed> feeds;
     try {
-        if (!file.open(QIODevice::ReadOnly))
-            throw OPML::ParseError(u"“%1” cannot be read: %2."_s.arg(path, file.errorString()));
-        feeds = OPML::parse(file.read(16 * 1024 * 1024));
+        feeds = OPML::parseFile(path);
     } catch (const OPML::ParseError& error) {
         QMessageBox::warning(this, u"Import OPML"_s, error.message());
         co_return;

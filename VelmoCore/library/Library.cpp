@@ -20,6 +20,8 @@ Library::Library(const QUrl& rootURL, QObject* parent)
     const auto take = [this](StoreKind kind, auto read) {
         if (read.state == StoreState::corrupt)
             m_unreadableStores.append({kind, StoreLocations::path(kind), read.problem});
+        if (!read.repeatedIDs.isEmpty())
+            m_storesWithRepeatedIDs.append({kind, StoreLocations::path(kind), read.repeatedIDs});
         return std::move(read.value);
     };
     m_tracks = take(StoreKind::library, LibraryStores::readTracks());

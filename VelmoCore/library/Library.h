@@ -130,6 +130,15 @@ public:
     };
     const QList<UnreadableStore>& unreadableStores() const { return m_unreadableStores; }
 
+    // The stores that held an id in more than one record when the library was made; each list
+    // here keeps the first record of such an id, and its next save leaves the others out.
+    struct RepeatedIDs {
+        StoreKind kind;
+        QString path;
+        QStringList ids;
+    };
+    const QList<RepeatedIDs>& storesWithRepeatedIDs() const { return m_storesWithRepeatedIDs; }
+
     // Acoustic duplicates (library/LibraryDuplicates.cpp).
 
     // Groups of two or more tracks that sound alike, sorted by the first one's title: every
@@ -275,6 +284,8 @@ public:
 
         // `description` is the underlying failure's own sentence.
         static AlbumRefetchError networkError(const QString& description);
+        // The service was reached but its answer was not taken (too large): `sentence` says so.
+        static AlbumRefetchError answerRefused(const QString& sentence);
         static AlbumRefetchError noMatchFound();
         // An answer that came but cannot be applied: unreadable, or a release without its
         // titles or artist credits. Nothing was written.
@@ -382,6 +393,7 @@ private:
     QHash<QUuid, double> m_downloadProgress;
     FolderWatcher* m_watcher = nullptr;
     QList<UnreadableStore> m_unreadableStores;
+    QList<RepeatedIDs> m_storesWithRepeatedIDs;
 
     // Declared after the lists, so that they go first and their final flush still sees them.
     std::unique_ptr<StoreWriter> m_tracksWriter;

@@ -1,6 +1,7 @@
 #include "LibraryStores.h"
 
 #include "JsonCoding.h"
+#include "UniqueIDs.h"
 
 using namespace Qt::StringLiterals;
 
@@ -20,7 +21,9 @@ QList<T> decodeArrayDocument(const JsonDocument& document)
 template <typename T>
 StoreRead<QList<T>> readArrayStore(StoreKind kind)
 {
-    return StoreFile::read(StoreLocations::path(kind), &decodeArrayDocument<T>);
+    StoreRead<QList<T>> read = StoreFile::read(StoreLocations::path(kind), &decodeArrayDocument<T>);
+    read.repeatedIDs = UniqueIDs::keepFirstOfEach(read.value);
+    return read;
 }
 
 template <typename T>
@@ -36,7 +39,7 @@ QByteArray encodeArrayDocument(const QList<T>& list)
 template <typename T>
 Inspection inspection(StoreKind kind, const StoreRead<T>& read, qsizetype records)
 {
-    return {kind, StoreLocations::path(kind), read.state, read.problem, records};
+    return {kind, StoreLocations::path(kind), read.state, read.problem, records, read.repeatedIDs};
 }
 
 } // namespace
@@ -48,7 +51,9 @@ StoreRead<QList<DeviceProfile>> readDeviceProfiles() { return readArrayStore<Dev
 
 StoreRead<PodcastStore::Contents> readPodcasts()
 {
-    return PodcastStore::load();
+    StoreRead<PodcastStore::Contents> read = PodcastStore::load();
+    read.repeatedIDs = UniqueIDs::keepFirstOfEach(read.value.podcasts) + UniqueIDs::keepFirstOfEach(read.value.episodes);
+    return read;
 }
 
 QByteArray encodeTracks(const QList<Track>& tracks) { return encodeArrayDocument(tracks); }

@@ -31,9 +31,11 @@ struct Inspection {
     StoreState state;
     QString problem;
     qsizetype records = 0; // podcasts and episodes together for podcasts.json
+    QStringList repeatedIDs; // held by more than one record; `records` counts the first of each
 };
 
-// Reads every store as the library would, without keeping anything.
+// Reads every store as the library would, without keeping anything. Each read keeps the first
+// record of an id that is repeated and names the id.
 QList<Inspection> inspectAll();
 
 } // namespace LibraryStores

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 // Reading and writing one store file. Reading tells missing, sound and corrupt apart (with
 // the reason) so that `velmo library check` can say what is wrong; the library itself only
@@ -15,6 +16,8 @@ struct StoreRead {
     StoreState state = StoreState::missing;
     T value{};
     QString problem; // for corrupt: what is wrong, in words, with the JSON error position
+    // For sound: ids that more than one record held; `value` keeps the first record of each.
+    QStringList repeatedIDs;
 };
 
 namespace StoreFile {

@@ -46,6 +46,8 @@ bool present(const std::optional<QString>& id)
 
 FetchError FetchError::networkError(const MetadataHTTPClient::HTTPError& error)
 {
+    if (error.kind() == HTTPError::Kind::tooLarge)
+        return {Kind::networkError, HTTPError::tooLargeSentence(u"The artwork service"_s, error.limitBytes()), error};
     return {Kind::networkError, u"Couldn't reach the artwork service: "_s + error.message(), error};
 }
 

@@ -130,6 +130,11 @@ Library::AlbumRefetchError Library::AlbumRefetchError::invalidAnswer(const QStri
     return {Kind::invalidAnswer, description + u" No file was changed."_s};
 }
 
+Library::AlbumRefetchError Library::AlbumRefetchError::answerRefused(const QString& sentence)
+{
+    return {Kind::networkError, sentence};
+}
+
 Library::AlbumRefetchError Library::AlbumRefetchError::noMatchFound()
 {
     return {Kind::noMatchFound, u"No matching release found on MusicBrainz."_s};
@@ -160,6 +165,8 @@ QCoro::Task<Library::AlbumRefetchSummary> Library::refetchAlbumInfo(QList<Track>
             throw AlbumRefetchError::noMatchFound();
         if (error.kind() == MusicBrainzReleaseLookup::LookupError::Kind::parseError)
             throw AlbumRefetchError::invalidAnswer(error.message());
+        if (error.httpError() && error.httpError()->kind() == MetadataHTTPClient::HTTPError::Kind::tooLarge)
+            throw AlbumRefetchError::answerRefused(error.message());
         throw AlbumRefetchError::networkError(error.httpError() ? error.httpError()->message() : error.message());
     }
     QPointer<Library> self(this);

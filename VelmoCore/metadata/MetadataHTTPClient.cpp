@@ -95,8 +95,15 @@ MetadataHTTPClient::HTTPError MetadataHTTPClient::HTTPError::rateLimited()
 
 MetadataHTTPClient::HTTPError MetadataHTTPClient::HTTPError::tooLarge(qint64 limitBytes)
 {
+    HTTPError error(Kind::tooLarge, tooLargeSentence(u"The service"_s, limitBytes));
+    error.m_limitBytes = limitBytes;
+    return error;
+}
+
+QString MetadataHTTPClient::HTTPError::tooLargeSentence(const QString& sender, qint64 limitBytes)
+{
     const QString limit = QLocale::c().formattedDataSize(limitBytes, 0, QLocale::DataSizeIecFormat);
-    return {Kind::tooLarge, u"The service sent an answer larger than %1, which was refused."_s.arg(limit)};
+    return u"%1 sent an answer larger than %2, which was refused."_s.arg(sender, limit);
 }
 
 MetadataHTTPClient::HTTPError MetadataHTTPClient::HTTPError::tooSlow(Duration deadline)

@@ -43,10 +43,15 @@ public:
         static HTTPError rateLimited();
         static HTTPError tooLarge(qint64 limitBytes);
         static HTTPError tooSlow(Duration deadline);
+        // "<sender> sent an answer larger than <limit>, which was refused.": the service was
+        // reached, so words about the connection would send the user looking in the wrong place.
+        static QString tooLargeSentence(const QString& sender, qint64 limitBytes);
 
         Kind kind() const { return m_kind; }
         qint64 statusCode() const { return m_statusCode; }
         QNetworkReply::NetworkError networkError() const { return m_networkError; }
+        // For tooLarge: the size that was refused past.
+        qint64 limitBytes() const { return m_limitBytes; }
         QString message() const { return m_message; }
 
     private:
@@ -57,6 +62,7 @@ public:
         QString m_message;
         qint64 m_statusCode;
         QNetworkReply::NetworkError m_networkError;
+        qint64 m_limitBytes = 0;
     };
 
     // Time as the client sees it. The rate limit and the pauses between attempts go through

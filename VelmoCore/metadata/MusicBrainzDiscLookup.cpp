@@ -13,6 +13,8 @@ namespace MusicBrainzDiscLookup {
 
 LookupError LookupError::networkError(const MetadataHTTPClient::HTTPError& error)
 {
+    if (error.kind() == MetadataHTTPClient::HTTPError::Kind::tooLarge)
+        return {Kind::networkError, MetadataHTTPClient::HTTPError::tooLargeSentence(u"MusicBrainz"_s, error.limitBytes()), error};
     return {Kind::networkError, u"Couldn't reach MusicBrainz. Check your internet connection and try again."_s, error};
 }
 

@@ -46,6 +46,8 @@ ReleaseCandidate candidateFrom(const QJsonObject& release)
 
 LookupError LookupError::networkError(const MetadataHTTPClient::HTTPError& error)
 {
+    if (error.kind() == MetadataHTTPClient::HTTPError::Kind::tooLarge)
+        return {Kind::networkError, MetadataHTTPClient::HTTPError::tooLargeSentence(u"MusicBrainz"_s, error.limitBytes()), error};
     return {Kind::networkError, u"Couldn't reach MusicBrainz: "_s + error.message(), error};
 }
 

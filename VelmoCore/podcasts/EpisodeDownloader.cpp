@@ -34,6 +34,7 @@ QString EpisodeDownloader::DownloadError::message() const
     case Kind::unsupportedAddress:
         return u"The episode's address “%1” is not a web address, so it was not downloaded."_s.arg(m_detail);
     case Kind::fileError: return u"The episode could not be saved as “%1”: %2."_s.arg(m_path, m_detail);
+    case Kind::httpError: return u"The episode could not be downloaded: %1."_s.arg(m_detail);
     }
     Q_UNREACHABLE();
 }
@@ -51,6 +52,42 @@ std::optional<QString> reserveShortfall(const EpisodeDownloader::Options& option
     if (space->available - bytes >= reserve)
         return std::nullopt;
     return u"it would leave less than %1 free on its disk"_s.arg(DisplayText::dataSize(reserve));
+}
+
+// An answer that is not the episode: an error status, or a redirect that was not followed
+// because it leads elsewhere than the web. While the reply runs only an error status counts:
+// a redirect Qt is about to follow shows its status on the way.
+std::optional<EpisodeDownloader::DownloadError> refusedAnswer(const QNetworkReply& reply)
+{
+    using Kind = EpisodeDownloader::DownloadError::Kind;
+    const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    const int code = status.isValid() ? status.toInt() : 0;
+    if (reply.isFinished() && code < 400) {
+        const QByteArray location = reply.rawHeader("Location");
+        const QUrl target = reply.url().resolved(QUrl::fromEncoded(location));
+        if (!location.isEmpty() && !PodcastHttp::isWebAddress(target)) {
+            return EpisodeDownloader::DownloadError(
+                Kind::httpError,
+                u"the server sent it on to “%1”, which is not a web address"_s.arg(target.toDisplayString()));
+        }
+    }
+    if (code < (reply.isFinished() ? 300 : 400))
+        return std::nullopt;
+    const QString words =
+        PodcastHttp::statusText(code, reply.attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString());
+    return EpisodeDownloader::DownloadError(Kind::httpError, words.isEmpty()
+                                                                 ? u"the server answered %1"_s.arg(code)
+                                                                 : u"the server answered %1 (%2)"_s.arg(code).arg(words));
+}
+
+// The first of the title's names that no other episode's file and no other transfer holds.
+QString freeTarget(const QString& folder, const Episode& episode, const QSet<QString>& taken, const QSet<QString>& inFlight)
+{
+    for (int copy = 1;; ++copy) {
+        const QString candidate = QDir::cleanPath(folder + u'/' + PodcastFiles::episodeFileName(episode, copy));
+        if (!taken.contains(candidate) && !inFlight.contains(candidate))
+            return candidate;
+    }
 }
 
 } // namespace
@@ -74,7 +111,8 @@ EpisodeDownloader& EpisodeDownloader::shared()
     return downloader;
 }
 
-QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std::function<void(double)> onProgress)
+QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std::function<void(double)> onProgress,
+                                              QSet<QString> takenPaths)
 {
     using Kind = DownloadError::Kind;
     if (m_inFlight.contains(episode.id))
@@ -87,7 +125,13 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
     const QString folderPath = folder.toLocalFile();
     if (!QDir().mkpath(folderPath))
         throw DownloadError(Kind::fileError, u"the folder could not be created"_s, folderPath);
-    const QString target = folderPath + u'/' + PodcastFiles::episodeFileName(episode);
+    QSet<QString> taken;
+    for (const QString& path : std::as_const(takenPaths))
+        taken.insert(QDir::cleanPath(path));
+    // Decided now, so that two episodes of one title in transfer at once never meet.
+    const QString target = freeTarget(folderPath, episode, taken, m_inFlightTargets);
+    m_inFlightTargets.insert(target);
+    const auto releaseTarget = qScopeGuard([this, target] { m_inFlightTargets.remove(target); });
 
     // The temporary file lies beside the target and replaces it in one step when complete:
     // a failed transfer leaves no partial file behind, and an earlier download stays until then.
@@ -110,6 +154,10 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
     };
     // A length announced beyond the reserve is refused before a byte is written.
     const auto checkAnnounced = [&] {
+        if (auto refusal = refusedAnswer(*reply)) {
+            stop(std::move(*refusal));
+            return;
+        }
         const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
         if (!length.isValid())
             return;
@@ -123,6 +171,10 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
         // Once stopped, what still arrives is not wanted; an aborted reply reads nothing.
         if (stopped || !reply->isOpen())
             return;
+        if (auto refusal = refusedAnswer(*reply)) {
+            stop(std::move(*refusal));
+            return;
+        }
         const QByteArray chunk = reply->readAll();
         receivedInWindow += chunk.size();
         if (const auto shortfall = reserveShortfall(m_options, folderPath, chunk.size()))
@@ -155,6 +207,8 @@ QCoro::Task<QUrl> EpisodeDownloader::download(Episode episode, QUrl folder, std:
 
     if (stopped)
         throw *stopped;
+    if (auto refusal = refusedAnswer(*reply))
+        throw std::move(*refusal);
     if (const auto failure = PodcastHttp::transportFailure(*reply))
         throw DownloadError(Kind::networkError, *failure);
     // A connection reset at the wrong moment can end a reply without an error; the announced

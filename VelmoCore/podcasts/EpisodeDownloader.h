@@ -26,7 +26,9 @@ public:
     public:
         // noLocalFile is never raised. unsupportedAddress: an enclosure that is not an http or
         // https address is not fetched, so that a feed cannot make the program copy local files.
-        enum class Kind { networkError, alreadyDownloading, noLocalFile, unsupportedAddress, fileError };
+        // httpError: the server answered with an error status, or sent the transfer on to an
+        // address that is not a web address; its page is not an episode.
+        enum class Kind { networkError, alreadyDownloading, noLocalFile, unsupportedAddress, fileError, httpError };
 
         // The cause of a network or file error; for a file error, its path too.
         DownloadError(Kind kind, const QString& detail = {}, const QString& path = {});
@@ -62,14 +64,19 @@ public:
 
     // Streams the enclosure to a temporary file in `folder` (created when missing) and puts it
     // in place only when complete, replacing an earlier download; returns the file's address.
-    // A transfer that stops short, is too slow or would take the disk's reserve leaves nothing
-    // behind. The HTTP status is not looked at. `onProgress` gets fractions in 0...1 on this
-    // object's thread, and only when the server gave the length. Throws DownloadError.
-    QCoro::Task<QUrl> download(Episode episode, QUrl folder, std::function<void(double)> onProgress);
+    // The name is the title's, with " (2)", " (3)", … before the extension when the plain one
+    // is among `takenPaths` (the files of other episodes) or is the target of another transfer
+    // in progress. A transfer that stops short, is too slow, would take the disk's reserve or
+    // is answered with an HTTP error leaves nothing behind. `onProgress` gets fractions in
+    // 0...1 on this object's thread, and only when the server gave the length. Throws
+    // DownloadError.
+    QCoro::Task<QUrl> download(Episode episode, QUrl folder, std::function<void(double)> onProgress,
+                               QSet<QString> takenPaths = {});
 
     bool isDownloading(const QUuid& episodeID) const { return m_inFlight.contains(episodeID); }
 
 private:
     Options m_options;
     QSet<QUuid> m_inFlight;
+    QSet<QString> m_inFlightTargets;
 };

@@ -7,6 +7,9 @@
 
 #include <QFile>
 #include <QPointer>
+#include <QSet>
+
+#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -120,6 +123,13 @@ QCoro::Task<> Library::downloadEpisode(QUuid episodeID)
     const Podcast* podcast = findByID(m_podcasts, episode->podcastID);
     const QString folder = PodcastFiles::podcastFolder(m_rootURL, podcast ? podcast->title : u"Unknown Podcast"_s);
 
+    // Another episode of the same title keeps its file; this one takes the next free name.
+    QSet<QString> taken;
+    for (const Episode& other : std::as_const(m_episodes)) {
+        if (other.id != episodeID && other.localURL)
+            taken.insert(other.localURL->toLocalFile());
+    }
+
     episode->downloadState = DownloadState::downloading;
     const Episode copy = *episode;
     episodesDidChange();
@@ -132,7 +142,7 @@ QCoro::Task<> Library::downloadEpisode(QUuid episodeID)
     std::optional<QUrl> file;
     std::optional<EpisodeDownloader::DownloadError> failure;
     try {
-        file = co_await EpisodeDownloader::shared().download(copy, QUrl::fromLocalFile(folder), onProgress);
+        file = co_await EpisodeDownloader::shared().download(copy, QUrl::fromLocalFile(folder), onProgress, taken);
     } catch (const EpisodeDownloader::DownloadError& error) {
         failure = error;
     }
@@ -142,6 +152,14 @@ QCoro::Task<> Library::downloadEpisode(QUuid episodeID)
     // Found again: the list may have changed, or lost the episode, meanwhile.
     if (Episode* current = findByID(m_episodes, episodeID)) {
         if (file) {
+            // This download may have taken a name freed since the last one; the episode's older
+            // file would otherwise be left behind, unless another episode names it too.
+            const std::optional<QUrl> earlier = current->localURL;
+            const bool namedByAnother = std::any_of(m_episodes.cbegin(), m_episodes.cend(), [&](const Episode& other) {
+                return other.id != episodeID && other.localURL == earlier;
+            });
+            if (earlier && *earlier != *file && !namedByAnother)
+                QFile::remove(earlier->toLocalFile());
             current->localURL = file;
             current->downloadState = DownloadState::downloaded;
         } else {

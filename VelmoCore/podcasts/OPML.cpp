@@ -1,6 +1,11 @@
 #include "OPML.h"
 
+#include "PodcastHttp.h"
+#include "library/DisplayText.h"
 #include "library/Library.h"
+
+#include <QFile>
+#include <QFileInfo>
 
 #include <QPointer>
 #include <QSet>
@@ -49,6 +54,23 @@ QList<Feed> parse(const QByteArray& xml)
     if (reader.hasError() && reader.error() != QXmlStreamReader::PrematureEndOfDocumentError)
         throw ParseError(u"The OPML file is damaged: %1 (line %2)."_s.arg(reader.errorString()).arg(reader.lineNumber()));
     return feeds;
+}
+
+QList<Feed> parseFile(const QString& path, qint64 maximumBytes)
+{
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile())
+        throw ParseError(u"“%1” is not a regular file."_s.arg(path));
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw ParseError(u"“%1” cannot be read: %2."_s.arg(path, PodcastHttp::clause(file.errorString())));
+    // The size a file claims is not trusted: files under /proc claim none.
+    const QByteArray document = file.read(maximumBytes + 1);
+    if (document.size() > maximumBytes) {
+        throw ParseError(u"“%1” is larger than %2, too large for a subscription list; nothing was imported."_s.arg(
+            path, DisplayText::dataSize(maximumBytes)));
+    }
+    return parse(document);
 }
 
 QByteArray write(const QList<Podcast>& podcasts)

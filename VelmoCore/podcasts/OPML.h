@@ -35,6 +35,14 @@ private:
 // Every feed in document order, each address once. Throws ParseError for what is not OPML.
 QList<Feed> parse(const QByteArray& xml);
 
+// Far more than any list of subscriptions; a larger file is not one.
+inline constexpr qint64 maximumFileBytes = 16 * 1024 * 1024;
+
+// The feeds of the OPML file at `path`. Throws ParseError, also for what is not a regular
+// file (a pipe may never end) and for a file larger than `maximumBytes`, which is refused
+// rather than read in part.
+QList<Feed> parseFile(const QString& path, qint64 maximumBytes = maximumFileBytes);
+
 // An OPML 2.0 document of the subscriptions.
 QByteArray write(const QList<Podcast>& podcasts);
 

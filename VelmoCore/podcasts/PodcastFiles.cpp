@@ -61,9 +61,9 @@ QString podcastFolder(const QUrl& root, const QString& podcastTitle)
     return rootPath + u"/Podcasts/"_s + name;
 }
 
-QString episodeFileName(const Episode& episode)
+QString episodeFileName(const Episode& episode, int copy)
 {
-    const QString suffix = u'.' + extension(episode.remoteURL);
+    const QString suffix = (copy > 1 ? u" (%1)"_s.arg(copy) : QString()) + u'.' + extension(episode.remoteURL);
     QString base = cleanName(episode.title, maximumNameBytes - suffix.size());
     if (base.isEmpty())
         base = episode.id.toString(QUuid::WithoutBraces).toUpper();

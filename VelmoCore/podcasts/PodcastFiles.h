@@ -17,7 +17,8 @@ inline constexpr qsizetype maximumNameBytes = 240;
 QString podcastFolder(const QUrl& root, const QString& podcastTitle);
 
 // The sanitised title, or the episode's id when that leaves nothing, with the lower-case
-// extension of the enclosure's path ("mp3" when it has none).
-QString episodeFileName(const Episode& episode);
+// extension of the enclosure's path ("mp3" when it has none). A `copy` above 1 adds " (2)",
+// " (3)", … before the extension, for episodes that share a title.
+QString episodeFileName(const Episode& episode, int copy = 1);
 
 } // namespace PodcastFiles

@@ -7,7 +7,9 @@
 #include "support/SmallFileSystem.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
+#include <QProcess>
 
 using namespace Qt::StringLiterals;
 
@@ -145,4 +147,60 @@ TEST_F(VelmoSafetyTest, ImportAndTagsSayWhyAFileOrFolderCouldNotBeUsed)
     const VelmoResult version = velmo({u"--version"_s});
     EXPECT_EQ(version.status, 0);
     EXPECT_EQ(version.out.trimmed(), u"velmo "_s + QStringLiteral(SONORELLE_VERSION));
+}
+
+TEST_F(VelmoSafetyTest, AnImportWithAFileThatFailedExitsOne)
+{
+    initLibrary();
+    sample(u"good.flac"_s);
+    writeFile(incoming() + u"/broken.flac"_s, "not audio at all");
+    const VelmoResult partial = velmo({u"import"_s, incoming()});
+    EXPECT_EQ(partial.status, 1) << "a script must not take a partial import for a whole one";
+    EXPECT_TRUE(partial.err.contains(u"Imported 1 of 1 file."_s)) << qPrintable(partial.err);
+    EXPECT_TRUE(partial.err.contains(u"1 file was not imported; each is named above with the reason."_s))
+        << qPrintable(partial.err);
+    EXPECT_EQ(stored().size(), 1) << "what could be imported was";
+
+    const VelmoResult nothingNew = velmo({u"import"_s, incoming()});
+    EXPECT_EQ(nothingNew.status, 1) << "the broken file still fails";
+
+    QFile::remove(incoming() + u"/broken.flac"_s);
+    EXPECT_EQ(velmo({u"import"_s, incoming()}).status, 0);
+}
+
+TEST_F(VelmoSafetyTest, AStoreThatRepeatsAnIdIsNamedByCheckAndSyncsWithTheFirstRecord)
+{
+    initLibrary();
+    const QString first = AudioFixtures::copySample(u"taglib/sinewave.flac"_s, root() + u"/Band/Album/01 One.flac"_s);
+    const QString second = AudioFixtures::copySample(u"taglib/silence-44-s.flac"_s, root() + u"/Band/Album/02 Two.flac"_s);
+    const Track one = Track::fromFile(QUrl::fromLocalFile(first), *TagReader::read(QUrl::fromLocalFile(first)));
+    Track twin = Track::fromFile(QUrl::fromLocalFile(second), *TagReader::read(QUrl::fromLocalFile(second)));
+    twin.id = one.id;
+    writeFile(StoreLocations::path(StoreKind::library), LibraryStores::encodeTracks({one, twin}));
+    const QString id = one.id.toString(QUuid::WithoutBraces).toUpper();
+
+    const VelmoResult check = velmo({u"library"_s, u"check"_s});
+    EXPECT_EQ(check.status, 1) << qPrintable(check.out);
+    EXPECT_TRUE(check.out.contains(u"library.json"_s.leftJustified(22) + u"damaged  1 record"_s)) << qPrintable(check.out);
+    EXPECT_TRUE(check.out.contains(u"More than one record has the id "_s + id)) << qPrintable(check.out);
+
+    const QString device = stores.folder() + u"/Stick"_s;
+    QDir().mkpath(device);
+    const VelmoResult added = velmo({u"device"_s, u"add"_s, u"Stick"_s, device});
+    ASSERT_EQ(added.status, 0) << qPrintable(added.err);
+    EXPECT_TRUE(added.err.contains(u"holds more than one record with the id "_s + id)) << qPrintable(added.err);
+
+    // The fault stopped the whole program, so the sync runs as a process of its own.
+    QProcess sync;
+    sync.start(QStringLiteral(VELMO_EXECUTABLE), {u"device"_s, u"sync"_s, u"Stick"_s});
+    ASSERT_TRUE(sync.waitForFinished(60'000));
+    const QByteArray errors = sync.readAllStandardError();
+    EXPECT_EQ(sync.exitStatus(), QProcess::NormalExit) << errors.constData();
+    EXPECT_EQ(sync.exitCode(), 0) << errors.constData();
+    QStringList copied;
+    QDirIterator files(device + u"/Music"_s, QDir::Files, QDirIterator::Subdirectories);
+    while (files.hasNext())
+        copied.append(files.next());
+    ASSERT_EQ(copied.size(), 1) << qPrintable(copied.join(u", "_s));
+    EXPECT_EQ(readFile(copied.constFirst()), readFile(first)) << "the first record of the id";
 }

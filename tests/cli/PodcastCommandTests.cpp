@@ -269,3 +269,37 @@ TEST_F(VelmoPodcasts, SubscriptionsMoveInAndOutAsOPML)
     EXPECT_EQ(velmo({u"podcast"_s, u"import-opml"_s, stores.folder() + u"/page.opml"_s}).err.trimmed(),
               u"The file is not an OPML subscription list."_s);
 }
+
+TEST_F(VelmoPodcasts, AnErrorPageIsNotDownloadedAsTheEpisode)
+{
+    initLibrary();
+    server.route(u"/media/pilot.mp3"_s, FakeResponse::withStatus(404, "<h1>Not Found</h1>"));
+    ASSERT_EQ(velmo({u"podcast"_s, u"add"_s, server.url(u"/feed.xml"_s).toString()}).status, 0);
+    const Result failed = velmo({u"podcast"_s, u"download"_s, u"owls"_s, u"pilot"_s});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(failed.err.contains(u"the server answered 404 (not found)"_s)) << failed.err.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(root() + u"/Podcasts/Night Owls/Pilot.mp3"_s));
+    const QList<Episode> episodes = PodcastStore::load().value.episodes;
+    EXPECT_TRUE(std::none_of(episodes.cbegin(), episodes.cend(),
+                             [](const Episode& e) { return e.downloadState == DownloadState::downloaded || e.localURL; }));
+}
+
+TEST_F(VelmoPodcasts, AnOPMLFileOverTheLimitIsRefusedNotCut)
+{
+    initLibrary();
+    // The feed comes first, so a reader that stopped at the limit would have subscribed to it.
+    const QByteArray head = "<opml version=\"2.0\"><body><outline type=\"rss\" text=\"Night Owls\" xmlUrl=\""
+                          + server.url(u"/feed.xml"_s).toEncoded() + "\"/>";
+    const QString oversized = stores.folder() + u"/huge.opml"_s;
+    writeFile(oversized, head + "<!--" + QByteArray(OPML::maximumFileBytes, ' ') + "--></body></opml>");
+    const Result refused = velmo({u"podcast"_s, u"import-opml"_s, oversized});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err.trimmed(),
+              u"“%1” is larger than 16 MiB, too large for a subscription list; nothing was imported."_s.arg(oversized));
+    EXPECT_EQ(server.requestCount(u"/feed.xml"_s), 0);
+    EXPECT_TRUE(PodcastStore::load().value.podcasts.isEmpty());
+
+    const Result device = velmo({u"podcast"_s, u"import-opml"_s, u"/dev/zero"_s});
+    EXPECT_EQ(device.status, 1);
+    EXPECT_TRUE(device.err.contains(u"is not a regular file"_s)) << device.err.toStdString();
+}

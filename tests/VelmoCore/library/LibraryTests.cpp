@@ -122,6 +122,60 @@ TEST_F(LibraryTest, InspectionNamesTheProblem)
         << qPrintable(inspections.at(1).problem);
 }
 
+TEST_F(LibraryTest, AStoreThatRepeatsAnIdKeepsTheFirstRecordOfEachAndNamesTheId)
+{
+    const Track a = makeTrack(u"A"_s);
+    Track aAgain = makeTrack(u"A again"_s);
+    aAgain.id = a.id;
+    writeFile(storePath(StoreKind::library), LibraryStores::encodeTracks({a, makeTrack(u"B"_s), aAgain, aAgain}));
+    const Playlist mix{.id = QUuid::createUuid(), .name = u"Mix"_s};
+    Playlist mixAgain = mix;
+    mixAgain.name = u"Mix again"_s;
+    writeFile(storePath(StoreKind::playlists), LibraryStores::encodePlaylists({mix, mixAgain}));
+    const DeviceProfile player{.id = QUuid::createUuid(), .name = u"Player"_s, .rootPath = stores.folder() + u"/Player"_s};
+    DeviceProfile playerAgain = player;
+    playerAgain.name = u"Player again"_s;
+    writeFile(storePath(StoreKind::deviceProfiles), LibraryStores::encodeDeviceProfiles({player, playerAgain}));
+    const Podcast show{.id = QUuid::createUuid(), .title = u"Show"_s};
+    const Episode one{.id = QUuid::createUuid(), .podcastID = show.id, .title = u"One"_s};
+    Episode oneAgain = one;
+    oneAgain.title = u"One again"_s;
+    ASSERT_EQ(PodcastStore::save({show, show}, {one, oneAgain}), std::nullopt);
+
+    const auto idText = [](const QUuid& id) { return id.toString(QUuid::WithoutBraces).toUpper(); };
+    const auto inspections = LibraryStores::inspectAll();
+    ASSERT_EQ(inspections.size(), 5);
+    EXPECT_EQ(inspections.at(0).repeatedIDs, QStringList{idText(a.id)}) << "named once however often it repeats";
+    EXPECT_EQ(inspections.at(0).records, 2);
+    EXPECT_EQ(inspections.at(1).repeatedIDs, QStringList{idText(mix.id)});
+    EXPECT_TRUE(inspections.at(2).repeatedIDs.isEmpty());
+    EXPECT_EQ(inspections.at(3).repeatedIDs, QStringList{idText(player.id)});
+    EXPECT_EQ(inspections.at(4).repeatedIDs, (QStringList{idText(show.id), idText(one.id)}));
+
+    const auto library = open();
+    ASSERT_EQ(library->tracks().size(), 2);
+    EXPECT_EQ(library->tracks().at(0).title, u"A"_s) << "the first record of the id";
+    EXPECT_EQ(library->tracks().at(1).title, u"B"_s);
+    ASSERT_EQ(library->playlists().size(), 1);
+    EXPECT_EQ(library->playlists().at(0).name, u"Mix"_s);
+    ASSERT_EQ(library->deviceProfiles().size(), 1);
+    EXPECT_EQ(library->deviceProfiles().at(0).name, u"Player"_s);
+    EXPECT_EQ(library->podcasts().size(), 1);
+    ASSERT_EQ(library->episodes().size(), 1);
+    EXPECT_EQ(library->episodes().at(0).title, u"One"_s);
+    QList<StoreKind> kinds;
+    for (const Library::RepeatedIDs& store : library->storesWithRepeatedIDs())
+        kinds.append(store.kind);
+    EXPECT_EQ(kinds, (QList<StoreKind>{StoreKind::library, StoreKind::playlists, StoreKind::deviceProfiles,
+                                        StoreKind::podcasts}));
+    EXPECT_TRUE(library->unreadableStores().isEmpty()) << "nothing was lost for a repeated id";
+
+    library->add(makeTrack(u"C"_s));
+    library->flush();
+    EXPECT_EQ(storedTracks(), library->tracks());
+    EXPECT_TRUE(LibraryStores::readTracks().repeatedIDs.isEmpty()) << "the next save leaves the others out";
+}
+
 TEST_F(LibraryTest, RemoveDropsEveryEntryWithTheIdAndAnUnknownIdStillSaves)
 {
     // Indented by hand: the library writes compact JSON, so a rewrite shows.

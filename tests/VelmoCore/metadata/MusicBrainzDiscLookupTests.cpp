@@ -1,4 +1,5 @@
 #include "metadata/MusicBrainzDiscLookup.h"
+#include "metadata/MusicBrainzReleaseLookup.h"
 #include "support/AsyncTesting.h"
 #include "support/FakeClock.h"
 #include "support/FakeServices.h"
@@ -292,4 +293,21 @@ TEST_F(MusicBrainzDiscFetchTest, FailuresInTheirKinds)
     FakeServices::configure(FakeServices::vacantAddress(), services.coverArt.url(QString()), services.iTunes.url(QString()));
     const LookupError unreachable = awaitFailure<LookupError>(lookUp());
     EXPECT_EQ(unreachable.kind(), LookupError::Kind::networkError);
+}
+
+TEST_F(MusicBrainzDiscFetchTest, AnAnswerTooLargeIsSaidToBeTooLargeNotUnreachable)
+{
+    MetadataHTTPClient frugal{MetadataHTTPClient::Options{.clock = clock, .maximumBodySize = 1024}};
+    const QByteArray huge = "{\"releases\": [" + QByteArray(4096, ' ') + "]}";
+    services.musicBrainz.route(path, FakeResponse::ok(huge, "application/json"));
+    const LookupError disc = awaitFailure<LookupError>(
+        MusicBrainzDiscLookup::fetchReleases(discID, {150, 18901, 39738}, 260295, frugal));
+    EXPECT_EQ(disc.message(), u"MusicBrainz sent an answer larger than 1 KiB, which was refused."_s);
+    EXPECT_EQ(disc.httpError()->kind(), MetadataHTTPClient::HTTPError::Kind::tooLarge);
+
+    const QString releaseID = u"b84ee12a-09ef-421b-82de-0441a926375b"_s;
+    services.musicBrainz.route(u"/ws/2/release/"_s + releaseID, FakeResponse::ok(huge, "application/json"));
+    const auto release = awaitFailure<MusicBrainzReleaseLookup::LookupError>(
+        MusicBrainzReleaseLookup::fetchRelease(releaseID, frugal));
+    EXPECT_EQ(release.message(), u"MusicBrainz sent an answer larger than 1 KiB, which was refused."_s);
 }

@@ -96,6 +96,11 @@ TEST(PodcastFiles, NamesComeFromTheTitleAndThePathExtension)
     EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u"   "_s), u"0A1B2C3D-0000-4000-8000-00000000ABCD.ogg"_s);
     EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u"../../etc/passwd"_s), u"-..-etc-passwd.ogg"_s);
     EXPECT_EQ(name(u"https://e.org/a.ogg"_s, u"Line\none\ttwo\u0007"_s), u"Line one two.ogg"_s);
+    Episode bonus = episodeAt(QUrl(u"https://e.org/b.m4a"_s), u"Bonus"_s);
+    EXPECT_EQ(PodcastFiles::episodeFileName(bonus, 2), u"Bonus (2).m4a"_s);
+    bonus.title = QString(1000, u'é');
+    EXPECT_TRUE(PodcastFiles::episodeFileName(bonus, 12).endsWith(u"é (12).m4a"_s));
+    EXPECT_LE(PodcastFiles::episodeFileName(bonus, 12).toUtf8().size(), PodcastFiles::maximumNameBytes);
 
     for (const QString& title : {QString(1000, u'x'), QString(1000, u'é'), QString(500, u'あ'),
                                  QString(u"😀"_s).repeated(300), QString(u"a."_s).repeated(500)}) {
@@ -203,17 +208,88 @@ TEST_F(EpisodeDownload, ATransferThatFailsMidwayLeavesNothingBehind)
     EXPECT_EQ(readFile(download(episode).toLocalFile()), "complete") << "the id was released";
 }
 
-TEST_F(EpisodeDownload, RedirectsAreFollowedAndTheStatusIsNotLookedAt)
+TEST_F(EpisodeDownload, RedirectsAreFollowed)
 {
     server.route(u"/tracking"_s, FakeResponse::redirect(server.url(u"/cdn/ep.ogg"_s)));
     server.route(u"/cdn/ep.ogg"_s, FakeResponse::ok("audio"));
     const QUrl file = download(episodeAt(server.url(u"/tracking"_s)));
     EXPECT_TRUE(file.toLocalFile().endsWith(u"/Episode One.mp3"_s)) << "named after the address asked for";
     EXPECT_EQ(readFile(file.toLocalFile()), "audio");
+}
 
-    server.route(u"/missing.mp3"_s, FakeResponse::withStatus(404, "<h1>Not Found</h1>"));
-    EXPECT_EQ(readFile(download(episodeAt(server.url(u"/missing.mp3"_s), u"Gone"_s)).toLocalFile()),
-              "<h1>Not Found</h1>");
+TEST_F(EpisodeDownload, AnErrorAnswerIsNotAnEpisodeAndLeavesNoFile)
+{
+    const Episode episode = episodeAt(server.url(u"/ep.mp3"_s));
+    server.route(u"/ep.mp3"_s, FakeResponse::ok("an earlier download"));
+    const QString target = download(episode).toLocalFile();
+
+    for (const auto& [status, words] : {std::pair(404, "404 (not found)"), std::pair(500, "500 (internal server error)")}) {
+        server.route(u"/ep.mp3"_s, FakeResponse::withStatus(status, QByteArray(40'000, 'x')));
+        EXPECT_EQ(failureOf(episode), DownloadError::Kind::httpError) << status;
+        EXPECT_EQ(lastError, u"The episode could not be downloaded: the server answered %1."_s.arg(QLatin1StringView(words)));
+        EXPECT_EQ(readFile(target), "an earlier download") << "an error page replaces nothing";
+        EXPECT_EQ(filesInFolder(), QStringList{QFileInfo(target).fileName()}) << "and leaves no file of its own";
+        EXPECT_FALSE(downloader.isDownloading(episode.id));
+    }
+
+    server.route(u"/teapot.mp3"_s, FakeResponse::withStatus(418, "short and stout"));
+    EXPECT_EQ(failureOf(episodeAt(server.url(u"/teapot.mp3"_s), u"Teapot"_s)), DownloadError::Kind::httpError);
+    EXPECT_TRUE(lastError.contains(u"the server answered 418"_s)) << lastError.toStdString();
+    EXPECT_EQ(filesInFolder().size(), 1);
+}
+
+TEST_F(EpisodeDownload, ARedirectAwayFromTheWebIsRefused)
+{
+    const QString secret = stores.path(u"secret.txt"_s);
+    writeFile(secret, "private");
+    for (const QUrl& elsewhere : {QUrl::fromLocalFile(secret), QUrl(u"ftp://127.0.0.1/e.mp3"_s),
+                                  QUrl(u"data:audio/mpeg;base64,AAAA"_s)}) {
+        server.route(u"/away"_s, FakeResponse::redirect(elsewhere));
+        const Episode episode = episodeAt(server.url(u"/away"_s));
+        EXPECT_EQ(failureOf(episode), DownloadError::Kind::httpError) << elsewhere.toString().toStdString();
+        EXPECT_TRUE(lastError.contains(u"which is not a web address"_s)) << lastError.toStdString();
+        EXPECT_TRUE(filesInFolder().isEmpty()) << filesInFolder().join(u", "_s).toStdString();
+        EXPECT_FALSE(downloader.isDownloading(episode.id));
+    }
+    EXPECT_EQ(readFile(secret), "private");
+}
+
+TEST_F(EpisodeDownload, EpisodesOfOneTitleGetAFileEach)
+{
+    server.route(u"/a.mp3"_s, FakeResponse::ok("first"));
+    server.route(u"/b.mp3"_s, FakeResponse::ok("second"));
+    server.route(u"/c.mp3"_s, FakeResponse::ok("third"));
+    const Episode first = episodeAt(server.url(u"/a.mp3"_s), u"Bonus"_s);
+    const Episode second = episodeAt(server.url(u"/b.mp3"_s), u"Bonus"_s);
+    const Episode third = episodeAt(server.url(u"/c.mp3"_s), u"Bonus"_s);
+
+    const QString firstFile = download(first).toLocalFile();
+    const auto downloadBeside = [this](const Episode& episode, const QSet<QString>& taken) {
+        return BlockingWait::wait(downloader.download(episode, QUrl::fromLocalFile(folder()), {}, taken)).toLocalFile();
+    };
+    const QString secondFile = downloadBeside(second, {firstFile});
+    const QString thirdFile = downloadBeside(third, {firstFile, secondFile});
+    EXPECT_EQ(QFileInfo(firstFile).fileName(), u"Bonus.mp3"_s);
+    EXPECT_EQ(QFileInfo(secondFile).fileName(), u"Bonus (2).mp3"_s);
+    EXPECT_EQ(QFileInfo(thirdFile).fileName(), u"Bonus (3).mp3"_s);
+    EXPECT_EQ(readFile(firstFile), "first");
+    EXPECT_EQ(readFile(secondFile), "second");
+    EXPECT_EQ(readFile(thirdFile), "third");
+
+    EXPECT_EQ(downloadBeside(second, {firstFile, thirdFile}), secondFile) << "a file's own name is not taken from it";
+    EXPECT_EQ(downloadBeside(first, {secondFile, thirdFile}), firstFile);
+
+    // Two transfers at once, neither file on disk yet: the name is decided as each starts.
+    server.route(u"/slow-a.mp3"_s, FakeResponse::slow(QByteArray(20'000, 'a'), 5'000, std::chrono::milliseconds(10)));
+    server.route(u"/slow-b.mp3"_s, FakeResponse::slow(QByteArray(20'000, 'b'), 5'000, std::chrono::milliseconds(10)));
+    QCoro::Task<QUrl> one = downloader.download(episodeAt(server.url(u"/slow-a.mp3"_s), u"Live"_s), QUrl::fromLocalFile(folder()), {});
+    QCoro::Task<QUrl> two = downloader.download(episodeAt(server.url(u"/slow-b.mp3"_s), u"Live"_s), QUrl::fromLocalFile(folder()), {});
+    const QString oneFile = BlockingWait::wait(std::move(one)).toLocalFile();
+    const QString twoFile = BlockingWait::wait(std::move(two)).toLocalFile();
+    EXPECT_EQ(QFileInfo(oneFile).fileName(), u"Live.mp3"_s);
+    EXPECT_EQ(QFileInfo(twoFile).fileName(), u"Live (2).mp3"_s);
+    EXPECT_EQ(readFile(oneFile), QByteArray(20'000, 'a'));
+    EXPECT_EQ(readFile(twoFile), QByteArray(20'000, 'b'));
 }
 
 TEST_F(EpisodeDownload, OnlyWebAddressesAreFetched)

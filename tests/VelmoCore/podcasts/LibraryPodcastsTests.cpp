@@ -246,6 +246,63 @@ TEST_F(LibraryPodcasts, AFailedDownloadIsMarkedAndThrown)
     EXPECT_EQ(saved().episodes.at(0).downloadState, DownloadState::failed);
 }
 
+TEST_F(LibraryPodcasts, AnErrorAnswerLeavesTheEpisodeNotDownloaded)
+{
+    serveFeed({item(u"gone"_s, 1), item(u"broken"_s, 2)});
+    serveEnclosure(u"gone"_s, FakeResponse::withStatus(404, "<h1>Not Found</h1>"));
+    serveEnclosure(u"broken"_s, FakeResponse::withStatus(500, "<h1>Oops</h1>"));
+    subscribe();
+    for (const QString& title : {u"gone"_s, u"broken"_s}) {
+        const auto failure = awaitFailure<EpisodeDownloader::DownloadError>(library->downloadEpisode(episodeTitled(title).id));
+        EXPECT_EQ(failure.kind(), EpisodeDownloader::DownloadError::Kind::httpError) << failure.message().toStdString();
+        EXPECT_EQ(episodeTitled(title).downloadState, DownloadState::failed);
+        EXPECT_EQ(episodeTitled(title).localURL, std::nullopt);
+    }
+    EXPECT_TRUE(QDir(showFolder()).entryList(QDir::Files | QDir::Hidden).isEmpty());
+    EXPECT_TRUE(downloadedTitles().isEmpty());
+}
+
+TEST_F(LibraryPodcasts, EpisodesOfOneTitleKeepAFileEach)
+{
+    const auto bonus = [this](const QString& name, int daysAgo) {
+        FeedItem bonusItem = item(name, daysAgo);
+        bonusItem.title = u"Bonus"_s;
+        serveEnclosure(name, FakeResponse::ok("audio of " + name.toUtf8(), "audio/mpeg"));
+        return bonusItem;
+    };
+    feed = rssFeed(u"Late Night: Radio"_s, {bonus(u"older"_s, 2), bonus(u"newer"_s, 1)});
+    subscribe();
+    QList<QUuid> ids;
+    for (const Episode& e : library->episodes())
+        ids.append(e.id);
+    ASSERT_EQ(ids.size(), 2);
+    const auto episode = [this](const QUuid& id) {
+        const QList<Episode>& all = library->episodes();
+        return *std::find_if(all.cbegin(), all.cend(), [&id](const Episode& e) { return e.id == id; });
+    };
+    const auto content = [&episode](const QUuid& id) { return readFile(episode(id).localURL->toLocalFile()); };
+
+    BlockingWait::wait(library->downloadEpisode(ids.at(0)));
+    BlockingWait::wait(library->downloadEpisode(ids.at(1)));
+    EXPECT_EQ(episode(ids.at(0)).localURL, QUrl::fromLocalFile(showFolder() + u"/Bonus.mp3"_s));
+    EXPECT_EQ(episode(ids.at(1)).localURL, QUrl::fromLocalFile(showFolder() + u"/Bonus (2).mp3"_s));
+    const QByteArray firstContent = content(ids.at(0));
+    const QByteArray secondContent = content(ids.at(1));
+    EXPECT_NE(firstContent, secondContent);
+    EXPECT_EQ(saved().episodes, library->episodes()) << "localURL records the name";
+
+    BlockingWait::wait(library->downloadEpisode(ids.at(0)));
+    EXPECT_EQ(content(ids.at(0)), firstContent) << "a new download of one episode keeps its name";
+    EXPECT_EQ(content(ids.at(1)), secondContent);
+
+    // With the first one's file gone, the second takes the plain name and its old file goes.
+    library->deleteLocalFile(ids.at(0));
+    BlockingWait::wait(library->downloadEpisode(ids.at(1)));
+    EXPECT_EQ(episode(ids.at(1)).localURL, QUrl::fromLocalFile(showFolder() + u"/Bonus.mp3"_s));
+    EXPECT_EQ(content(ids.at(1)), secondContent);
+    EXPECT_EQ(QDir(showFolder()).entryList(QDir::Files | QDir::Hidden), QStringList{u"Bonus.mp3"_s});
+}
+
 TEST_F(LibraryPodcasts, RecordsThatGoDuringAWaitAreNotBroughtBack)
 {
     serveFeed({item(u"slow"_s, 1)});
