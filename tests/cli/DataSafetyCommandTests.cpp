@@ -190,8 +190,12 @@ TEST_F(VelmoSafetyTest, AStoreThatRepeatsAnIdIsNamedByCheckAndSyncsWithTheFirstR
     ASSERT_EQ(added.status, 0) << qPrintable(added.err);
     EXPECT_TRUE(added.err.contains(u"holds more than one record with the id "_s + id)) << qPrintable(added.err);
 
-    // The fault stopped the whole program, so the sync runs as a process of its own.
+    // The fault stopped the whole program, so the sync runs as a process of its own, on this
+    // test's stores (they are laid out as under the data folder).
     QProcess sync;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"XDG_DATA_HOME"_s, stores.folder());
+    sync.setProcessEnvironment(environment);
     sync.start(QStringLiteral(VELMO_EXECUTABLE), {u"device"_s, u"sync"_s, u"Stick"_s});
     ASSERT_TRUE(sync.waitForFinished(60'000));
     const QByteArray errors = sync.readAllStandardError();

@@ -390,6 +390,7 @@ TEST_F(LibraryPodcasts, UnsubscribingRemovesTheFilesAndOnlyThatPodcastsEpisodes)
     serveFeed({item(u"a"_s, 2), item(u"b"_s, 1)});
     const Podcast podcast = subscribe();
     server.route(u"/other.xml"_s, FakeResponse::ok(rssFeed(u"Other"_s, {item(u"x"_s, 1)})));
+    serveEnclosure(u"x"_s, FakeResponse::ok("audio of x", "audio/mpeg"));
     const Podcast other = BlockingWait::wait(library->addPodcast(server.url(u"/other.xml"_s)));
     BlockingWait::wait(library->downloadEpisode(episodeTitled(u"a"_s).id));
     BlockingWait::wait(library->downloadEpisode(episodeTitled(u"x"_s).id));
