@@ -8,6 +8,7 @@
 #include "podcasts/Podcast.h"
 
 #include <QList>
+#include <QStringList>
 #include <QUrl>
 
 #include <optional>
