@@ -124,7 +124,8 @@ TEST_F(DeviceCommandTest, DiffJsonGivesTheExactLists)
     const VelmoResult result = velmo({u"device"_s, u"diff"_s, u"Stick"_s, u"--json"_s});
     ASSERT_EQ(result.status, 0) << result.err.toStdString();
     const QJsonObject diff = object(result.out);
-    EXPECT_EQ(diff.keys(), (QStringList{u"toAdd"_s, u"toRemove"_s, u"unchanged"_s}));
+    EXPECT_EQ(diff.keys(), (QStringList{u"passedOver"_s, u"toAdd"_s, u"toRemove"_s, u"unchanged"_s}));
+    EXPECT_EQ(diff.value("passedOver"_L1).toArray(), QJsonArray());
     const QJsonArray toAdd = diff.value("toAdd"_L1).toArray();
     ASSERT_EQ(toAdd.size(), 2);
     EXPECT_EQ(toAdd.at(0).toObject(),
