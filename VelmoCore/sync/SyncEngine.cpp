@@ -29,6 +29,7 @@ QString sentence(SyncEngine::SyncError::Kind kind, const QString& path, const QS
     case Kind::alreadySyncing: return u"A sync is already running."_s;
     case Kind::needsRepair: return u"The device profile needs repair before it can be synced: %1"_s.arg(detail);
     case Kind::folderFailed: return u"The folder “%1” could not be created on the device: %2."_s.arg(path, detail);
+    case Kind::writeRefused: return u"“%1” was not written on the device: %2."_s.arg(path, detail);
     case Kind::removeFailed: return u"The old file “%1” could not be removed from the device: %2."_s.arg(path, detail);
     case Kind::copyFailed: return u"“%1” could not be copied to the device: %2."_s.arg(path, detail);
     }
@@ -196,7 +197,7 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
             break;
         }
         if (const std::optional<QString> reason = DeviceFiles::prepareWrite(profile.rootPath, destination)) {
-            note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::removeFailed, destination, *reason)));
+            note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::writeRefused, destination, *reason)));
             break;
         }
         if (item.needsTranscode) {

@@ -40,9 +40,9 @@ public:
     public:
         // needsRepair: the profile holds a setting no sync acts on (`detail` says which).
         // folderFailed: the destination's folder could not be made, or is reached through a
-        // link. removeFailed: the old file at a destination could not be deleted, or is a
-        // link. copyFailed: the copy did not complete.
-        enum class Kind { alreadySyncing, needsRepair, folderFailed, removeFailed, copyFailed };
+        // link. writeRefused: the destination is a link or not a file. removeFailed: the old
+        // file at a destination could not be deleted. copyFailed: the copy did not complete.
+        enum class Kind { alreadySyncing, needsRepair, folderFailed, writeRefused, removeFailed, copyFailed };
 
         // `detail` is the system's reason in words, `path` the file or folder concerned.
         explicit SyncError(Kind kind, const QString& path = {}, const QString& detail = {});
