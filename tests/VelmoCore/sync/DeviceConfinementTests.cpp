@@ -219,6 +219,33 @@ TEST_F(DeviceConfinementTest, AProfileThatNeedsRepairIsRefusedBeforeAnythingHapp
     EXPECT_EQ(snapshot(outside.path()), canaries);
 }
 
+TEST_F(DeviceConfinementTest, AProfileThatNeedsRepairGivesAnEmptyDiff)
+{
+    const Track song = libraryTrack(u"Song"_s);
+    writeFile(device.filePath(u"Documents/thesis.mp3"_s), "years of work");
+    profile.syncPodcasts = true;
+    profile.podcastsFolder = QString();
+    EXPECT_EQ(diff({song}), SyncDiff());
+    profile.podcastsFolder = u"Podcasts"_s;
+    profile.musicFolder = u"../"_s + QFileInfo(outside.path()).fileName();
+    EXPECT_EQ(diff({song}), SyncDiff());
+    profile.musicFolder = u"Music"_s;
+    EXPECT_EQ(diff({song}).toRemove, QList<QUrl>{QUrl::fromLocalFile(device.filePath(u"Documents/thesis.mp3"_s))})
+        << "repaired, the device is owned as described";
+}
+
+TEST_F(DeviceConfinementTest, ControlCharactersFromTagsNeverReachANameOnTheDevice)
+{
+    Track track = libraryTrack(u"Song"_s);
+    track.title = u"Bell\aand\nNewline\x1b[31m"_s;
+    track.artist = u"Art\tist"_s;
+    track.albumArtist.clear();
+    track.album = u"Al\rbum"_s;
+    track.trackNumber = 2;
+    EXPECT_EQ(SyncDiff::destinationURL(track, profile, QUrl::fromLocalFile(library.path())).toLocalFile(),
+              device.filePath(u"Music/Artist/Album/02 BellandNewline[31m.flac"_s));
+}
+
 TEST_F(DeviceConfinementTest, TracksThatShareAPlaceAreAllCopiedAndThePlaylistPointsAtEach)
 {
     Track discOne = libraryTrack(u"Intro"_s);

@@ -286,27 +286,6 @@ TEST_F(SyncDiffTest, TracksThatWouldShareAPathAreNumberedApartInLibraryOrder)
               (QStringList{music() + u"/Artist - Song.flac"_s, music() + u"/Artist - Song (2).flac"_s}));
 }
 
-TEST_F(SyncDiffTest, ControlCharactersFromTagsNeverReachANameOnTheDevice)
-{
-    DeviceProfile p = profile();
-    Track track = libraryTrack(u"Bell\aand\nNewline\x1b[31m"_s, u"Art\tist"_s, u"Al\rbum"_s);
-    track.trackNumber = 2;
-    EXPECT_EQ(destination(track, p), music() + u"/Artist/Album/02 BellandNewline[31m.flac"_s);
-}
-
-TEST_F(SyncDiffTest, AProfileThatNeedsRepairGivesAnEmptyDiff)
-{
-    const Track track = libraryTrack(u"A"_s);
-    makeFile(device() + u"/Elsewhere/old.mp3"_s);
-    DeviceProfile p = profile();
-    p.syncPodcasts = true;
-    p.podcastsFolder = QString();
-    EXPECT_EQ(diff({track}, p), SyncDiff());
-    p.podcastsFolder = u"Podcasts"_s;
-    p.musicFolder = u"../Elsewhere"_s;
-    EXPECT_EQ(diff({track}, p), SyncDiff());
-}
-
 TEST_F(SyncDiffTest, TheWalkSparesHiddenNamesThePodcastsPrefixOtherExtensionsAndLinks)
 {
     const Track kept = libraryTrack(u"Kept"_s);
