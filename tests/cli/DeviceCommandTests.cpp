@@ -271,7 +271,7 @@ TEST_F(DeviceCommandTest, AStoredProfileWithABadFolderIsShownAsNeedingRepairAndN
     EXPECT_EQ(readFile(device() + u"/Photos/beach.jpg"_s), "a photo");
     EXPECT_FALSE(QFileInfo::exists(device() + u"/Music"_s));
 
-    // Repaired, it syncs; the user's audio outside the music folder is the device's as described.
+    // Repaired, the profile can be looked at and synced again.
     ASSERT_EQ(velmo({u"device"_s, u"set"_s, u"Stick"_s, u"podcastsFolder=Podcasts"_s}).status, 0);
     EXPECT_EQ(velmo({u"device"_s, u"diff"_s, u"Stick"_s}).status, 0);
 }
