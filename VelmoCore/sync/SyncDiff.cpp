@@ -70,17 +70,17 @@ public:
             return QDir::cleanPath(m_base + components.join(u'/'));
         }
         // Cleaned names are plain components; only a mirrored path may hold "." or "//".
-        QString path = relative;
+        QString cleaned = relative;
         if (relative.startsWith(u'.') || relative.contains(u"/."_s) || relative.contains(u"//"_s))
-            path = QDir::cleanPath(relative);
-        QStringList components = path.split(u'/');
+            cleaned = QDir::cleanPath(relative);
+        QStringList components = cleaned.split(u'/');
         bool shortened = false;
         for (qsizetype i = 0; i < components.size(); ++i) {
             const QString fitted = LibraryOrganizer::fittedName(components.at(i), i == components.size() - 1);
             shortened = shortened || fitted.size() != components.at(i).size();
             components[i] = fitted;
         }
-        return m_base + (shortened ? components.join(u'/') : path);
+        return m_base + (shortened ? components.join(u'/') : cleaned);
     }
 
 private:

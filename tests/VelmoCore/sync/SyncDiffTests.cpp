@@ -259,9 +259,9 @@ TEST_F(SyncDiffTest, TracksThatWouldShareAPathAreNumberedApartInLibraryOrder)
     // Titles of dots alone clean to nothing and fall back to one name.
     const Track dots = libraryTrack(u"..."_s, u"Artist"_s, u"Set"_s);
     const Track moreDots = libraryTrack(u"...."_s, u"Artist"_s, u"Set"_s);
-    const QString folder = music() + u"/Artist/Set/"_s;
-    const QStringList expected{folder + u"01 Intro.flac"_s, folder + u"01 Intro (2).flac"_s, folder + u"Track.flac"_s,
-                               folder + u"Track (2).flac"_s};
+    const QString album = music() + u"/Artist/Set/"_s;
+    const QStringList expected{album + u"01 Intro.flac"_s, album + u"01 Intro (2).flac"_s, album + u"Track.flac"_s,
+                               album + u"Track (2).flac"_s};
 
     SyncDiff result = diff({discOne, discTwo, dots, moreDots}, p);
     EXPECT_EQ(destinations(result), expected);
@@ -271,10 +271,10 @@ TEST_F(SyncDiffTest, TracksThatWouldShareAPathAreNumberedApartInLibraryOrder)
     // A track keeps its number whatever else is chosen for the device.
     p.syncScope = SyncScope::selectedPlaylists;
     p.manualTrackIDs = {discTwo.id};
-    EXPECT_EQ(destinations(diff({discOne, discTwo, dots, moreDots}, p)), QStringList{folder + u"01 Intro (2).flac"_s});
+    EXPECT_EQ(destinations(diff({discOne, discTwo, dots, moreDots}, p)), QStringList{album + u"01 Intro (2).flac"_s});
 
     p.syncScope = SyncScope::fullLibrary;
-    makeFile(folder + u"01 Intro.flac"_s, baseTime + 10);
+    makeFile(album + u"01 Intro.flac"_s, baseTime + 10);
     result = diff({discOne, discTwo, dots, moreDots}, p);
     EXPECT_EQ(destinations(result), expected.mid(1)) << "the first is there; the second is not the same file";
     EXPECT_EQ(result.unchanged, 1);
