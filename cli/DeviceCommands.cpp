@@ -101,6 +101,8 @@ QCoro::Task<int> list(Invocation& invocation)
         out << profile.name << u"  "_s << Json::uuidString(profile.id) << u"\n  "_s << profile.rootPath
             << (isConnected(profile) ? u" (connected)"_s : u" (not connected)"_s) << u"\n  "_s
             << profile.contentSummary() << u" · "_s << profile.formatSummary() << u'\n';
+        if (const std::optional<DeviceProfile::Problem> problem = profile.problem())
+            out << u"  Needs repair: "_s << problem->message() << u'\n';
     }
     co_return int(exitSuccess);
 }
@@ -125,6 +127,8 @@ void printProfile(QTextStream& out, const DeviceProfile& profile, const Library&
         << profile.playlistsFolder << u'\n'
         << u"Sync playlists:   "_s << yesNo(profile.syncPlaylists) << u'\n'
         << u"Sync podcasts:    "_s << yesNo(profile.syncPodcasts) << u'\n';
+    if (const std::optional<DeviceProfile::Problem> problem = profile.problem())
+        out << u"Needs repair:     "_s << problem->message() << u'\n';
     if (profile.syncScope == SyncScope::selectedPlaylists) {
         out << u"Playlists:        "_s << names(library.playlists(), profile.playlistIDs) << u'\n'
             << u"Smart playlists:  "_s << names(library.smartPlaylists(), profile.smartPlaylistIDs) << u'\n'
@@ -191,9 +195,7 @@ std::optional<QString> applySetting(QJsonObject& object, const QString& assignme
                                       u"folderStructure"_s, u"musicFolder"_s, u"podcastsFolder"_s, u"playlistsFolder"_s};
     static const QStringList rawKeys{u"transcodeBitrate"_s, u"syncPlaylists"_s, u"syncPodcasts"_s, u"podcastConfigs"_s};
 
-    if (key == u"rootPath"_s) {
-        object.insert(key, QFileInfo(value).absoluteFilePath());
-    } else if (textKeys.contains(key)) {
+    if (textKeys.contains(key)) {
         object.insert(key, value);
     } else if (rawKeys.contains(key)) {
         const QJsonDocument parsed = QJsonDocument::fromJson(u"[%1]"_s.arg(value).toUtf8());
@@ -242,6 +244,8 @@ QCoro::Task<int> set(Invocation& invocation)
     } catch (const DecodingError& error) {
         co_return invocation.fail(u"The profile was left as it was: "_s + error.message() + u'.');
     }
+    if (const std::optional<DeviceProfile::Problem> problem = changed.problem())
+        co_return invocation.fail(u"The profile was left as it was: "_s + problem->message());
     library.updateDeviceProfile(changed);
     printProfile(invocation.out(), changed, library);
     co_return int(exitSuccess);
@@ -280,6 +284,7 @@ void writeDiffJson(JsonWriter& w, const SyncDiff& diff, const DeviceProfile& pro
     };
     writePaths("toRemove"_L1, diff.toRemove);
     w.field("unchanged"_L1, diff.unchanged);
+    writePaths("passedOver"_L1, diff.passedOver);
     if (diff.podcastChanges) {
         const SyncDiff::PodcastChanges& changes = *diff.podcastChanges;
         w.key("podcastChanges"_L1);
@@ -302,6 +307,26 @@ void writeDiffJson(JsonWriter& w, const SyncDiff& diff, const DeviceProfile& pro
     w.endObject();
 }
 
+void printPassedOver(QTextStream& out, const SyncDiff& diff)
+{
+    if (diff.passedOver.isEmpty())
+        return;
+    out << u"Passed over, symbolic links that a sync never follows, writes through or removes ("_s
+        << diff.passedOver.size() << u"):\n"_s;
+    for (const QUrl& url : diff.passedOver)
+        out << u"  "_s << url.toLocalFile() << u'\n';
+}
+
+// A sentence for a profile that no sync may act on, with what to do about it.
+std::optional<QString> repairNeeded(const DeviceProfile& profile)
+{
+    const std::optional<DeviceProfile::Problem> problem = profile.problem();
+    if (!problem)
+        return std::nullopt;
+    return u"The device profile %1 needs repair: %2 Change it with \"velmo device set\". Nothing was synced."_s.arg(
+        quoted(profile.name), problem->message());
+}
+
 void printDiff(QTextStream& out, const SyncDiff& result, const DeviceProfile& profile)
 {
     if (!isConnected(profile))
@@ -313,6 +338,7 @@ void printDiff(QTextStream& out, const SyncDiff& result, const DeviceProfile& pr
     for (const QUrl& url : result.toRemove)
         out << u"  "_s << url.toLocalFile() << u'\n';
     out << u"Unchanged: "_s << DisplayText::counted(result.unchanged, u"track"_s) << u'\n';
+    printPassedOver(out, result);
     if (result.podcastChanges) {
         const SyncDiff::PodcastChanges& changes = *result.podcastChanges;
         out << u"Podcast episodes to add ("_s << changes.toAdd.size() << u"):\n"_s;
@@ -331,6 +357,8 @@ QCoro::Task<int> diff(Invocation& invocation)
     const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, invocation.arguments().constFirst());
     if (!profile)
         co_return int(exitFailure);
+    if (const std::optional<QString> repair = repairNeeded(*profile))
+        co_return invocation.fail(*repair);
     const SyncDiff result = library.syncDiff(*profile, library.podcastsToSync(*profile));
     if (invocation.json()) {
         JsonWriter writer;
@@ -392,6 +420,8 @@ QCoro::Task<int> syncDevice(Invocation& invocation)
     const std::optional<DeviceProfile> profile = findDeviceProfile(invocation, invocation.arguments().constFirst());
     if (!profile)
         co_return int(exitFailure);
+    if (const std::optional<QString> repair = repairNeeded(*profile))
+        co_return invocation.fail(*repair);
     const SyncDiff plan = library.syncDiff(*profile, library.podcastsToSync(*profile));
     QTextStream& out = invocation.out();
     if (invocation.isSet(u"dry-run"_s)) {
@@ -427,6 +457,7 @@ QCoro::Task<int> syncDevice(Invocation& invocation)
     if (removed < plan.toRemove.size())
         out << u' ' << DisplayText::counted(plan.toRemove.size() - removed, u"file"_s) << u" could not be removed."_s;
     out << u'\n';
+    printPassedOver(out, plan);
     if (failure)
         co_return invocation.fail(*failure);
 

@@ -184,7 +184,7 @@ void DeviceDetailView::profilesChanged()
 void DeviceDetailView::showHeader()
 {
     m_title->setText(m_profile.name);
-    m_status->setText(m_connected ? u"Connected"_s : u"Not connected"_s);
+    m_status->setText(DeviceDisplay::connectionText(m_profile));
     m_caption->setText(DeviceDisplay::caption(m_profile));
     m_connectHint->setVisible(!m_connected);
     m_syncNow->setVisible(std::holds_alternative<SyncStates::Ready>(m_controller.state()));

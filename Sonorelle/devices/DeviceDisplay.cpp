@@ -14,7 +14,17 @@ bool isConnected(const DeviceProfile& profile)
 
 QString connectionText(const DeviceProfile& profile)
 {
+    if (profile.problem())
+        return u"Needs repair"_s;
     return isConnected(profile) ? u"Connected"_s : u"Not connected"_s;
+}
+
+QString repairText(const DeviceProfile& profile)
+{
+    const std::optional<DeviceProfile::Problem> problem = profile.problem();
+    if (!problem)
+        return {};
+    return u"This device needs repair before it can be synced: %1 Choose Edit… to repair it."_s.arg(problem->message());
 }
 
 QString shortStructureLabel(FolderStructure structure)

@@ -9,8 +9,10 @@ namespace DeviceDisplay {
 
 // A profile is connected exactly when something exists at its root.
 bool isConnected(const DeviceProfile& profile);
-// "Connected" or "Not connected".
+// "Connected" or "Not connected"; "Needs repair" for a profile no sync may act on.
 QString connectionText(const DeviceProfile& profile);
+// Why a profile cannot be synced and what to do, or empty when it can.
+QString repairText(const DeviceProfile& profile);
 // "Artist/Album/Track", "Mirror Library", "Flat".
 QString shortStructureLabel(FolderStructure structure);
 // The editor's labels: "Artist / Album / Track", "Mirror Library Layout", "Flat (all files in root)".

@@ -123,11 +123,15 @@ DeviceProfileEditorSheet::DeviceProfileEditorSheet(Library& library, VolumeMonit
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidget(content);
 
+    m_problem = new QLabel(this);
+    m_problem->setWordWrap(true);
+    m_problem->hide();
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel, this);
     m_confirm = buttons->addButton(profile ? u"Save"_s : u"Add Device"_s, QDialogButtonBox::AcceptRole);
     m_confirm->setDefault(true);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(scroll, 1);
+    layout->addWidget(m_problem);
     layout->addWidget(buttons);
     resize(520, 640);
 
@@ -137,6 +141,10 @@ DeviceProfileEditorSheet::DeviceProfileEditorSheet(Library& library, VolumeMonit
     connect(m_format, &QComboBox::currentIndexChanged, this, showBitrate);
     showBitrate();
     connect(m_name, &QLineEdit::textChanged, this, &DeviceProfileEditorSheet::updateConfirm);
+    for (QLineEdit* field : {m_musicFolder, m_podcastsFolder, m_playlistsFolder})
+        connect(field, &QLineEdit::textChanged, this, &DeviceProfileEditorSheet::updateConfirm);
+    connect(m_format, &QComboBox::currentIndexChanged, this, &DeviceProfileEditorSheet::updateConfirm);
+    connect(m_bitrate, &QComboBox::currentIndexChanged, this, &DeviceProfileEditorSheet::updateConfirm);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     connect(m_confirm, &QPushButton::clicked, this, [this] {
         save();
@@ -366,8 +374,22 @@ QString DeviceProfileEditorSheet::chosenRoot() const
 
 void DeviceProfileEditorSheet::updateConfirm()
 {
-    if (m_confirm)
-        m_confirm->setEnabled(!m_name->text().trimmed().isEmpty() && (m_profile || !chosenRoot().isEmpty()));
+    if (!m_confirm)
+        return;
+    const QString root = chosenRoot();
+    DeviceProfile edited = m_profile.value_or(DeviceProfile());
+    applyTo(edited);
+    // A new device waits for its root before saying anything about it.
+    const std::optional<DeviceProfile::Problem> problem =
+        !m_profile && root.isEmpty() ? std::nullopt : edited.problem();
+    m_problem->setText(problem ? problem->message() : QString());
+    m_problem->setVisible(problem.has_value());
+    m_confirm->setEnabled(!m_name->text().trimmed().isEmpty() && (m_profile || !root.isEmpty()) && !problem);
+}
+
+QString DeviceProfileEditorSheet::problemText() const
+{
+    return m_problem && m_problem->isVisibleTo(this) ? m_problem->text() : QString();
 }
 
 QString DeviceProfileEditorSheet::volumeNotice() const
@@ -402,11 +424,9 @@ QCheckBox* DeviceProfileEditorSheet::podcastBox(const QString& title) const
     return boxNamed(m_podcastBoxes, title);
 }
 
-DeviceProfile DeviceProfileEditorSheet::save()
+void DeviceProfileEditorSheet::applyTo(DeviceProfile& profile) const
 {
-    const QString name = m_name->text().trimmed();
-    DeviceProfile profile = m_profile ? *m_profile : m_library.createDeviceProfile(name, chosenRoot());
-    profile.name = name;
+    profile.name = m_name->text().trimmed();
     profile.rootPath = chosenRoot();
     profile.syncScope = chosen<SyncScope>(m_scope);
     profile.playlistIDs = checkedIDs(m_playlistBoxes);
@@ -425,6 +445,12 @@ DeviceProfile DeviceProfileEditorSheet::save()
         if (profile.podcastConfigs.contains(id) || !box->isChecked())
             profile.podcastConfigs.insert(id, {.enabled = box->isChecked()});
     }
+}
+
+DeviceProfile DeviceProfileEditorSheet::save()
+{
+    DeviceProfile profile = m_profile ? *m_profile : m_library.createDeviceProfile(m_name->text().trimmed(), chosenRoot());
+    applyTo(profile);
     m_library.updateDeviceProfile(profile);
     m_profile = profile;
     return profile;

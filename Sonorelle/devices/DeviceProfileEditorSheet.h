@@ -56,8 +56,10 @@ public:
     QLineEdit* playlistsFolderField() const { return m_playlistsFolder; }
     QCheckBox* syncPodcastsBox() const { return m_syncPodcasts; }
     QCheckBox* podcastBox(const QString& title) const;
-    // "Save" or "Add Device".
+    // "Save" or "Add Device"; disabled while a setting is one no sync may act on.
     QPushButton* confirmButton() const { return m_confirm; }
+    // Why the settings as they stand cannot be saved, in words, or empty.
+    QString problemText() const;
 
     // What "Add Device" or "Save" stores; the profile as stored afterwards.
     DeviceProfile save();
@@ -74,6 +76,8 @@ private:
     QString chosenRoot() const;
     std::optional<MountedVolume> chosenVolume() const;
     void updateConfirm();
+    // The settings of the sheet written into `profile`.
+    void applyTo(DeviceProfile& profile) const;
 
     Library& m_library;
     std::optional<DeviceProfile> m_profile;
@@ -104,5 +108,6 @@ private:
     QCheckBox* m_syncPodcasts = nullptr;
     QWidget* m_podcastChoices = nullptr;
     QList<std::pair<QUuid, QCheckBox*>> m_podcastBoxes;
+    QLabel* m_problem = nullptr;
     QPushButton* m_confirm = nullptr;
 };

@@ -250,6 +250,11 @@ void DeviceSyncBody::fillChanges()
         for (const QUrl& url : std::as_const(m_diff.podcastChanges->toRemove))
             row(m_changes, u"minus.circle"_s, fileName(url));
     }
+    if (!m_diff.passedOver.isEmpty()) {
+        heading(m_changes, u"Links Passed Over, Never Followed ("_s, m_diff.passedOver.size());
+        for (const QUrl& url : std::as_const(m_diff.passedOver))
+            row(m_changes, u"exclamationmark.triangle"_s, url.toLocalFile());
+    }
 }
 
 void DeviceSyncBody::showSyncing(const SyncStates::Syncing& syncing)

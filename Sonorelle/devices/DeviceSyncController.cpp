@@ -1,5 +1,6 @@
 #include "DeviceSyncController.h"
 
+#include "DeviceDisplay.h"
 #include "library/Background.h"
 #include "library/Library.h"
 
@@ -76,6 +77,11 @@ QCoro::Task<> DeviceSyncController::computeDiff(DeviceProfile profile)
     if (std::holds_alternative<SyncStates::Syncing>(m_state) || std::holds_alternative<SyncStates::ComputingDiff>(m_state))
         co_return;
     m_lastProfileID = profile.id;
+    // Its folders might lead off the device: not even a look is taken.
+    if (const QString repair = DeviceDisplay::repairText(profile); !repair.isEmpty()) {
+        setState(SyncStates::Failed{repair});
+        co_return;
+    }
     setState(SyncStates::ComputingDiff{});
 
     const QList<SyncDiff::PodcastEpisodes> podcasts =

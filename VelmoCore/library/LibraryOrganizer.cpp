@@ -72,6 +72,7 @@ QString OrganizerError::message() const
 QString sanitizePathComponent(const QString& text)
 {
     QString cleaned = text;
+    cleaned.removeIf([](QChar c) { return c.category() == QChar::Other_Control; });
     for (QChar& c : cleaned) {
         switch (c.unicode()) {
         case '/': case '\\': case ':': case '*': case '?': case '"': case '<': case '>': case '|':
@@ -91,6 +92,31 @@ QString sanitizePathComponent(const QString& text)
     return cleaned.mid(begin, end - begin);
 }
 
+QString fittedName(const QString& name, bool isFileName)
+{
+    if (QStringView(name).toUtf8().size() <= longestNameBytes)
+        return name;
+    const QString extension = isFileName ? FilePaths::pathExtension(name) : QString();
+    // An extension that alone would fill the name is no extension worth keeping.
+    const QString tail = extension.isEmpty() || extension.toUtf8().size() > longestNameBytes / 2
+        ? QString()
+        : u'.' + extension;
+    QString stem = tail.isEmpty() ? name : name.left(name.size() - tail.size());
+    const qsizetype room = longestNameBytes - tail.toUtf8().size();
+    qsizetype bytes = 0;
+    qsizetype end = 0;
+    while (end < stem.size()) {
+        const qsizetype width = stem.at(end).isHighSurrogate() && end + 1 < stem.size() ? 2 : 1;
+        const qsizetype size = QStringView(stem).mid(end, width).toUtf8().size();
+        if (bytes + size > room)
+            break;
+        bytes += size;
+        end += width;
+    }
+    stem.truncate(end);
+    return stem + tail;
+}
+
 QUrl canonicalURL(const Track& track, const QUrl& root)
 {
     const QString path = track.url.path();
@@ -98,18 +124,21 @@ QUrl canonicalURL(const Track& track, const QUrl& root)
         const QString name = sanitizePathComponent(text);
         return name.isEmpty() ? fallback : name;
     };
-    const QString artist = cleaned(track.artist, u"Unknown Artist"_s);
-    const QString album = cleaned(track.album, u"Unknown Album"_s);
+    const QString artist = fittedName(cleaned(track.artist, u"Unknown Artist"_s), false);
+    const QString album = fittedName(cleaned(track.album, u"Unknown Album"_s), false);
     const QString extension = FilePaths::pathExtension(path);
-    const QString title = cleaned(track.title, cleaned(FilePaths::baseName(path), u"Untitled"_s));
 
-    QString fileName;
+    QString prefix;
     if (track.trackNumber) {
         if (track.discNumber && *track.discNumber > 1)
-            fileName = QString::number(*track.discNumber) + u'-';
-        fileName += QString::asprintf("%02lld ", static_cast<long long>(*track.trackNumber));
+            prefix = QString::number(*track.discNumber) + u'-';
+        prefix += QString::asprintf("%02lld ", static_cast<long long>(*track.trackNumber));
     }
-    fileName += title + u'.' + extension;
+    QString ownName = FilePaths::baseName(path);
+    if (!prefix.isEmpty() && ownName.startsWith(prefix))
+        ownName = ownName.mid(prefix.size());
+    const QString title = cleaned(track.title, cleaned(ownName, u"Untitled"_s));
+    const QString fileName = fittedName(prefix + title + u'.' + extension, true);
 
     QString rootPath = root.toLocalFile();
     while (rootPath.size() > 1 && rootPath.endsWith(u'/'))

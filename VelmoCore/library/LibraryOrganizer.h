@@ -27,13 +27,23 @@ private:
     QString m_path;
 };
 
-// Replaces / \ : * ? " < > | with "-" and strips dots and blanks from both ends. Nothing
-// more: a name of dots alone comes out empty.
+// Replaces / \ : * ? " < > | with "-", removes control characters (a newline or an escape
+// from a tag has no place in a file name), and strips dots and blanks from both ends. A name
+// of dots alone comes out empty.
 QString sanitizePathComponent(const QString& text);
 
+// The longest name most file systems take, in bytes of UTF-8.
+inline constexpr qsizetype longestNameBytes = 255;
+
+// `name` shortened to `longestNameBytes` at the end of a whole character, a file name before
+// its extension, which it keeps. A name that fits comes back as it is.
+QString fittedName(const QString& name, bool isFileName);
+
 // Where the track's file belongs under `root`. Pure: touches nothing on disk. A name that
-// cleans to nothing falls back as an empty one does ("Unknown Artist", the file's own name):
-// a file named ".flac" would be hidden and pass unseen by every scan.
+// cleans to nothing falls back as an empty one does ("Unknown Artist", the file's own name
+// without the number this rule put before it, so that organising twice moves nothing the
+// second time): a file named ".flac" would be hidden and pass unseen by every scan. Names too
+// long are shortened.
 QUrl canonicalURL(const Track& track, const QUrl& root);
 
 // Moves the file to its canonical place and returns the track with its new url; a track

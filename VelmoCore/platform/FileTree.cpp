@@ -20,6 +20,8 @@ FileTree::Attributes attributesOf(const struct stat& info)
         kind = FileTree::Kind::regularFile;
     else if (S_ISDIR(info.st_mode))
         kind = FileTree::Kind::folder;
+    else if (S_ISLNK(info.st_mode))
+        kind = FileTree::Kind::link;
     return {kind, double(info.st_mtim.tv_sec) + double(info.st_mtim.tv_nsec) / 1e9};
 }
 

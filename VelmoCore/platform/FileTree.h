@@ -9,7 +9,7 @@
 // Paths are plain absolute path strings. Used from two threads at once.
 class FileTree {
 public:
-    enum class Kind { regularFile, folder, other };
+    enum class Kind { regularFile, folder, link, other };
 
     struct Attributes {
         Kind kind = Kind::other;
@@ -27,7 +27,7 @@ public:
     virtual ~FileTree() = default;
 
     // Every entry below `root`, a folder before its contents, each folder's entries in byte
-    // order of their names. Hidden names are passed over; links are reported as `other` and
+    // order of their names. Hidden names are passed over; links are reported as `link` and
     // never followed; folders that cannot be read, and names that are not valid UTF-8, are
     // passed over with what lies below them. False when the walk cannot start.
     virtual bool walk(const QString& root, const Visitor& visit) const = 0;

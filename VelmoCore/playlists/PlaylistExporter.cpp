@@ -41,6 +41,25 @@ QString relativePathFrom(const QList<QStringView>& base, QStringView target)
     return result.isEmpty() ? u"."_s : result;
 }
 
+// Every character that some reader of M3U takes for the end of a line.
+bool isLineBreak(QChar c)
+{
+    switch (c.unicode()) {
+    case u'\n': case u'\v': case u'\f': case u'\r': case 0x85: case 0x2028: case 0x2029: return true;
+    default: return false;
+    }
+}
+
+// A label is only shown, so any control character goes, the line breaks with them.
+QString onOneLine(QString text)
+{
+    for (QChar& c : text) {
+        if (isLineBreak(c) || c.category() == QChar::Other_Control)
+            c = u' ';
+    }
+    return text;
+}
+
 bool isMadeOfDots(const QString& name)
 {
     return std::all_of(name.cbegin(), name.cend(), [](QChar c) { return c == u'.'; });
@@ -103,15 +122,17 @@ QString m3u8(const Playlist& playlist, const QList<Track>& tracks, const std::op
         const QUrl target = (urlResolver ? urlResolver(*track) : std::nullopt).value_or(track->url);
         // QUrl::path() is decoded already: a file named "100%25.flac" must stay as it is.
         const QString path = target.path();
+        if (std::any_of(path.cbegin(), path.cend(), isLineBreak))
+            continue;
 
         text += u"#EXTINF:"_s;
         text += QString::number(extinfSeconds(track->duration));
         text += u',';
         if (!track->artist.isEmpty()) {
-            text += track->artist;
+            text += onOneLine(track->artist);
             text += u" - "_s;
         }
-        text += track->title;
+        text += onOneLine(track->title);
         text += u'\n';
         text += relativeTo ? relativePathFrom(base, path) : path;
         text += u'\n';

@@ -42,7 +42,8 @@ using UrlResolver = std::function<std::optional<QUrl>(const Track&)>;
 
 inline const QString fileExtension = QStringLiteral(".m3u8");
 
-// The file's text. An entry whose track is unknown gives no lines. With a base folder the
+// The file's text. An entry whose track is unknown gives no lines, and so does one whose path
+// holds a line break, which no line could carry; a line break in the label becomes a blank. With a base folder the
 // paths are relative to it, otherwise absolute; neither is ever percent-encoded.
 QString m3u8(const Playlist& playlist, const QList<Track>& tracks, const std::optional<QUrl>& relativeTo = {},
              const UrlResolver& urlResolver = {});

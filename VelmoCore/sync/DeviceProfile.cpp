@@ -3,6 +3,8 @@
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 
+#include <QStringList>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -42,6 +44,70 @@ QHash<QUuid, PodcastDeviceConfig> decodePodcastConfigs(const JsonArray& array)
 }
 
 } // namespace
+
+DeviceProfile::Problem::Problem(Kind kind, QString field, QString value)
+    : m_kind(kind)
+    , m_field(std::move(field))
+    , m_value(std::move(value))
+{
+}
+
+QString DeviceProfile::Problem::message() const
+{
+    switch (m_kind) {
+    case Kind::folderOutsideRoot:
+        return u"%1 must name a folder inside the device, such as “Music” or “Audio/Music”, not “%2”: "
+               "no empty name, no “..” and no leading “/”."_s.arg(m_field, m_value);
+    case Kind::relativeRoot:
+        return u"rootPath must be an absolute path, such as “/media/player”, not “%1”."_s.arg(m_value);
+    case Kind::unsupportedBitrate: {
+        QStringList rates;
+        for (const qint64 rate : encoderBitrates)
+            rates.append(QString::number(rate));
+        return u"transcodeBitrate must be one of %1 (kbit/s), not %2."_s.arg(rates.join(u", "_s), m_value);
+    }
+    }
+    Q_UNREACHABLE();
+}
+
+std::optional<DeviceProfile::Problem> DeviceProfile::checkFolder(const QString& field, const QString& value)
+{
+    const QStringList components = value.split(u'/');
+    const bool plain = !value.startsWith(u'/') && std::all_of(components.cbegin(), components.cend(), [](const QString& c) {
+        return !c.isEmpty() && c != u"."_s && c != u".."_s
+            && std::none_of(c.cbegin(), c.cend(), [](QChar ch) { return ch.unicode() < 0x20 || ch.unicode() == 0x7f; });
+    });
+    if (plain)
+        return std::nullopt;
+    return Problem(Problem::Kind::folderOutsideRoot, field, value);
+}
+
+std::optional<DeviceProfile::Problem> DeviceProfile::checkRootPath(const QString& value)
+{
+    if (value.startsWith(u'/'))
+        return std::nullopt;
+    return Problem(Problem::Kind::relativeRoot, u"rootPath"_s, value);
+}
+
+std::optional<DeviceProfile::Problem> DeviceProfile::checkBitrate(qint64 kbps)
+{
+    if (std::find(encoderBitrates.cbegin(), encoderBitrates.cend(), kbps) != encoderBitrates.cend())
+        return std::nullopt;
+    return Problem(Problem::Kind::unsupportedBitrate, u"transcodeBitrate"_s, QString::number(kbps));
+}
+
+std::optional<DeviceProfile::Problem> DeviceProfile::problem() const
+{
+    if (auto found = checkRootPath(rootPath))
+        return found;
+    if (auto found = checkFolder(u"musicFolder"_s, musicFolder))
+        return found;
+    if (auto found = checkFolder(u"podcastsFolder"_s, podcastsFolder))
+        return found;
+    if (auto found = checkFolder(u"playlistsFolder"_s, playlistsFolder))
+        return found;
+    return checkBitrate(transcodeBitrate);
+}
 
 QString DeviceProfile::contentSummary() const
 {

@@ -7,6 +7,9 @@
 #include <QString>
 #include <QUuid>
 
+#include <array>
+#include <optional>
+
 class JsonObject;
 class JsonWriter;
 
@@ -43,6 +46,32 @@ struct PodcastDeviceConfig {
 // The stored description of one removable device: where it is mounted, what of the library
 // goes onto it, and in which format and layout.
 struct DeviceProfile {
+    // A setting that a sync must not act on: a folder that would leave the device's root, a
+    // root that depends on the current folder, a bit rate the encoders do not take. A store
+    // may hold one (written by hand, or by an older version); the profile is then kept and
+    // shown as needing repair, and no sync runs with it.
+    class Problem {
+    public:
+        enum class Kind { folderOutsideRoot, relativeRoot, unsupportedBitrate };
+
+        // `field` is the setting's JSON name, `value` what it holds, as text.
+        Problem(Kind kind, QString field, QString value);
+
+        Kind kind() const { return m_kind; }
+        const QString& field() const { return m_field; }
+        const QString& value() const { return m_value; }
+        // The sentence the user reads.
+        QString message() const;
+
+    private:
+        Kind m_kind;
+        QString m_field;
+        QString m_value;
+    };
+
+    // The bit rates the MP3 and AAC encoders both take, in kbit/s.
+    static constexpr std::array<qint64, 14> encoderBitrates{32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};
+
     QUuid id; // also written to the identity file on the device
     QString name;
     QString rootPath; // a plain path, not a URL
@@ -64,6 +93,13 @@ struct DeviceProfile {
     QString contentSummary() const;
     // "Original format", "MP3 · 256 kbps".
     QString formatSummary() const;
+
+    // The first setting a sync must not act on, if any.
+    std::optional<Problem> problem() const;
+    // One or more plain names joined by "/": never empty, never "." or "..", never absolute.
+    static std::optional<Problem> checkFolder(const QString& field, const QString& value);
+    static std::optional<Problem> checkRootPath(const QString& value);
+    static std::optional<Problem> checkBitrate(qint64 kbps);
 
     void writeJson(JsonWriter& writer) const;
     static DeviceProfile fromJson(const JsonObject& object);

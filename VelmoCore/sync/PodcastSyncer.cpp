@@ -1,6 +1,7 @@
 #include "PodcastSyncer.h"
 
 #include "DeviceFiles.h"
+#include "DeviceProfile.h"
 #include "library/LibraryOrganizer.h"
 #include "platform/FileTree.h"
 
@@ -55,7 +56,13 @@ QList<Episode> episodesToSync(const Podcast& podcast, const QList<Episode>& epis
 
 void sync(const QList<PodcastEpisodes>& filteredEpisodesByPodcast, const QUrl& root, const QString& podcastsFolder)
 {
-    const QString podcastsRoot = QDir::cleanPath(root.toLocalFile() + u'/' + podcastsFolder);
+    const QString rootPath = root.toLocalFile();
+    if (const std::optional<DeviceProfile::Problem> problem = DeviceProfile::checkFolder(u"podcastsFolder"_s, podcastsFolder))
+        throw SyncError(SyncError::Kind::folderFailed, podcastsFolder, problem->message());
+    const QString podcastsRoot = QDir::cleanPath(rootPath + u'/' + podcastsFolder);
+    // A podcasts folder reached through a link would have its target's files removed.
+    if (const std::optional<QString> reason = DeviceFiles::checkFolder(rootPath, podcastsRoot))
+        throw SyncError(SyncError::Kind::folderFailed, podcastsRoot, *reason);
     QSet<QString> expected;
     for (const auto& [podcast, episodes] : filteredEpisodesByPodcast) {
         if (episodes.isEmpty())
@@ -64,7 +71,7 @@ void sync(const QList<PodcastEpisodes>& filteredEpisodesByPodcast, const QUrl& r
         if (name.isEmpty())
             name = u"Unknown Podcast"_s;
         const QString folder = podcastsRoot + u'/' + name;
-        if (const std::optional<QString> reason = DeviceFiles::makeFolders(folder))
+        if (const std::optional<QString> reason = DeviceFiles::makeFolders(rootPath, folder))
             throw SyncError(SyncError::Kind::folderFailed, folder, *reason);
         for (const Episode& episode : episodes) {
             if (!episode.localURL)
@@ -76,19 +83,21 @@ void sync(const QList<PodcastEpisodes>& filteredEpisodesByPodcast, const QUrl& r
             expected.insert(destination);
             if (QFileInfo::exists(destination))
                 continue;
-            if (const std::optional<QString> reason = DeviceFiles::copy(local, destination, false))
+            if (const std::optional<QString> reason = DeviceFiles::copy(local, rootPath, destination, false))
                 throw SyncError(SyncError::Kind::copyFailed, local, *reason);
         }
     }
 
+    // Only files a sync would have put there go: a user's notes or pictures stay.
     QStringList unexpected;
     FileTree::local().walk(podcastsRoot, [&](const FileTree::Entry& entry) {
-        if (entry.attributes.kind == FileTree::Kind::regularFile && !expected.contains(QDir::cleanPath(entry.path)))
+        if (entry.attributes.kind == FileTree::Kind::regularFile && DeviceFiles::isAudioFileName(entry.path)
+            && !expected.contains(QDir::cleanPath(entry.path)))
             unexpected.append(entry.path);
         return true;
     });
     for (const QString& path : std::as_const(unexpected))
-        DeviceFiles::remove(path);
+        DeviceFiles::remove(rootPath, path);
 }
 
 void sync(const QList<Podcast>& podcasts, const QList<Episode>& episodes, const QUrl& root,

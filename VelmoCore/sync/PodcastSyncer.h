@@ -41,8 +41,10 @@ using PodcastEpisodes = std::pair<Podcast, QList<Episode>>;
 QList<Episode> episodesToSync(const Podcast& podcast, const QList<Episode>& episodes);
 
 // Copies each pair's episodes that are on the local disk into the podcast's folder, leaving a
-// file already there alone, then removes every other file below `podcastsFolder` that is not
-// hidden. Throws SyncError for a folder or a copy; removals never fail it.
+// file already there alone, then removes every other audio file below `podcastsFolder` that is
+// not hidden; other files stay. Nothing is entered, written or removed through a symbolic
+// link. Throws SyncError for a folder setting that leaves the root, a podcasts folder reached
+// through a link, a folder or a copy; removals never fail it.
 void sync(const QList<PodcastEpisodes>& filteredEpisodesByPodcast, const QUrl& root, const QString& podcastsFolder);
 
 // The same with the pairs of every podcast.

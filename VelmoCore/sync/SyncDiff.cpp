@@ -1,5 +1,6 @@
 #include "SyncDiff.h"
 
+#include "DeviceFiles.h"
 #include "FatNames.h"
 #include "library/FilePaths.h"
 #include "library/LibraryOrganizer.h"
@@ -18,22 +19,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-
-bool isAudioExtension(const QString& path)
-{
-    // As FilePaths::pathExtension, without making strings: this runs for every file on the device.
-    const qsizetype slash = path.lastIndexOf(u'/');
-    const qsizetype dot = path.lastIndexOf(u'.');
-    if (dot <= slash + 1)
-        return false;
-    const QStringView extension = QStringView(path).mid(dot + 1);
-    // The library's own extensions: what a sync may have put there, Opus and AIFF included.
-    for (const char16_t* known : {u"flac", u"mp3", u"aac", u"m4a", u"ogg", u"wav", u"opus", u"aiff", u"aif"}) {
-        if (extension.compare(QStringView(known), Qt::CaseInsensitive) == 0)
-            return true;
-    }
-    return false;
-}
 
 QString joined(const QString& folder, const QString& name)
 {
@@ -85,9 +70,17 @@ public:
             return QDir::cleanPath(m_base + components.join(u'/'));
         }
         // Cleaned names are plain components; only a mirrored path may hold "." or "//".
+        QString cleaned = relative;
         if (relative.startsWith(u'.') || relative.contains(u"/."_s) || relative.contains(u"//"_s))
-            return QDir::cleanPath(m_base + relative);
-        return m_base + relative;
+            cleaned = QDir::cleanPath(relative);
+        QStringList components = cleaned.split(u'/');
+        bool shortened = false;
+        for (qsizetype i = 0; i < components.size(); ++i) {
+            const QString fitted = LibraryOrganizer::fittedName(components.at(i), i == components.size() - 1);
+            shortened = shortened || fitted.size() != components.at(i).size();
+            components[i] = fitted;
+        }
+        return m_base + (shortened ? components.join(u'/') : cleaned);
     }
 
 private:
@@ -153,11 +146,17 @@ QString episodeDestinationPath(const Podcast& podcast, const QUrl& localURL, con
     return joined(joined(joined(profile.rootPath, profile.podcastsFolder), folderName), fileName);
 }
 
-QList<Track> wantedTracks(const QList<Track>& tracks, const QList<Playlist>& playlists,
-                          const QList<SmartPlaylist>& smartPlaylists, const DeviceProfile& profile)
+// Indices into `tracks`, in their order.
+QList<qsizetype> wantedTracks(const QList<Track>& tracks, const QList<Playlist>& playlists,
+                              const QList<SmartPlaylist>& smartPlaylists, const DeviceProfile& profile)
 {
-    if (profile.syncScope == SyncScope::fullLibrary)
-        return tracks;
+    QList<qsizetype> result;
+    result.reserve(tracks.size());
+    if (profile.syncScope == SyncScope::fullLibrary) {
+        for (qsizetype i = 0; i < tracks.size(); ++i)
+            result.append(i);
+        return result;
+    }
     const QSet<QUuid> playlistIDs(profile.playlistIDs.cbegin(), profile.playlistIDs.cend());
     const QSet<QUuid> smartPlaylistIDs(profile.smartPlaylistIDs.cbegin(), profile.smartPlaylistIDs.cend());
     QSet<QUuid> wanted(profile.manualTrackIDs.cbegin(), profile.manualTrackIDs.cend());
@@ -171,10 +170,36 @@ QList<Track> wantedTracks(const QList<Track>& tracks, const QList<Playlist>& pla
         for (const Track& track : SmartRuleEngine::resolve(smartPlaylist, tracks))
             wanted.insert(track.id);
     }
-    QList<Track> result;
-    std::copy_if(tracks.cbegin(), tracks.cend(), std::back_inserter(result),
-                 [&wanted](const Track& track) { return wanted.contains(track.id); });
+    for (qsizetype i = 0; i < tracks.size(); ++i) {
+        if (wanted.contains(tracks.at(i).id))
+            result.append(i);
+    }
     return result;
+}
+
+// FAT looks names up without regard to case, so paths that differ only in case are one.
+QString pathKey(const QString& path, SyncDiff::NameRules nameRules)
+{
+    return nameRules == SyncDiff::NameRules::fat ? path.toCaseFolded() : path;
+}
+
+QStringList keptApart(const QList<Track>& tracks, const PathRule& pathRule, SyncDiff::NameRules nameRules)
+{
+    QStringList paths;
+    paths.reserve(tracks.size());
+    QSet<QString> taken;
+    taken.reserve(tracks.size());
+    for (const Track& track : tracks) {
+        QString destination = pathRule.destination(track, track.path());
+        const qsizetype slash = destination.lastIndexOf(u'/');
+        const QString folder = destination.left(slash);
+        const QString fileName = destination.mid(slash + 1);
+        for (int n = 2; taken.contains(pathKey(destination, nameRules)); ++n)
+            destination = folder + u'/' + FatNames::numbered(fileName, n);
+        taken.insert(pathKey(destination, nameRules));
+        paths.append(destination);
+    }
+    return paths;
 }
 
 // What the walks of the device found, so that no file's attributes are read twice: a path
@@ -184,15 +209,10 @@ class DeviceView {
 public:
     DeviceView(const FileTree& files, SyncDiff::NameRules nameRules) : m_files(files), m_nameRules(nameRules) {}
 
-    // FAT looks names up without regard to case, so paths that differ only in case are one.
-    QString key(const QString& path) const
-    {
-        return m_nameRules == SyncDiff::NameRules::fat ? path.toCaseFolded() : path;
-    }
+    QString key(const QString& path) const { return pathKey(path, m_nameRules); }
 
     void remember(const FileTree::Entry& entry)
     {
-        // A link is looked at through to its target when asked for.
         if (entry.attributes.kind != FileTree::Kind::other)
             m_known.insert(key(entry.path), entry.attributes);
     }
@@ -228,72 +248,74 @@ SyncDiff SyncDiff::compute(const QList<Track>& tracks, const QList<Playlist>& pl
                            const QUrl& libraryRoot, const QList<PodcastEpisodes>& podcastsToSync,
                            NameRules nameRules, const FileTree* files)
 {
+    if (profile.problem())
+        return {};
     const FileTree& fileTree = files ? *files : FileTree::local();
     DeviceView device(fileTree, nameRules);
     const QString root = QDir::cleanPath(profile.rootPath);
     const QString podcastsRoot = joined(root, profile.podcastsFolder);
-    const QList<Track> wanted = wantedTracks(tracks, playlists, smartPlaylists, profile);
+    const QList<qsizetype> wanted = wantedTracks(tracks, playlists, smartPlaylists, profile);
 
-    // The library side on a second thread while this one walks the device: each wanted
-    // track's place on the device and its own file's date. Every date is read, not only
+    // The library side on a second thread while this one walks the device: each track's place
+    // on the device and each wanted track's own file's date. Every date is read, not only
     // those of tracks found on the device, so that the two halves need not wait for each
     // other; they are reads of the library's files, never of the device's.
-    struct Planned {
-        QString destination;
-        std::optional<FileTree::Attributes> source;
-    };
-    QList<Planned> planned(wanted.size());
+    QStringList destinations;
+    QList<std::optional<FileTree::Attributes>> sources(wanted.size());
     const PathRule pathRule(profile, libraryRoot, nameRules);
-    std::thread planner([&wanted, &planned, &pathRule, &fileTree] {
-        for (qsizetype i = 0; i < wanted.size(); ++i) {
-            const QString path = wanted.at(i).path();
-            planned[i] = {pathRule.destination(wanted.at(i), path), fileTree.attributes(path)};
-        }
+    std::thread planner([&] {
+        // All tracks, not only the wanted ones, so that a track keeps its place whatever else
+        // is chosen, and the playlists on the device point where the files are.
+        destinations = keptApart(tracks, pathRule, nameRules);
+        for (qsizetype i = 0; i < wanted.size(); ++i)
+            sources[i] = fileTree.attributes(tracks.at(wanted.at(i)).path());
     });
 
     // One walk of the device. Everything whose path begins with the podcasts folder is that
-    // folder's business, also a sibling that merely shares its first letters.
+    // folder's business, also a sibling that merely shares its first letters; that folder is
+    // walked on its own only when the walk met it as a real folder, not through a link.
+    SyncDiff diff;
     QStringList removable;
+    bool podcastsFolderFound = false;
     fileTree.walk(root, [&](const FileTree::Entry& entry) {
-        if (entry.path.startsWith(podcastsRoot))
+        if (entry.attributes.kind == FileTree::Kind::link)
+            diff.passedOver.append(QUrl::fromLocalFile(entry.path));
+        if (entry.path.startsWith(podcastsRoot)) {
+            podcastsFolderFound = podcastsFolderFound
+                || (entry.path == podcastsRoot && entry.attributes.kind == FileTree::Kind::folder);
             return false;
+        }
         device.remember(entry);
-        if (entry.attributes.kind == FileTree::Kind::regularFile && isAudioExtension(entry.path))
+        if (entry.attributes.kind == FileTree::Kind::regularFile && DeviceFiles::isAudioFileName(entry.path))
             removable.append(entry.path);
         return true;
     });
 
     QList<FileTree::Entry> podcastFiles;
-    if (profile.syncPodcasts) {
+    if (profile.syncPodcasts && podcastsFolderFound) {
         fileTree.walk(podcastsRoot, [&](const FileTree::Entry& entry) {
             device.remember(entry);
-            if (entry.attributes.kind == FileTree::Kind::regularFile)
+            if (entry.attributes.kind == FileTree::Kind::link)
+                diff.passedOver.append(QUrl::fromLocalFile(entry.path));
+            // Only what a sync itself would have put there: never a user's own document.
+            if (entry.attributes.kind == FileTree::Kind::regularFile && DeviceFiles::isAudioFileName(entry.path))
                 podcastFiles.append(entry);
             return true;
         });
     }
     planner.join();
 
-    SyncDiff diff;
     const bool transcodes = profile.outputFormat != OutputFormat::keepSource;
     QSet<QString> expected;
     expected.reserve(wanted.size());
     for (qsizetype i = 0; i < wanted.size(); ++i) {
-        QString destination = planned.at(i).destination;
-        // On FAT two tracks that come out with one name would overwrite each other; the later
-        // one takes a number instead.
-        if (nameRules == NameRules::fat) {
-            const qsizetype slash = destination.lastIndexOf(u'/');
-            const QString folder = destination.left(slash);
-            const QString fileName = destination.mid(slash + 1);
-            for (int n = 2; expected.contains(device.key(destination)); ++n)
-                destination = folder + u'/' + FatNames::numbered(fileName, n);
-        }
+        const QString& destination = destinations.at(wanted.at(i));
         expected.insert(device.key(destination));
-
         const std::optional<FileTree::Attributes> copy = device.attributes(destination);
-        if (!copy || isStale(planned.at(i).source, *copy))
-            diff.toAdd.append({wanted.at(i), QUrl::fromLocalFile(destination), transcodes});
+        if (copy && copy->kind == FileTree::Kind::link)
+            continue; // listed as passed over; never written through
+        if (!copy || isStale(sources.at(i), *copy))
+            diff.toAdd.append({tracks.at(wanted.at(i)), QUrl::fromLocalFile(destination), transcodes});
     }
     diff.unchanged = std::max<qint64>(wanted.size() - diff.toAdd.size(), 0);
 
@@ -336,6 +358,12 @@ QUrl SyncDiff::destinationURL(const Track& track, const DeviceProfile& profile, 
                               NameRules nameRules)
 {
     return QUrl::fromLocalFile(PathRule(profile, libraryRoot, nameRules).destination(track, track.path()));
+}
+
+QStringList SyncDiff::destinationPaths(const QList<Track>& tracks, const DeviceProfile& profile,
+                                       const QUrl& libraryRoot, NameRules nameRules)
+{
+    return keptApart(tracks, PathRule(profile, libraryRoot, nameRules), nameRules);
 }
 
 SyncDiff::NameRules SyncDiff::nameRulesFor(const QString& fileSystemType)

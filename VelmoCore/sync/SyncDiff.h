@@ -8,6 +8,7 @@
 #include "podcasts/Podcast.h"
 
 #include <QList>
+#include <QStringList>
 #include <QUrl>
 
 #include <optional>
@@ -45,19 +46,30 @@ struct SyncDiff {
     QList<QUrl> toRemove;  // in the order of the walk
     qint64 unchanged = 0;
     std::optional<PodcastChanges> podcastChanges; // none when the profile does not sync podcasts
+    // Symbolic links met below the root, in the order of the walk: never entered, never
+    // removed, never written through. A track whose place is such a link is not added.
+    QList<QUrl> passedOver;
 
     // Never fails: a file that cannot be read counts as fresh when it is wanted, and stays
     // off the removal lists when it is not; a device that cannot be walked has nothing to
-    // remove.
+    // remove. A profile with a problem() gives an empty diff: nothing of it is acted on.
+    // Tracks that would share a place on the device are kept apart in library order, the
+    // later ones numbered as in "01 Intro (2).flac".
     static SyncDiff compute(const QList<Track>& tracks, const QList<Playlist>& playlists,
                             const QList<SmartPlaylist>& smartPlaylists, const DeviceProfile& profile,
                             const QUrl& libraryRoot, const QList<PodcastEpisodes>& podcastsToSync,
                             NameRules nameRules = NameRules::plain, const FileTree* files = nullptr);
 
     // Where the track's file goes on the device: below the profile's music folder, by its
-    // folder structure, with the extension of its output format.
+    // folder structure, with the extension of its output format. Alone, with no other track
+    // to keep apart from.
     static QUrl destinationURL(const Track& track, const DeviceProfile& profile, const QUrl& libraryRoot,
                                NameRules nameRules = NameRules::plain);
+
+    // The place of each of `tracks` on the device, in their order, with the later of two
+    // tracks that would share one numbered: the paths compute() and the playlists use.
+    static QStringList destinationPaths(const QList<Track>& tracks, const DeviceProfile& profile,
+                                        const QUrl& libraryRoot, NameRules nameRules = NameRules::plain);
 
     // Where an episode goes on the device: a folder per podcast below the podcasts folder.
     static QUrl episodeDestinationURL(const Podcast& podcast, const Episode& episode, const DeviceProfile& profile,

@@ -27,7 +27,9 @@ QString sentence(SyncEngine::SyncError::Kind kind, const QString& path, const QS
     using Kind = SyncEngine::SyncError::Kind;
     switch (kind) {
     case Kind::alreadySyncing: return u"A sync is already running."_s;
+    case Kind::needsRepair: return u"The device profile needs repair before it can be synced: %1"_s.arg(detail);
     case Kind::folderFailed: return u"The folder “%1” could not be created on the device: %2."_s.arg(path, detail);
+    case Kind::writeRefused: return u"“%1” was not written on the device: %2."_s.arg(path, detail);
     case Kind::removeFailed: return u"The old file “%1” could not be removed from the device: %2."_s.arg(path, detail);
     case Kind::copyFailed: return u"“%1” could not be copied to the device: %2."_s.arg(path, detail);
     }
@@ -81,16 +83,19 @@ void exportPlaylists(const DeviceProfile& profile, const QList<Playlist>& playli
                      const QUrl& libraryRoot)
 {
     const QString folder = QDir::cleanPath(profile.rootPath + u'/' + profile.playlistsFolder);
-    DeviceFiles::makeFolders(folder);
+    if (DeviceFiles::makeFolders(profile.rootPath, folder))
+        return; // not there, or reached through a link: nothing is written through it
     const QUrl folderURL = QUrl::fromLocalFile(folder);
 
     const SyncDiff::NameRules nameRules = SyncDiff::nameRulesAt(profile.rootPath);
+    const QStringList paths = SyncDiff::destinationPaths(allTracks, profile, libraryRoot, nameRules);
     QHash<QUuid, QUrl> destinations;
     destinations.reserve(allTracks.size());
-    for (const Track& track : allTracks) {
-        if (destinations.contains(track.id))
-            qFatal("Duplicate values for key: '%s'", qPrintable(track.id.toString(QUuid::WithoutBraces).toUpper()));
-        destinations.insert(track.id, SyncDiff::destinationURL(track, profile, libraryRoot, nameRules));
+    for (qsizetype i = 0; i < allTracks.size(); ++i) {
+        const QUuid& id = allTracks.at(i).id;
+        if (destinations.contains(id))
+            qFatal("Duplicate values for key: '%s'", qPrintable(id.toString(QUuid::WithoutBraces).toUpper()));
+        destinations.insert(id, QUrl::fromLocalFile(paths.at(i)));
     }
     const PlaylistExporter::UrlResolver resolver = [&destinations](const Track& track) -> std::optional<QUrl> {
         const auto it = destinations.constFind(track.id);
@@ -115,8 +120,11 @@ void exportPlaylists(const DeviceProfile& profile, const QList<Playlist>& playli
     }
     for (const Playlist& playlist : std::as_const(wanted)) {
         try {
-            PlaylistExporter::write(playlist, allTracks, PlaylistExporter::fileURL(playlist.name, folderURL), true,
-                                    resolver);
+            const QUrl file = PlaylistExporter::fileURL(playlist.name, folderURL);
+            // A playlist file that is a link would have its target overwritten.
+            if (DeviceFiles::prepareWrite(profile.rootPath, file.toLocalFile()))
+                continue;
+            PlaylistExporter::write(playlist, allTracks, file, true, resolver);
         } catch (const PlaylistExporter::ExportError&) {
             // A name that would leave the folder, or a full device: the next playlist follows.
         }
@@ -131,6 +139,8 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
 {
     if (m_isSyncing)
         throw SyncError(SyncError::Kind::alreadySyncing);
+    if (const std::optional<DeviceProfile::Problem> problem = profile.problem())
+        throw SyncError(SyncError::Kind::needsRepair, profile.name, problem->message());
     m_isSyncing = true;
     const auto done = qScopeGuard([this] { m_isSyncing = false; });
     const auto report = [&onProgress](qint64 total, qint64 completed, const QString& item) {
@@ -144,7 +154,7 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
 
     for (qint64 i = 0; i < removals; ++i) {
         const QUrl& url = diff.toRemove.at(i);
-        DeviceFiles::remove(url.toLocalFile()); // a file that stays is no reason to stop
+        DeviceFiles::remove(profile.rootPath, url.toLocalFile()); // a file that stays is no reason to stop
         report(total, i + 1, url.fileName());
     }
 
@@ -181,9 +191,13 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
                 break;
         }
         report(total, removals + j, item.track.title);
-        if (const std::optional<QString> reason = DeviceFiles::makeFolders(QFileInfo(destination).path())) {
+        if (const std::optional<QString> reason = DeviceFiles::makeFolders(profile.rootPath, QFileInfo(destination).path())) {
             note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::folderFailed,
                                                                QFileInfo(destination).path(), *reason)));
+            break;
+        }
+        if (const std::optional<QString> reason = DeviceFiles::prepareWrite(profile.rootPath, destination)) {
+            note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::writeRefused, destination, *reason)));
             break;
         }
         if (item.needsTranscode) {
@@ -199,13 +213,15 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
             continue;
         }
         if (QFileInfo::exists(destination)) {
-            if (const std::optional<QString> reason = DeviceFiles::remove(destination)) {
+            if (const std::optional<QString> reason = DeviceFiles::remove(profile.rootPath, destination)) {
                 note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::removeFailed, destination, *reason)));
                 break;
             }
         }
         const QString source = item.track.path();
-        const auto copy = [source, destination] { return DeviceFiles::copy(source, destination, true); };
+        const auto copy = [source, root = profile.rootPath, destination] {
+            return DeviceFiles::copy(source, root, destination, true);
+        };
         const std::optional<QString> reason = co_await Background::run(copy);
         if (reason)
             note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::copyFailed, source, *reason)));

@@ -38,9 +38,11 @@ public:
 
     class SyncError : public std::runtime_error {
     public:
-        // folderFailed: the destination's folder could not be made. removeFailed: the old file
-        // at a destination could not be deleted. copyFailed: the copy did not complete.
-        enum class Kind { alreadySyncing, folderFailed, removeFailed, copyFailed };
+        // needsRepair: the profile holds a setting no sync acts on (`detail` says which).
+        // folderFailed: the destination's folder could not be made, or is reached through a
+        // link. writeRefused: the destination is a link or not a file. removeFailed: the old
+        // file at a destination could not be deleted. copyFailed: the copy did not complete.
+        enum class Kind { alreadySyncing, needsRepair, folderFailed, writeRefused, removeFailed, copyFailed };
 
         // `detail` is the system's reason in words, `path` the file or folder concerned.
         explicit SyncError(Kind kind, const QString& path = {}, const QString& detail = {});
@@ -71,7 +73,9 @@ public:
     void setTranscodeWorkers(int count) { m_transcodes.setMaxThreadCount(std::max(count, 1)); }
 
     // Removals report after their work (completed 1...n), adds before theirs (completed n+j),
-    // so no report reads total. Throws SyncError::alreadySyncing while a run is under way,
+    // so no report reads total. Nothing is written, removed or entered through a symbolic
+    // link below the root. Throws SyncError::needsRepair for a profile with a problem() and
+    // SyncError::alreadySyncing while a run is under way, both before anything happens,
     // and the first failed add's error after the transcodes then running have finished.
     QCoro::Task<> sync(SyncDiff diff, DeviceProfile profile, QList<Playlist> playlists,
                        QList<SmartPlaylist> smartPlaylists, QList<Track> allTracks, QUrl libraryRoot,

@@ -1,5 +1,6 @@
 #include "VelmoDeviceFile.h"
 
+#include "DeviceFiles.h"
 #include "library/JsonCoding.h"
 #include "library/JsonReader.h"
 #include "library/StoreFile.h"
@@ -40,8 +41,9 @@ std::optional<VelmoDeviceFile> VelmoDeviceFile::read(const QString& rootPath)
 
 void VelmoDeviceFile::write(const QUuid& id, const QString& rootPath)
 {
-    // Writing into a missing root would make the folder, where a device used to be.
-    if (!QFileInfo(rootPath).isDir())
+    // Writing into a missing root would make the folder, where a device used to be; a file
+    // that is a link would have its target overwritten.
+    if (!QFileInfo(rootPath).isDir() || DeviceFiles::prepareWrite(rootPath, filePath(rootPath)))
         return;
     JsonWriter writer;
     writer.beginObject();

@@ -2,6 +2,7 @@
 #include "library/LibraryStores.h"
 #include "library/Settings.h"
 #include "library/LibraryLock.h"
+#include "library/StoreLocations.h"
 #include "library/TagReader.h"
 #include "support/EncodedAudio.h"
 #include "support/TrackFactory.h"
@@ -11,6 +12,9 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
+#include <QScopeGuard>
+#include <QTemporaryDir>
 
 using namespace Qt::StringLiterals;
 
@@ -120,7 +124,8 @@ TEST_F(DeviceCommandTest, DiffJsonGivesTheExactLists)
     const VelmoResult result = velmo({u"device"_s, u"diff"_s, u"Stick"_s, u"--json"_s});
     ASSERT_EQ(result.status, 0) << result.err.toStdString();
     const QJsonObject diff = object(result.out);
-    EXPECT_EQ(diff.keys(), (QStringList{u"toAdd"_s, u"toRemove"_s, u"unchanged"_s}));
+    EXPECT_EQ(diff.keys(), (QStringList{u"passedOver"_s, u"toAdd"_s, u"toRemove"_s, u"unchanged"_s}));
+    EXPECT_EQ(diff.value("passedOver"_L1).toArray(), QJsonArray());
     const QJsonArray toAdd = diff.value("toAdd"_L1).toArray();
     ASSERT_EQ(toAdd.size(), 2);
     EXPECT_EQ(toAdd.at(0).toObject(),
@@ -210,4 +215,130 @@ TEST_F(DeviceCommandTest, ASyncThatFailsSaysWhyAndExitsOne)
     const VelmoResult refused = velmo({u"device"_s, u"sync"_s, u"Stick"_s});
     EXPECT_EQ(refused.status, 1);
     EXPECT_TRUE(refused.err.contains(u"in use"_s)) << refused.err.toStdString();
+}
+
+TEST_F(DeviceCommandTest, SetRefusesFoldersOffTheDeviceARelativeRootAndBitRatesNoEncoderTakes)
+{
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"Stick"_s, device()}).status, 0);
+    const DeviceProfile before = profiles().constFirst();
+    const std::pair<QString, QString> refusals[] = {
+        {u"podcastsFolder="_s, u"podcastsFolder must name a folder inside the device"_s},
+        {u"podcastsFolder=../Documents"_s, u"not “../Documents”"_s},
+        {u"musicFolder=/home/me"_s, u"musicFolder must name a folder inside the device"_s},
+        {u"playlistsFolder=Lists/../.."_s, u"playlistsFolder must name a folder inside the device"_s},
+        {u"rootPath=."_s, u"rootPath must be an absolute path, such as “/media/player”, not “.”."_s},
+        {u"transcodeBitrate=-5"_s, u"transcodeBitrate must be one of 32, 40, 48"_s},
+        {u"transcodeBitrate=999999999999"_s, u"not 999999999999."_s},
+        {u"transcodeBitrate=9300000000000000"_s, u"not 9300000000000000."_s},
+    };
+    for (const auto& [assignment, words] : refusals) {
+        const VelmoResult refused = velmo({u"device"_s, u"set"_s, u"Stick"_s, u"outputFormat=mp3"_s, assignment});
+        EXPECT_EQ(refused.status, 1) << assignment.toStdString();
+        EXPECT_TRUE(refused.err.contains(u"The profile was left as it was: "_s) && refused.err.contains(words))
+            << qPrintable(refused.err);
+    }
+    EXPECT_EQ(profiles().constFirst(), before);
+
+    const VelmoResult nested = velmo({u"device"_s, u"set"_s, u"Stick"_s, u"musicFolder=Audio/Music"_s,
+                                      u"transcodeBitrate=160"_s});
+    ASSERT_EQ(nested.status, 0) << qPrintable(nested.err);
+    EXPECT_EQ(profiles().constFirst().musicFolder, u"Audio/Music"_s);
+}
+
+TEST_F(DeviceCommandTest, AStoredProfileWithABadFolderIsShownAsNeedingRepairAndNeverSynced)
+{
+    writeFile(device() + u"/Documents/thesis.mp3"_s, "years of work");
+    writeFile(device() + u"/Photos/beach.jpg"_s, "a photo");
+    DeviceProfile bad;
+    bad.id = QUuid::createUuid();
+    bad.name = u"Stick"_s;
+    bad.rootPath = device();
+    bad.podcastsFolder = QString();
+    writeFile(StoreLocations::path(StoreKind::deviceProfiles), LibraryStores::encodeDeviceProfiles({bad}));
+
+    const QString listed = velmo({u"device"_s, u"list"_s}).out;
+    EXPECT_TRUE(listed.contains(u"Needs repair: podcastsFolder must name a folder inside the device"_s))
+        << qPrintable(listed);
+    EXPECT_TRUE(velmo({u"device"_s, u"show"_s, u"Stick"_s}).out.contains(u"Needs repair:"_s));
+    for (const QString& command : {u"sync"_s, u"diff"_s}) {
+        const VelmoResult refused = velmo({u"device"_s, command, u"Stick"_s});
+        EXPECT_EQ(refused.status, 1) << command.toStdString();
+        EXPECT_TRUE(refused.err.contains(u"The device profile \"Stick\" needs repair: podcastsFolder"_s)
+                    && refused.err.contains(u"Nothing was synced."_s))
+            << qPrintable(refused.err);
+    }
+    EXPECT_EQ(readFile(device() + u"/Documents/thesis.mp3"_s), "years of work");
+    EXPECT_EQ(readFile(device() + u"/Photos/beach.jpg"_s), "a photo");
+    EXPECT_FALSE(QFileInfo::exists(device() + u"/Music"_s));
+
+    // Repaired, the profile can be looked at and synced again.
+    ASSERT_EQ(velmo({u"device"_s, u"set"_s, u"Stick"_s, u"podcastsFolder=Podcasts"_s}).status, 0);
+    EXPECT_EQ(velmo({u"device"_s, u"diff"_s, u"Stick"_s}).status, 0);
+}
+
+TEST_F(DeviceCommandTest, LinksOnTheDeviceArePassedOverInWordsAndTheirTargetsStayWhole)
+{
+    QTemporaryDir outside;
+    writeFile(outside.filePath(u"letter.txt"_s), "Dear friend");
+    writeFile(outside.filePath(u"old.mp3"_s), "the user's own recording");
+    ASSERT_TRUE(QFile::link(outside.path(), device() + u"/Podcasts"_s));
+    ASSERT_TRUE(QFile::link(outside.filePath(u"old.mp3"_s), device() + u"/stray.mp3"_s));
+    ASSERT_EQ(velmo({u"device"_s, u"add"_s, u"Stick"_s, device()}).status, 0);
+
+    // The music goes on; the podcast half refuses a podcasts folder that leads elsewhere.
+    const VelmoResult synced = velmo({u"device"_s, u"sync"_s, u"Stick"_s});
+    EXPECT_EQ(synced.status, 1);
+    EXPECT_TRUE(synced.err.contains(u"“%1/Podcasts” is a symbolic link, which a sync never follows"_s.arg(device()))
+                && synced.err.contains(u"The music on the device is synced."_s))
+        << qPrintable(synced.err);
+    EXPECT_TRUE(synced.out.contains(u"Added 3 tracks (0 transcoded), removed 0 files."_s)) << qPrintable(synced.out);
+    EXPECT_TRUE(synced.out.contains(u"Passed over, symbolic links that a sync never follows, writes through or removes (2):\n  "_s
+                                    + device() + u"/Podcasts\n  "_s + device() + u"/stray.mp3\n"_s))
+        << qPrintable(synced.out);
+    EXPECT_EQ(readFile(outside.filePath(u"letter.txt"_s)), "Dear friend");
+    EXPECT_EQ(readFile(outside.filePath(u"old.mp3"_s)), "the user's own recording");
+    EXPECT_EQ(QDir(outside.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+              (QStringList{u"letter.txt"_s, u"old.mp3"_s}));
+    EXPECT_TRUE(QFileInfo(device() + u"/stray.mp3"_s).isSymLink());
+}
+
+TEST_F(DeviceCommandTest, BadSettingsEndTheExecutableInWordsNotBySignal)
+{
+    const QString data = TestEnvironment::dataHome();
+    const auto cleanUp = qScopeGuard([&data] {
+        QFile::remove(data + u'/' + StoreLocations::relativePath(StoreKind::deviceProfiles));
+        QFile::remove(data + u'/' + StoreLocations::relativePath(StoreKind::library));
+        TestEnvironment::clearSettings();
+    });
+    const auto run = [](const QStringList& arguments) {
+        QProcess process;
+        process.start(QStringLiteral(VELMO_EXECUTABLE), arguments);
+        EXPECT_TRUE(process.waitForFinished(60000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit) << "no signal";
+        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardError())};
+    };
+    // Set up already in this process, or now by the child: either way at root().
+    run({u"library"_s, u"init"_s, root()});
+    ASSERT_EQ(run({u"device"_s, u"add"_s, u"Stick"_s, device()}).first, 0);
+    for (const QString& rate : {u"9300000000000000"_s, u"-5"_s, u"999999999999"_s}) {
+        const auto [status, err] = run({u"device"_s, u"set"_s, u"Stick"_s, u"outputFormat=mp3"_s,
+                                        u"transcodeBitrate="_s + rate});
+        EXPECT_EQ(status, 1) << qPrintable(err);
+        EXPECT_TRUE(err.contains(u"not "_s + rate + u'.')) << qPrintable(err);
+    }
+
+    // The same value written into the store by hand: the sync refuses, the transcoder never sees it.
+    DeviceProfile bad;
+    bad.id = QUuid::createUuid();
+    bad.name = u"Hand"_s;
+    bad.rootPath = device();
+    bad.outputFormat = OutputFormat::mp3;
+    bad.transcodeBitrate = 9300000000000000;
+    writeFile(data + u'/' + StoreLocations::relativePath(StoreKind::deviceProfiles),
+              LibraryStores::encodeDeviceProfiles({bad}));
+    writeFile(data + u'/' + StoreLocations::relativePath(StoreKind::library), LibraryStores::encodeTracks(tracks));
+    const auto [status, err] = run({u"device"_s, u"sync"_s, u"Hand"_s});
+    EXPECT_EQ(status, 1) << qPrintable(err);
+    EXPECT_TRUE(err.contains(u"needs repair: transcodeBitrate must be one of"_s)) << qPrintable(err);
+    EXPECT_FALSE(QFileInfo::exists(device() + u"/Music"_s));
 }

@@ -235,3 +235,37 @@ TEST_F(DeviceProfileEditorSheetTest, PodcastSwitchesStartOnAndOnlyOffOnesAreStor
     EXPECT_EQ(saved.podcastConfigs, (QHash<QUuid, PodcastDeviceConfig>{{off.id, {.enabled = false}}}));
     EXPECT_TRUE(saved.syncPodcasts);
 }
+
+TEST_F(DeviceProfileEditorSheetTest, SettingsNoSyncMayActOnAreSaidInWordsAndCannotBeSaved)
+{
+    const DeviceProfile stick = addProfile(u"Stick"_s, device(u"STICK"_s), [](DeviceProfile& p) {
+        p.outputFormat = OutputFormat::mp3;
+        p.transcodeBitrate = 9300000000000000;
+    });
+    mount({});
+    const auto editor = sheet(stick);
+    // As the store holds it: shown, with what is wrong.
+    EXPECT_EQ(editor->bitratePicker()->currentText(), u"9300000000000000 kbps"_s);
+    EXPECT_TRUE(editor->problemText().startsWith(u"transcodeBitrate must be one of 32, 40"_s))
+        << qPrintable(editor->problemText());
+    EXPECT_FALSE(editor->confirmButton()->isEnabled());
+
+    editor->bitratePicker()->setCurrentIndex(editor->bitratePicker()->findData(qint64(256)));
+    EXPECT_EQ(editor->problemText(), QString());
+    EXPECT_TRUE(editor->confirmButton()->isEnabled());
+
+    for (const QString& folder : {u"../Documents"_s, u"/home"_s, u"Music/.."_s}) {
+        editor->podcastsFolderField()->setText(folder);
+        EXPECT_EQ(editor->problemText(), u"podcastsFolder must name a folder inside the device, such as “Music” or "
+                                         "“Audio/Music”, not “%1”: no empty name, no “..” and no leading “/”."_s.arg(folder));
+        EXPECT_FALSE(editor->confirmButton()->isEnabled());
+    }
+    editor->podcastsFolderField()->setText(u"Audio/Podcasts"_s);
+    editor->pathField()->setText(u"relative/stick"_s);
+    EXPECT_TRUE(editor->problemText().startsWith(u"rootPath must be an absolute path"_s));
+    editor->pathField()->setText(device(u"STICK"_s));
+    ASSERT_TRUE(editor->confirmButton()->isEnabled());
+    editor->confirmButton()->click();
+    EXPECT_EQ(library->deviceProfiles().constFirst().podcastsFolder, u"Audio/Podcasts"_s);
+    EXPECT_EQ(library->deviceProfiles().constFirst().transcodeBitrate, 256);
+}

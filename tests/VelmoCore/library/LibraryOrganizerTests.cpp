@@ -3,6 +3,7 @@
 #include "support/TrackFactory.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 
@@ -33,7 +34,8 @@ TEST(SanitizePathComponent, ReplacesTheNineCharactersAndTrimsDotsAndBlanks)
 {
     const std::pair<QString, QString> cases[] = {{u"C: D"_s, u"C- D"_s},
         {u"a/b\\c:d*e?f\"g<h>i|j"_s, u"a-b-c-d-e-f-g-h-i-j"_s}, {u"...And Justice for All"_s, u"And Justice for All"_s},
-        {u"Title. "_s, u"Title"_s}, {u" . .. "_s, QString()}, {u"Sigur Rós – ( )"_s, u"Sigur Rós – ( )"_s}};
+        {u"Title. "_s, u"Title"_s}, {u" . .. "_s, QString()}, {u"Sigur Rós – ( )"_s, u"Sigur Rós – ( )"_s},
+        {u"Line\nbreak\r\tand\x1b[1mbell\a\u0085"_s, u"Linebreakand[1mbell"_s}, {u"\n.\n"_s, QString()}};
     for (const auto& [name, cleaned] : cases)
         EXPECT_EQ(LibraryOrganizer::sanitizePathComponent(name), cleaned) << qPrintable(name);
 }
@@ -119,7 +121,7 @@ TEST(OrganizerMove, RefusesMissingSourcesAndTakenDestinations)
     EXPECT_EQ(readFile(folder.filePath(u"A/B/Song.mp3"_s)), "new");
 }
 
-TEST(OrganizerMove, ANameTooLongForTheFileSystemIsRefusedNotCut)
+TEST(OrganizerMove, ANameTooLongIsShortenedAtACharacterBoundaryKeepingItsExtension)
 {
     QTemporaryDir folder;
     const QUrl libraryRoot = QUrl::fromLocalFile(folder.filePath(u"Library"_s));
@@ -127,21 +129,39 @@ TEST(OrganizerMove, ANameTooLongForTheFileSystemIsRefusedNotCut)
     writeFile(source, "audio");
     // 90 characters of three bytes each: short in characters, 270 bytes on the disk.
     const QString longAlbum = QString(90, QChar(0x6771));
-    for (const Track& track : {trackAt(source, QString(256, u'x'), u"A"_s, u"B"_s), trackAt(source, u"Song"_s, u"A"_s, longAlbum)}) {
-        try {
-            LibraryOrganizer::move(track, libraryRoot, false);
-            FAIL();
-        } catch (const OrganizerError& error) {
-            EXPECT_EQ(error.kind(), OrganizerError::Kind::nameTooLong);
-            EXPECT_TRUE(error.message().contains(u"too long"_s)) << error.message().toStdString();
-        }
-    }
-    EXPECT_EQ(readFile(source), "audio");
-    EXPECT_FALSE(QFileInfo::exists(libraryRoot.toLocalFile())) << "no folder made on the way";
-
-    const QString fits = QString(85, QChar(0x6771)); // 255 bytes
-    const Track moved = LibraryOrganizer::move(trackAt(source, u"Song"_s, u"A"_s, fits), libraryRoot, false);
+    Track track = trackAt(source, QString(300, u'x') + QString(10, QChar(0x6771)), u"A"_s, longAlbum);
+    track.trackNumber = 7;
+    const Track moved = LibraryOrganizer::move(track, libraryRoot, false);
+    const QString album = QString(85, QChar(0x6771)); // 255 bytes, whole characters
+    EXPECT_EQ(moved.path(), folder.filePath(u"Library/A/"_s + album + u"/07 "_s + QString(247, u'x') + u".flac"_s));
     EXPECT_EQ(readFile(moved.path()), "audio");
+
+    // A cut that would fall inside a character falls before it.
+    const QString name = QString(250, u'y') + QString(3, QChar(0x6771)) + u".flac"_s;
+    EXPECT_EQ(LibraryOrganizer::fittedName(name, true), QString(250, u'y') + u".flac"_s);
+    EXPECT_EQ(LibraryOrganizer::fittedName(QString(247, u'y') + u"😀😀.mp3"_s, true), QString(247, u'y') + u"😀.mp3"_s);
+    EXPECT_EQ(LibraryOrganizer::fittedName(QString(300, u'z'), false), QString(255, u'z'));
+    EXPECT_EQ(LibraryOrganizer::fittedName(u"short.flac"_s, true), u"short.flac"_s);
+
+    // Organising again finds the file in its place.
+    EXPECT_EQ(LibraryOrganizer::move(moved, libraryRoot, false), moved);
+}
+
+TEST(OrganizerMove, OrganisingTwiceMovesNothingTheSecondTime)
+{
+    QTemporaryDir folder;
+    const QUrl libraryRoot = QUrl::fromLocalFile(folder.filePath(u"Library"_s));
+    for (const QString& title : {u".."_s, QString()}) {
+        const QString source = folder.filePath(u"t2.flac"_s);
+        writeFile(source, "audio");
+        Track track = trackAt(source, title, u"A"_s, u"B"_s);
+        track.trackNumber = 1;
+        const Track once = LibraryOrganizer::move(track, libraryRoot, false);
+        EXPECT_EQ(once.path(), folder.filePath(u"Library/A/B/01 t2.flac"_s)) << qPrintable(title);
+        const Track twice = LibraryOrganizer::move(once, libraryRoot, false);
+        EXPECT_EQ(twice.path(), once.path()) << qPrintable(title);
+        QFile::remove(twice.path());
+    }
 }
 
 TEST(OrganizerMove, TheFileItselfReachedThroughALinkIsRenamedNeverRemoved)

@@ -118,6 +118,19 @@ TEST(PlaylistExporter, TheResolverPicksEachTargetAndFallsBackToTheTrack)
               "#EXTINF:2,B - Elsewhere\n../../../library/B/Elsewhere.flac\n"_s);
 }
 
+TEST(PlaylistExporter, NoEntrySpansTwoLines)
+{
+    // A path with a line break would split into a second entry pointing elsewhere; it cannot
+    // be written, so its entry is left out. Labels lose their control characters instead.
+    const Track split = entry(u"A"_s, u"Split"_s, 1, u"/library/A/x\n/etc/passwd"_s);
+    const Track carriage = entry(u"A"_s, u"Carriage"_s, 1, u"/library/A/x\r.flac"_s);
+    const Track separator = entry(u"A"_s, u"Separator"_s, 1, u"/library/A/x\u2028.flac"_s);
+    const Track tabbed = entry(u"A\nB"_s, u"Tab\tand\r\nbell\a"_s, 3, u"/library/A/tab\there.flac"_s);
+    const Playlist playlist{.trackIDs = {split.id, carriage.id, separator.id, tabbed.id}};
+    EXPECT_EQ(PlaylistExporter::m3u8(playlist, {split, carriage, separator, tabbed}),
+              u"#EXTM3U\n#EXTINF:3,A B - Tab and  bell \n/library/A/tab\there.flac\n"_s);
+}
+
 TEST(PlaylistExporter, RelativePathsGoComponentByComponent)
 {
     struct Case {

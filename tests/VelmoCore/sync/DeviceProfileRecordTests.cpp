@@ -83,3 +83,41 @@ TEST(DeviceProfileJson, RequiredKeysAndKnownRawValues)
     unknown.insert("outputFormat"_L1, u"ogg"_s);
     EXPECT_THROW(fromQt<DeviceProfile>(unknown), DecodingError);
 }
+
+TEST(DeviceProfileProblems, FoldersArePlainRelativeNamesTheRootIsAbsoluteAndBitRatesComeFromTheEncoders)
+{
+    for (const QString& good : {u"Music"_s, u"Audio/Music"_s, u"My Music"_s, u"..Music"_s, u"Musik…"_s})
+        EXPECT_FALSE(DeviceProfile::checkFolder(u"musicFolder"_s, good)) << good.toStdString();
+    for (const QString& bad : {u""_s, u"."_s, u".."_s, u"../Other"_s, u"Music/../../x"_s, u"/etc"_s, u"Music/"_s,
+                               u"A//B"_s, u"Mu\nsic"_s}) {
+        const std::optional<DeviceProfile::Problem> problem = DeviceProfile::checkFolder(u"podcastsFolder"_s, bad);
+        ASSERT_TRUE(problem) << bad.toStdString();
+        EXPECT_EQ(problem->kind(), DeviceProfile::Problem::Kind::folderOutsideRoot);
+        EXPECT_TRUE(problem->message().startsWith(u"podcastsFolder must name a folder inside the device"_s));
+    }
+    EXPECT_FALSE(DeviceProfile::checkRootPath(u"/media/stick"_s));
+    for (const QString& relative : {u"."_s, u""_s, u"media/stick"_s, u"~/stick"_s})
+        EXPECT_EQ(DeviceProfile::checkRootPath(relative)->kind(), DeviceProfile::Problem::Kind::relativeRoot);
+
+    for (const qint64 rate : {32, 128, 160, 192, 256, 320})
+        EXPECT_FALSE(DeviceProfile::checkBitrate(rate)) << rate;
+    for (const qint64 rate : {qint64(-5), qint64(0), qint64(31), qint64(321), qint64(999999999999), qint64(9300000000000000)})
+        EXPECT_EQ(DeviceProfile::checkBitrate(rate)->kind(), DeviceProfile::Problem::Kind::unsupportedBitrate) << rate;
+    EXPECT_EQ(DeviceProfile::checkBitrate(-5)->message(),
+              u"transcodeBitrate must be one of 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320 (kbit/s), "
+              "not -5."_s);
+}
+
+TEST(DeviceProfileProblems, AStoredProfileKeepsItsBadValueAndSaysWhatNeedsRepair)
+{
+    DeviceProfile profile = sampleProfile();
+    EXPECT_FALSE(profile.problem());
+    profile.playlistsFolder = u"../../home"_s;
+    profile.transcodeBitrate = 9300000000000000;
+    const DeviceProfile read = Json::decode<DeviceProfile>(Json::encode(profile));
+    EXPECT_EQ(read, profile) << "read as it is, for the user to see and repair";
+    ASSERT_TRUE(read.problem());
+    EXPECT_EQ(read.problem()->field(), u"playlistsFolder"_s);
+    profile.playlistsFolder = u"Playlists"_s;
+    EXPECT_EQ(profile.problem()->field(), u"transcodeBitrate"_s);
+}

@@ -75,7 +75,7 @@ TEST_F(PodcastSyncerTest, EpisodesToSyncAreTheDownloadedOnesOfThePodcastNewestFi
     EXPECT_EQ(chosen, (QList<Episode>{fresh, tieA, tieB, old}));
 }
 
-TEST_F(PodcastSyncerTest, CopiesWhatIsOnDiskAndSweepsEverythingElseButHiddenFiles)
+TEST_F(PodcastSyncerTest, CopiesWhatIsOnDiskAndSweepsOtherAudioButNeverHiddenOrOtherFiles)
 {
     const Podcast news = podcast(u"News: Daily"_s), quiet = podcast(u"Quiet"_s);
     const Episode kept = episode(news, u"kept.mp3"_s, 2), gone = episode(news, u"gone.mp3"_s, 1, false);
@@ -88,7 +88,7 @@ TEST_F(PodcastSyncerTest, CopiesWhatIsOnDiskAndSweepsEverythingElseButHiddenFile
     PodcastSyncer::sync({{news, {kept, gone}}, {quiet, {}}}, root(), u"Podcasts"_s);
 
     EXPECT_EQ(listing(device.path()), (QStringList{u"Music/song.mp3"_s, u"Podcasts/.hidden"_s,
-                                                   u"Podcasts/News- Daily/kept.mp3"_s}));
+                                                   u"Podcasts/News- Daily/kept.mp3"_s, u"Podcasts/notes.txt"_s}));
     // A podcast without episodes makes no folder; the one it had stays, empty.
     EXPECT_TRUE(QFileInfo(device.filePath(u"Podcasts/Quiet"_s)).isDir());
     EXPECT_EQ(readFile(device.filePath(u"Podcasts/News- Daily/kept.mp3"_s)), "kept.mp3");

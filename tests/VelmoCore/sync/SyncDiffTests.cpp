@@ -247,18 +247,43 @@ TEST_F(SyncDiffTest, AFileWhoseDateCannotBeReadCountsAsFresh)
     EXPECT_EQ(result.unchanged, 1);
 }
 
-TEST_F(SyncDiffTest, TwoTracksOfOnePathAreBothAddedThenBothUnchanged)
+TEST_F(SyncDiffTest, TracksThatWouldShareAPathAreNumberedApartInLibraryOrder)
 {
     DeviceProfile p = profile();
+    Track discOne = libraryTrack(u"Intro"_s, u"Artist"_s, u"Set"_s);
+    discOne.trackNumber = 1;
+    discOne.discNumber = 1;
+    Track discTwo = libraryTrack(u"Intro "_s, u"Artist"_s, u"Set"_s);
+    discTwo.trackNumber = 1;
+    discTwo.discNumber = 2;
+    // Titles of dots alone clean to nothing and fall back to one name.
+    const Track dots = libraryTrack(u"..."_s, u"Artist"_s, u"Set"_s);
+    const Track moreDots = libraryTrack(u"...."_s, u"Artist"_s, u"Set"_s);
+    const QString album = music() + u"/Artist/Set/"_s;
+    const QStringList expected{album + u"01 Intro.flac"_s, album + u"01 Intro (2).flac"_s, album + u"Track.flac"_s,
+                               album + u"Track (2).flac"_s};
+
+    SyncDiff result = diff({discOne, discTwo, dots, moreDots}, p);
+    EXPECT_EQ(destinations(result), expected);
+    EXPECT_EQ(SyncDiff::destinationPaths({discOne, discTwo, dots, moreDots}, p, QUrl::fromLocalFile(libraryRoot())),
+              expected);
+
+    // A track keeps its number whatever else is chosen for the device.
+    p.syncScope = SyncScope::selectedPlaylists;
+    p.manualTrackIDs = {discTwo.id};
+    EXPECT_EQ(destinations(diff({discOne, discTwo, dots, moreDots}, p)), QStringList{album + u"01 Intro (2).flac"_s});
+
+    p.syncScope = SyncScope::fullLibrary;
+    makeFile(album + u"01 Intro.flac"_s, baseTime + 10);
+    result = diff({discOne, discTwo, dots, moreDots}, p);
+    EXPECT_EQ(destinations(result), expected.mid(1)) << "the first is there; the second is not the same file";
+    EXPECT_EQ(result.unchanged, 1);
+
     p.folderStructure = FolderStructure::flat;
     const Track first = libraryTrack(u"Song"_s, u"Artist"_s, u"One"_s);
     const Track second = libraryTrack(u"Song"_s, u"Artist"_s, u"Two"_s);
-    SyncDiff result = diff({first, second}, p);
-    EXPECT_EQ(destinations(result), (QStringList{music() + u"/Artist - Song.flac"_s, music() + u"/Artist - Song.flac"_s}));
-    makeFile(music() + u"/Artist - Song.flac"_s, baseTime + 10);
-    result = diff({first, second}, p);
-    EXPECT_TRUE(result.toAdd.isEmpty());
-    EXPECT_EQ(result.unchanged, 2);
+    EXPECT_EQ(destinations(diff({first, second}, p)),
+              (QStringList{music() + u"/Artist - Song.flac"_s, music() + u"/Artist - Song (2).flac"_s}));
 }
 
 TEST_F(SyncDiffTest, TheWalkSparesHiddenNamesThePodcastsPrefixOtherExtensionsAndLinks)
@@ -290,6 +315,7 @@ TEST_F(SyncDiffTest, TheWalkSparesHiddenNamesThePodcastsPrefixOtherExtensionsAnd
 
     const SyncDiff result = diff({kept}, p);
     EXPECT_EQ(paths(result.toRemove), removed);
+    EXPECT_EQ(paths(result.passedOver), QStringList{music() + u"/link.mp3"_s});
     EXPECT_EQ(result.unchanged, 1);
     EXPECT_EQ(treeListing(device()), before);
 }
@@ -392,7 +418,8 @@ TEST_F(SyncDiffTest, PodcastHalf)
     EXPECT_EQ(changes.toAdd.at(0).second.id, missing.id);
     EXPECT_EQ(changes.toAdd.at(1).first.id, untitled.id);
     EXPECT_EQ(changes.unchanged, 1);
-    EXPECT_EQ(paths(changes.toRemove), (QStringList{podcasts + u"/Old Show/x.mp3"_s, podcasts + u"/Show- One/stale.txt"_s}));
+    // Only audio goes from the podcasts folder: a text file there may be the user's own.
+    EXPECT_EQ(paths(changes.toRemove), QStringList{podcasts + u"/Old Show/x.mp3"_s});
 
     makeFile(podcasts + u"/Unknown Podcast/other.mp3"_s);
     result = diff({}, p, {}, {}, pairs);
@@ -529,7 +556,7 @@ TEST_F(SyncDiffTest, OnFatNamesAreMadeSafeAndCollisionsKeptApart)
     const Track fourth = libraryTrack(u"Song\u0002"_s, u"Band"_s, u"Four"_s);
     SyncDiff result = diff({first, second, third, fourth}, p, {}, {}, {}, fat);
     EXPECT_EQ(destinations(result), (QStringList{music() + u"/Band - Song.flac"_s, music() + u"/band - SONG (2).flac"_s,
-                                                 music() + u"/Band - Song-.flac"_s, music() + u"/Band - Song- (2).flac"_s}));
+                                                 music() + u"/Band - Song (3).flac"_s, music() + u"/Band - Song (4).flac"_s}));
 
     // A copy already on the device under another case is that track's file, not a stranger.
     makeFile(music() + u"/BAND - SONG.flac"_s, baseTime + 10);
