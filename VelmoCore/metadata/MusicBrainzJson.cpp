@@ -132,7 +132,7 @@ QList<TrackMetadataStub> tracksOfMedium(const QJsonObject& medium, const QString
 
         TrackMetadataStub stub;
         stub.number = number.value_or(tracks.size() + 1);
-        stub.title = string(recording.value("title"_L1)).value_or(track.value("title"_L1).toString());
+        stub.title = nonEmptyString(recording.value("title"_L1)).value_or(track.value("title"_L1).toString());
         const QJsonValue recordingCredit = recording.value("artist-credit"_L1);
         stub.artist = recordingCredit.isArray() && !firstCreditedArtist(recordingCredit).isEmpty()
                           ? firstCreditedArtist(recordingCredit)

@@ -107,13 +107,13 @@ ReleaseMetadata parseFullRelease(const QByteArray& body)
         const std::optional<qint64> position = MusicBrainzJson::integer(medium.value("position"_L1));
         release.tracks.append(MusicBrainzJson::tracksOfMedium(medium, release.artist, position));
     }
-    // Tags are written from this answer: one without a title or an artist credit, for the
-    // release or one of its tracks, is no release, whatever else it holds.
+    // Tags are written from this answer, so one without a release title or a title for every
+    // track is no release. The artist credit is left out of answers that were not asked for
+    // it and then the files keep their artists; one that is there must name someone.
     const auto blank = [](const QString& text) { return text.trimmed().isEmpty(); };
-    const bool incomplete = blank(release.title) || blank(release.artist)
-        || std::ranges::any_of(release.tracks, [&blank](const TrackMetadataStub& track) {
-               return blank(track.title) || blank(track.artist);
-           });
+    const QJsonValue credit = answer->value("artist-credit"_L1);
+    const bool incomplete = blank(release.title) || (!credit.isUndefined() && blank(release.artist))
+        || std::ranges::any_of(release.tracks, [&blank](const TrackMetadataStub& track) { return blank(track.title); });
     if (incomplete)
         throw LookupError::parseError();
     return release;

@@ -155,10 +155,19 @@ TEST(MusicBrainzFullRelease, ReadsEveryMediumInOrderOfPosition)
     EXPECT_DOUBLE_EQ(metadata.tracks.at(5).duration, 14.0);
 }
 
-TEST(MusicBrainzFullRelease, AnAnswerWithoutTitlesOrArtistCreditsIsRefused)
+TEST(MusicBrainzFullRelease, AnAnswerWithoutTitlesOrWithAnEmptyArtistCreditIsRefused)
 {
-    const QJsonObject whole = testDataObject(u"metadata/musicbrainz/release_multidisc.json"_s);
-    ASSERT_NO_THROW(MusicBrainzReleaseLookup::parseFullRelease(jsonText(whole)));
+    // This real answer was not asked for artist credits and has none: its titles still stand.
+    const QJsonObject uncredited = testDataObject(u"metadata/musicbrainz/release_multidisc.json"_s);
+    const ReleaseMetadata titlesOnly = MusicBrainzReleaseLookup::parseFullRelease(jsonText(uncredited));
+    EXPECT_EQ(titlesOnly.title, u"ケアレス"_s);
+    EXPECT_TRUE(titlesOnly.artist.isEmpty());
+
+    QJsonObject whole = uncredited;
+    whole.insert("artist-credit"_L1,
+                 QJsonArray{QJsonObject{{"name"_L1, "Credited Artist"_L1},
+                                        {"artist"_L1, QJsonObject{{"name"_L1, "Credited Artist"_L1}}}}});
+    ASSERT_EQ(MusicBrainzReleaseLookup::parseFullRelease(jsonText(whole)).artist, u"Credited Artist"_s);
 
     QJsonObject untitledTrack = whole;
     QJsonArray media = untitledTrack.value("media"_L1).toArray();
@@ -176,11 +185,11 @@ TEST(MusicBrainzFullRelease, AnAnswerWithoutTitlesOrArtistCreditsIsRefused)
 
     QJsonObject nullTitle = whole;
     nullTitle.insert("title"_L1, QJsonValue::Null);
-    QJsonObject noCredit = whole;
-    noCredit.remove("artist-credit"_L1);
+    QJsonObject nullCredit = whole;
+    nullCredit.insert("artist-credit"_L1, QJsonValue::Null);
     QJsonObject emptyCredit = whole;
     emptyCredit.insert("artist-credit"_L1, QJsonArray());
-    for (const QJsonObject& answer : {untitledTrack, nullTitle, noCredit, emptyCredit}) {
+    for (const QJsonObject& answer : {untitledTrack, nullTitle, nullCredit, emptyCredit}) {
         try {
             MusicBrainzReleaseLookup::parseFullRelease(jsonText(answer));
             ADD_FAILURE() << jsonText(answer).left(200).constData();
