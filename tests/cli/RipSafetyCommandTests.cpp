@@ -7,6 +7,7 @@
 #include "support/FakeServices.h"
 #include "support/SmallFileSystem.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -23,6 +24,8 @@
 #include <QSet>
 #include <QTemporaryDir>
 #include <QThread>
+
+#include <functional>
 
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -60,6 +63,16 @@ protected:
             QDir(QFileInfo(StoreLocations::path(kind)).absolutePath()).removeRecursively();
     }
 
+    // The fake services answer on this thread, so a wait for a velmo process keeps serving
+    // them; it ends when `done` holds, or at the deadline.
+    static void serveUntil(const QDeadlineTimer& deadline, const std::function<bool()>& done)
+    {
+        while (!done() && !deadline.hasExpired()) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+            QThread::msleep(2);
+        }
+    }
+
     // velmo as a process of its own, so that a crash or a hang shows as one; `temporary` is
     // its temporary folder. A run still going at `timeoutMs` is killed and reported unfinished.
     ProcessResult velmoProcess(const QStringList& arguments, int timeoutMs = 30000)
@@ -68,7 +81,8 @@ protected:
         configure(process);
         process.start(QStringLiteral(VELMO_EXECUTABLE), arguments);
         ProcessResult result;
-        result.finished = process.waitForFinished(timeoutMs);
+        serveUntil(QDeadlineTimer(timeoutMs), [&process] { return process.state() == QProcess::NotRunning; });
+        result.finished = process.state() == QProcess::NotRunning;
         if (!result.finished) {
             process.kill();
             process.waitForFinished();
@@ -230,10 +244,9 @@ TEST_F(RipSafetyTest, AKilledRipIsCleanedUpAndARerunTakesItsFilesIn)
     killed.start(QStringLiteral(VELMO_EXECUTABLE), {u"disc"_s, u"import"_s, image.sheet});
     ASSERT_TRUE(killed.waitForStarted());
     const QString album = root() + u"/Band/Same Names"_s;
-    QDeadlineTimer deadline(60000);
-    while (!deadline.hasExpired() && killed.state() == QProcess::Running
-           && QDir(album).entryList({u"*.flac"_s}, QDir::Files).isEmpty())
-        QThread::msleep(5);
+    serveUntil(QDeadlineTimer(30000), [&killed, &album] {
+        return killed.state() != QProcess::Running || !QDir(album).entryList({u"*.flac"_s}, QDir::Files).isEmpty();
+    });
     ASSERT_EQ(killed.state(), QProcess::Running) << "the rip ended before a track was placed";
     killed.kill();
     ASSERT_TRUE(killed.waitForFinished());
