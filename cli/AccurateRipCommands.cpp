@@ -174,10 +174,9 @@ QCoro::Task<int> findOffset(Invocation& invocation)
     if (pressings.isEmpty())
         co_return invocation.fail(u"The disc is not in the AccurateRip database, so its read offset cannot be found "
                                   "from it."_s);
-    const qint64 firstAudio = id.firstAudioTrack;
     const QList<AccurateRip::Pressing> known = pressings;
-    const auto search = [source, toc, known, firstAudio] {
-        return ReadOffset::find(ReadOffset::rawFrames(source), toc, known, firstAudio);
+    const auto search = [source, toc, known] {
+        return ReadOffset::find(ReadOffset::rawFrames(source), toc, known);
     };
     QList<ReadOffset::Candidate> candidates;
     try {
@@ -243,7 +242,7 @@ QCoro::Task<int> verifyDisc(Invocation& invocation)
         AccurateRip::Verdict verdict;
         try {
             const TrackChecksums sums = co_await Background::run(sum);
-            verdict = AccurateRip::verify(sums, pressings, id.firstAudioTrack - 1 + number - 1);
+            verdict = AccurateRip::verify(sums, pressings, number - 1);
         } catch (const AudioDecoder::DecodeError& error) {
             verdict.reason = QString::fromUtf8(error.what());
         }

@@ -1,6 +1,7 @@
 #include "DiscCommands.h"
 
 #include "CommandLine.h"
+#include "disc/AccurateRipID.h"
 #include "disc/CDImporter.h"
 #include "disc/CDRipController.h"
 #include "disc/CDTOCDiagnostics.h"
@@ -70,6 +71,7 @@ QCoro::Task<int> showTOC(Invocation& invocation)
     if (!bytes)
         co_return int(exitUsage);
     const DiscTOC toc = MusicBrainzDiscLookup::parseDiscTOC(*bytes);
+    const QString accurateRipID = AccurateRipID::fromFullTOC(*bytes).text();
     if (invocation.json()) {
         QJsonArray offsets;
         for (qint64 offset : toc.trackOffsets)
@@ -77,7 +79,8 @@ QCoro::Task<int> showTOC(Invocation& invocation)
         const QJsonObject object{{u"discID"_s, toc.discID},
                                  {u"trackCount"_s, toc.trackCount},
                                  {u"trackOffsets"_s, offsets},
-                                 {u"leadOutOffset"_s, toc.leadOutOffset}};
+                                 {u"leadOutOffset"_s, toc.leadOutOffset},
+                                 {u"accurateRipID"_s, accurateRipID}};
         invocation.out() << QJsonDocument(object).toJson(QJsonDocument::Indented);
         co_return int(exitSuccess);
     }
@@ -85,7 +88,8 @@ QCoro::Task<int> showTOC(Invocation& invocation)
     out << u"Tracks:   "_s << toc.trackCount << u'\n';
     for (qint64 i = 0; i < toc.trackCount; ++i)
         out << u"  "_s << QString::number(i + 1).rightJustified(2) << u"  "_s << toc.trackOffsets[i] << u'\n';
-    out << u"Lead-out: "_s << toc.leadOutOffset << u'\n' << u"Disc ID:  "_s << toc.discID << u'\n';
+    out << u"Lead-out: "_s << toc.leadOutOffset << u'\n' << u"Disc ID:  "_s << toc.discID << u'\n'
+        << u"AccurateRip ID: "_s << accurateRipID << u'\n';
     co_return int(exitSuccess);
 }
 

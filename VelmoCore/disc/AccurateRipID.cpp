@@ -61,17 +61,13 @@ AccurateRipID AccurateRipID::fromFullTOC(const QByteArray& fullTOC)
     }
 
     AccurateRipID id;
-    id.trackCount = qint64(tracks.size());
-    bool audioSeen = false;
     quint32 cddbSum = 0;
     for (const auto& [number, track] : tracks) {
         const qint64 address = track.address();
         cddbSum += digitSum(address / 75);
         if (track.isData())
             continue;
-        if (!audioSeen)
-            id.firstAudioTrack = number;
-        audioSeen = true;
+        ++id.trackCount;
         const auto sector = quint32(address - 150);
         id.id1 += sector;
         id.id2 += std::max<quint32>(sector, 1) * quint32(number);
@@ -81,6 +77,6 @@ AccurateRipID AccurateRipID::fromFullTOC(const QByteArray& fullTOC)
     id.id2 += std::max<quint32>(leadOutSector, 1) * quint32(id.trackCount + 1);
     const qint64 firstSeconds = tracks.begin()->second.address() / 75;
     const auto seconds = quint32(leadOut / 75 - firstSeconds);
-    id.cddb = ((cddbSum % 255) << 24) | (seconds << 8) | quint32(id.trackCount);
+    id.cddb = ((cddbSum % 255) << 24) | (seconds << 8) | quint32(tracks.size());
     return id;
 }

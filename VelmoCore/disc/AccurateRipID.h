@@ -6,16 +6,15 @@
 #include <QUrl>
 
 // A disc as the AccurateRip database names it, worked out from the full table of contents:
-// every track counts towards the track count and the CDDB-style id, only the audio tracks
-// towards id1 and id2, and the lead-out is the disc's last one (behind an Enhanced CD's data
-// session), as the database's own submitters compute it.
+// only the audio tracks count towards the track count, id1 and id2 (each by its number on the
+// disc, so from 2 on a mixed-mode disc, whose data comes first), every track towards the
+// CDDB-style id, and the lead-out is the disc's last one (behind an Enhanced CD's data session),
+// as the database's entries for real discs are named. A pressing's tracks are the audio tracks.
 struct AccurateRipID {
-    qint64 trackCount = 0; // data tracks included
+    qint64 trackCount = 0; // audio tracks only
     quint32 id1 = 0;
     quint32 id2 = 0;
     quint32 cddb = 0;
-    // The disc's number of its first audio track: 2 on a mixed-mode disc, whose data comes first.
-    qint64 firstAudioTrack = 1;
 
     // "NNN-xxxxxxxx-xxxxxxxx-xxxxxxxx": three-digit track count, lower-case hex ids.
     QString text() const;

@@ -38,7 +38,7 @@ std::unique_ptr<SectorSource> rawFrames(const QString& source)
 }
 
 QList<Candidate> find(std::unique_ptr<SectorSource> frames, const DiscTOC& toc,
-                      const QList<AccurateRip::Pressing>& pressings, qint64 firstAudioTrack)
+                      const QList<AccurateRip::Pressing>& pressings)
 {
     constexpr qint64 pairs = TrackChecksummer::samplesPerFrame;
     constexpr qint64 margin = (searchedSamples + pairs - 1) / pairs; // frames either side
@@ -49,11 +49,10 @@ QList<Candidate> find(std::unique_ptr<SectorSource> frames, const DiscTOC& toc,
     QHash<qint64, qint64> votes;
     std::array<char, SectorSource::frameBytes> frame;
     for (qint64 index = 0; index < toc.trackCount; ++index) {
-        const qint64 discTrack = firstAudioTrack - 1 + index;
         QSet<quint32> known;
         for (const AccurateRip::Pressing& pressing : pressings) {
-            if (discTrack < pressing.tracks.size() && pressing.tracks.at(discTrack).crc450 != 0)
-                known.insert(pressing.tracks.at(discTrack).crc450);
+            if (index < pressing.tracks.size() && pressing.tracks.at(index).crc450 != 0)
+                known.insert(pressing.tracks.at(index).crc450);
         }
         if (known.isEmpty() || toc.trackEnd(index) - toc.trackStart(index) <= 451)
             continue;

@@ -31,10 +31,9 @@ struct Candidate {
 constexpr qint64 searchedSamples = 5 * 588;
 
 // Finds the offset by sliding a window over the samples around each audio track's frame 450
-// and comparing its checksum with the pressings' (`firstAudioTrack` as AccurateRipID gives
-// it). Offsets of ±`searchedSamples`; the candidates found by the most tracks first. Blocking;
+// and comparing its checksum with the pressings'. Offsets of ±`searchedSamples`; the candidates found by the most tracks first. Blocking;
 // throws CDRipper::RipError when the source cannot be read.
 QList<Candidate> find(std::unique_ptr<SectorSource> frames, const DiscTOC& toc,
-                      const QList<AccurateRip::Pressing>& pressings, qint64 firstAudioTrack);
+                      const QList<AccurateRip::Pressing>& pressings);
 
 } // namespace ReadOffset

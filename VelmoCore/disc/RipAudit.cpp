@@ -54,8 +54,7 @@ QCoro::Task<DiscRipStrategy::RippedTrack> RipAudit::check(qint64 trackIndex, Dis
         m_verdicts.insert(trackIndex, {.reason = m_lookupFailure});
         co_return ripped;
     }
-    const qint64 discTrack = m_id->firstAudioTrack - 1 + trackIndex;
-    AccurateRip::Verdict verdict = AccurateRip::verify(*ripped.checksums, m_pressings, discTrack);
+    AccurateRip::Verdict verdict = AccurateRip::verify(*ripped.checksums, m_pressings, trackIndex);
     if (verdict.outcome == AccurateRip::Verdict::Outcome::mismatch) {
         const std::unique_ptr<DiscRipStrategy> paranoia = makeStrategy(RipStrategyKind::paranoia, ripped.readOffset);
         const QUrl again = QUrl::fromLocalFile(QDir(folder).filePath(u"reread"_s));
@@ -63,7 +62,7 @@ QCoro::Task<DiscRipStrategy::RippedTrack> RipAudit::check(qint64 trackIndex, Dis
         try {
             const DiscRipStrategy::RippedTrack second =
                 co_await paranoia->ripTrackChecked(m_source, m_toc, trackIndex, again, onProgress);
-            AccurateRip::Verdict secondVerdict = AccurateRip::verify(*second.checksums, m_pressings, discTrack);
+            AccurateRip::Verdict secondVerdict = AccurateRip::verify(*second.checksums, m_pressings, trackIndex);
             if (secondVerdict.matched()) {
                 secondVerdict.reread = true;
                 verdict = secondVerdict;

@@ -49,8 +49,10 @@ TEST_F(DiscCommandTest, TocOfAnEnhancedCDImage)
     EXPECT_EQ(toc.value("discID"_L1).toString(), MusicBrainzDiscLookup::computeDiscID({150, 450, 650}, 850));
 
     const VelmoResult text = velmo({u"disc"_s, u"toc"_s, enhancedImage()});
+    EXPECT_EQ(toc.value("accurateRipID"_L1).toString().left(4), u"003-"_s) << "the data track is not counted";
     EXPECT_EQ(text.out, u"Tracks:   3\n   1  150\n   2  450\n   3  650\nLead-out: 850\nDisc ID:  "_s
-                            + toc.value("discID"_L1).toString() + u"\n"_s);
+                            + toc.value("discID"_L1).toString() + u"\nAccurateRip ID: "_s
+                            + toc.value("accurateRipID"_L1).toString() + u"\n"_s);
 }
 
 // pornophonique, "8-bit lagerfeuer", as whipper's log gives its TOC and MusicBrainz disc ID, with
@@ -76,7 +78,7 @@ TEST_F(DiscCommandTest, AnEnhancedCDImageHasTheIDTheDatabaseHolds)
 
     const VelmoResult result = velmo({u"disc"_s, u"toc"_s, sheet});
     ASSERT_EQ(result.status, 0) << result.err.toStdString();
-    EXPECT_TRUE(result.out.endsWith(u"Lead-out: 149323\nDisc ID:  C2svSeTdtJVtN7VQR__XwmEScU8-\n"_s))
+    EXPECT_TRUE(result.out.contains(u"Lead-out: 149323\nDisc ID:  C2svSeTdtJVtN7VQR__XwmEScU8-\nAccurateRip ID: 008-"_s))
         << result.out.toStdString();
 }
 

@@ -82,23 +82,23 @@ TEST(AccurateRipIDTest, TheCDDBIdOfWhippersLogComesOut)
     EXPECT_EQ(id.text().left(4), u"008-"_s);
 }
 
-TEST(AccurateRipIDTest, AnEnhancedCDCountsItsDataTrackButSumsOnlyTheAudio)
+TEST(AccurateRipIDTest, AnEnhancedCDCountsOnlyItsAudioButEndsAtTheDiscsLastLeadOut)
 {
     const AccurateRipID id = AccurateRipID::fromFullTOC(enhancedTOC());
-    EXPECT_EQ(id.trackCount, 14);
-    EXPECT_EQ(id.cddb, 0xab0d9f0eu) << "the value fre:ac's log gives";
-    EXPECT_EQ(id.firstAudioTrack, 1);
+    EXPECT_EQ(id.trackCount, 13) << "the data track is not one of the database's tracks";
+    EXPECT_EQ(id.cddb, 0xab0d9f0eu) << "the value fre:ac's log gives, which does count the data track";
     quint32 id1 = 261728 - 150;
-    quint32 id2 = (261728 - 150) * 15u;
+    quint32 id2 = (261728 - 150) * 14u;
     for (qsizetype i = 0; i < enhancedAudio.size(); ++i) {
         id1 += quint32(enhancedAudio[i] - 150);
         id2 += std::max<quint32>(quint32(enhancedAudio[i] - 150), 1) * quint32(i + 1);
     }
     EXPECT_EQ(id.id1, id1) << "the data track's sector is left out, the disc's last lead-out is in";
-    EXPECT_EQ(id.id2, id2);
+    EXPECT_EQ(id.id2, id2) << "the lead-out weighs the audio track count plus one";
+    EXPECT_TRUE(id.text().startsWith(u"013-"_s)) << qPrintable(id.text());
 }
 
-TEST(AccurateRipIDTest, AMixedModeDiscNumbersItsAudioFromTwo)
+TEST(AccurateRipIDTest, AMixedModeDiscNumbersItsAudioAsOnTheDiscAndLeavesTheDataOut)
 {
     const QByteArray toc = DiscImages::fullTOC({{1, 4, 0xA0, 4500},
                                                 {1, 0, 0xA1, 3 * 4500},
@@ -107,10 +107,10 @@ TEST(AccurateRipIDTest, AMixedModeDiscNumbersItsAudioFromTwo)
                                                 {1, 0, 2, 20150},
                                                 {1, 0, 3, 30150}});
     const AccurateRipID id = AccurateRipID::fromFullTOC(toc);
-    EXPECT_EQ(id.trackCount, 3);
-    EXPECT_EQ(id.firstAudioTrack, 2);
+    EXPECT_EQ(id.trackCount, 2);
     EXPECT_EQ(id.id1, 20000u + 30000 + 39850);
-    EXPECT_EQ(id.id2, 20000u * 2 + 30000 * 3 + 39850 * 4);
+    EXPECT_EQ(id.id2, 20000u * 2 + 30000 * 3 + 39850 * 3);
+    EXPECT_EQ(id.cddb & 0xFF, 3u) << "the CDDB-style id still counts every track";
 }
 
 TEST(AccurateRipIDTest, BytesWithoutAudioAreRefused)

@@ -136,7 +136,7 @@ TEST_F(ImageTest, TheOffsetIsFoundFromTheFrame450ChecksumsOfThePressings)
     const AccurateRip::Pressing other{.trackCount = 3, .tracks = {{}, {}, {}}};
 
     const QList<ReadOffset::Candidate> candidates =
-        ReadOffset::find(ReadOffset::rawFrames(sheet), toc, {pressing, other}, 1);
+        ReadOffset::find(ReadOffset::rawFrames(sheet), toc, {pressing, other});
     ASSERT_FALSE(candidates.isEmpty());
     EXPECT_EQ(candidates.constFirst().offset, trueOffset);
     EXPECT_EQ(candidates.constFirst().tracks, 3);
