@@ -1,7 +1,7 @@
 #include "BenchSupport.h"
 
+#include "facade/Library.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/LibraryOrganizer.h"
 #include "library/StoreLocations.h"
 #include "library/TagFile.h"

@@ -1,7 +1,7 @@
 #include "BenchSupport.h"
 
-#include "library/Library.h"
-#include "library/LibraryStores.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>

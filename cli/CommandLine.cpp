@@ -2,7 +2,7 @@
 
 #include "library/BlockingWait.h"
 
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "library/LibraryLock.h"
 #include "library/Settings.h"
 

@@ -2,10 +2,11 @@
 
 #include "CommandLine.h"
 #include "DeviceLookup.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
-#include "library/LibraryStores.h"
+#include "library/Uuid.h"
 #include "platform/MountVolumeSource.h"
 #include "sync/SyncEngine.h"
 #include "sync/VelmoDeviceFile.h"
@@ -64,7 +65,7 @@ QCoro::Task<int> volumes(Invocation& invocation)
                                {u"mountPoint"_s, volume.path},
                                {u"fileSystem"_s, volume.fileSystemType}};
             if (const auto profile = profileNamedBy(volume.path))
-                object.insert(u"profile"_s, QJsonObject{{u"id"_s, Json::uuidString(profile->id)}, {u"name"_s, profile->name}});
+                object.insert(u"profile"_s, QJsonObject{{u"id"_s, Uuid::text(profile->id)}, {u"name"_s, profile->name}});
             array.append(object);
         }
         invocation.out() << QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)) << u'\n';
@@ -78,7 +79,7 @@ QCoro::Task<int> volumes(Invocation& invocation)
     for (const VolumeSource::Volume& volume : removable) {
         out << volume.name << u"\n  Mounted at "_s << volume.path << u" ("_s << volume.fileSystemType << u")\n"_s;
         if (const auto profile = profileNamedBy(volume.path))
-            out << u"  Last synced with "_s << quoted(profile->name) << u' ' << Json::uuidString(profile->id) << u'\n';
+            out << u"  Last synced with "_s << quoted(profile->name) << u' ' << Uuid::text(profile->id) << u'\n';
     }
     co_return int(exitSuccess);
 }
@@ -98,7 +99,7 @@ QCoro::Task<int> list(Invocation& invocation)
         co_return int(exitSuccess);
     }
     for (const DeviceProfile& profile : profiles) {
-        out << profile.name << u"  "_s << Json::uuidString(profile.id) << u"\n  "_s << profile.rootPath
+        out << profile.name << u"  "_s << Uuid::text(profile.id) << u"\n  "_s << profile.rootPath
             << (isConnected(profile) ? u" (connected)"_s : u" (not connected)"_s) << u"\n  "_s
             << profile.contentSummary() << u" · "_s << profile.formatSummary() << u'\n';
         if (const std::optional<DeviceProfile::Problem> problem = profile.problem())
@@ -113,12 +114,12 @@ void printProfile(QTextStream& out, const DeviceProfile& profile, const Library&
         QStringList result;
         for (const QUuid& id : ids) {
             const auto it = std::find_if(records.cbegin(), records.cend(), [&id](const auto& r) { return r.id == id; });
-            result.append(it == records.cend() ? Json::uuidString(id) + u" (gone)"_s : quoted(it->name));
+            result.append(it == records.cend() ? Uuid::text(id) + u" (gone)"_s : quoted(it->name));
         }
         return result.isEmpty() ? u"none"_s : result.join(u", "_s);
     };
     const auto yesNo = [](bool value) { return value ? u"yes"_s : u"no"_s; };
-    out << profile.name << u"  "_s << Json::uuidString(profile.id) << u'\n'
+    out << profile.name << u"  "_s << Uuid::text(profile.id) << u'\n'
         << u"Root:             "_s << profile.rootPath << (isConnected(profile) ? u" (connected)"_s : u" (not connected)"_s) << u'\n'
         << u"Content:          "_s << profile.contentSummary() << u'\n'
         << u"Format:           "_s << profile.formatSummary() << u'\n'
@@ -153,7 +154,7 @@ QCoro::Task<int> add(Invocation& invocation)
     const QString name = invocation.arguments().at(0);
     const QString root = QFileInfo(invocation.arguments().at(1)).absoluteFilePath();
     const DeviceProfile profile = invocation.library().createDeviceProfile(name, root);
-    invocation.out() << u"Added the device profile "_s << quoted(name) << u' ' << Json::uuidString(profile.id)
+    invocation.out() << u"Added the device profile "_s << quoted(name) << u' ' << Uuid::text(profile.id)
                      << u" for "_s << root << u": "_s << profile.contentSummary() << u", "_s
                      << profile.formatSummary().toLower() << u".\n"_s;
     co_return int(exitSuccess);
@@ -178,7 +179,7 @@ std::variant<QJsonArray, QString> idsOf(const QList<T>& records, const QString& 
             matches.append(id);
         if (matches.isEmpty())
             return u"No %1 is named %2."_s.arg(what, quoted(wanted));
-        ids.append(Json::uuidString(matches.constFirst()));
+        ids.append(Uuid::text(matches.constFirst()));
     }
     return ids;
 }
@@ -214,7 +215,7 @@ std::optional<QString> applySetting(QJsonObject& object, const QString& assignme
             const QUuid id = QUuid::fromString(part.trimmed());
             if (id.isNull())
                 return u"%1 is not a track id."_s.arg(quoted(part.trimmed()));
-            ids.append(Json::uuidString(id));
+            ids.append(Uuid::text(id));
         }
         object.insert(key, ids);
     } else if (key == u"id"_s) {

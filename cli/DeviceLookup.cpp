@@ -1,7 +1,8 @@
 #include "DeviceLookup.h"
 
+#include "facade/Library.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
+#include "library/Uuid.h"
 
 #include <algorithm>
 
@@ -19,7 +20,7 @@ std::optional<DeviceProfile> findDeviceProfile(Invocation& invocation, const QSt
     if (named.size() > 1) {
         QStringList ids;
         for (const DeviceProfile& profile : named)
-            ids.append(u"  "_s + Json::uuidString(profile.id));
+            ids.append(u"  "_s + Uuid::text(profile.id));
         invocation.fail(u"%1 device profiles are named %2:\n%3\nGive the id of the one you mean in place of the name."_s
                             .arg(named.size())
                             .arg(quoted(nameOrID), ids.join(u'\n')));

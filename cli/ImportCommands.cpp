@@ -1,12 +1,12 @@
 #include "ImportCommands.h"
 
 #include "CommandLine.h"
+#include "facade/FolderImport.h"
+#include "facade/Library.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
 #include "library/FileKinds.h"
-#include "library/FolderImport.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/Settings.h"
 
 #include <QFileInfo>

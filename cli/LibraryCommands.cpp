@@ -1,11 +1,11 @@
 #include "LibraryCommands.h"
 
 #include "CommandLine.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/LibraryFolder.h"
-#include "library/LibraryStores.h"
 #include "library/Settings.h"
 
 #include <QDir>

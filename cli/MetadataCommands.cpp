@@ -1,8 +1,8 @@
 #include "MetadataCommands.h"
 
 #include "CommandLine.h"
+#include "facade/Library.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
 #include "metadata/MetadataHTTPClient.h"
 #include "metadata/MusicBrainzReleaseLookup.h"
 

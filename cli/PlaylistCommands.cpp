@@ -2,10 +2,11 @@
 
 #include "CommandLine.h"
 #include "PlaylistLookup.h"
+#include "facade/Library.h"
 #include "library/CodePointOrder.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
+#include "library/Uuid.h"
 #include "playlists/PlaylistExporter.h"
 #include "playlists/TrackListSummary.h"
 #include "playlists/TrackLookup.h"
@@ -56,7 +57,7 @@ QCoro::Task<int> list(Invocation& invocation)
 
     const auto row = [&](const QString& name, qsizetype count, const QUuid& id) {
         out << u"  "_s << name.leftJustified(width) << u"  "_s << TrackListSummary::countText(count).leftJustified(12)
-            << u"  "_s << Json::uuidString(id) << u'\n';
+            << u"  "_s << Uuid::text(id) << u'\n';
     };
     // One lookup for all playlists rather than one per playlist.
     const TrackLookup lookup(library.tracks());
@@ -103,7 +104,7 @@ QCoro::Task<int> show(Invocation& invocation)
     }
 
     QTextStream& out = invocation.out();
-    out << nameOf(*found) << u" ("_s << kindName(*found) << u' ' << Json::uuidString(idOf(*found)) << u")\n"_s;
+    out << nameOf(*found) << u" ("_s << kindName(*found) << u' ' << Uuid::text(idOf(*found)) << u")\n"_s;
     if (const auto* smart = std::get_if<SmartPlaylist>(&*found)) {
         QStringList decades;
         QList<qint64> sortedDecades(smart->filterDecades.cbegin(), smart->filterDecades.cend());

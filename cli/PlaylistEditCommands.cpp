@@ -3,10 +3,11 @@
 #include "CommandLine.h"
 #include "PlaylistLookup.h"
 #include "TrackSelection.h"
+#include "facade/Library.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/NumberParsing.h"
+#include "library/Uuid.h"
 
 #include <algorithm>
 
@@ -63,7 +64,7 @@ std::optional<QList<qsizetype>> positions(Invocation& invocation, const QStringL
 QCoro::Task<int> createPlaylist(Invocation& invocation)
 {
     const Playlist playlist = invocation.library().createPlaylist(invocation.arguments().constFirst());
-    invocation.out() << u"Created the playlist “%1” (%2)."_s.arg(playlist.name, Json::uuidString(playlist.id)) << Qt::endl;
+    invocation.out() << u"Created the playlist “%1” (%2)."_s.arg(playlist.name, Uuid::text(playlist.id)) << Qt::endl;
     co_return int(exitSuccess);
 }
 
@@ -226,7 +227,7 @@ bool applyFilters(Invocation& invocation, SmartPlaylist& smart, bool editing)
 void printSmart(Invocation& invocation, const SmartPlaylist& smart, const QString& verb)
 {
     const qsizetype matches = invocation.library().resolve(smart).size();
-    invocation.out() << verb << u" the smart playlist “"_s << smart.name << u"” ("_s << Json::uuidString(smart.id)
+    invocation.out() << verb << u" the smart playlist “"_s << smart.name << u"” ("_s << Uuid::text(smart.id)
                      << u"): "_s << DisplayText::counted(matches, u"track"_s) << u" match."_s << Qt::endl;
 }
 

@@ -1,7 +1,8 @@
 #include "PlaylistLookup.h"
 
+#include "facade/Library.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
+#include "library/Uuid.h"
 
 using namespace Qt::StringLiterals;
 
@@ -39,7 +40,7 @@ std::optional<AnyPlaylist> findPlaylist(Invocation& invocation, const QString& n
     if (named.size() > 1) {
         QStringList candidates;
         for (const AnyPlaylist& playlist : named)
-            candidates.append(u"  "_s + kindName(playlist) + u' ' + Json::uuidString(idOf(playlist)));
+            candidates.append(u"  "_s + kindName(playlist) + u' ' + Uuid::text(idOf(playlist)));
         invocation.fail(u"%1 playlists are named \"%2\":\n%3\nGive the id of the one you mean in place of the name."_s
                             .arg(named.size())
                             .arg(nameOrID, candidates.join(u'\n')));

@@ -1,12 +1,12 @@
 #include "PodcastCommands.h"
 
 #include "CommandLine.h"
+#include "facade/Library.h"
+#include "facade/OPMLSubscriptions.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "platform/AtomicFile.h"
 #include "podcasts/EpisodeDownloader.h"
-#include "podcasts/OPML.h"
 #include "podcasts/PodcastSearchClient.h"
 #include "podcasts/RSSParser.h"
 

@@ -4,9 +4,9 @@
 #include "library/AudioFormat.h"
 #include "library/DisplayText.h"
 #include "library/FileKinds.h"
+#include "library/ImageType.h"
 #include "library/JsonCoding.h"
 #include "library/TagReader.h"
-#include "metadata/ArtworkFetcher.h"
 
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -44,7 +44,7 @@ void writeMetadata(JsonWriter& w, const QString& path, const TrackMetadata& m)
     w.endObject();
     if (m.artworkData) {
         w.field("artworkSize"_L1, qint64(m.artworkData->size()));
-        w.field("artworkMimeType"_L1, ArtworkFetcher::mimeType(*m.artworkData));
+        w.field("artworkMimeType"_L1, ImageType::mimeType(*m.artworkData));
     }
     w.endObject();
 }
@@ -76,7 +76,7 @@ void printMetadata(QTextStream& out, const QString& path, const TrackMetadata& m
     for (auto it = m.customTags.cbegin(); it != m.customTags.cend(); ++it)
         line(it.key(), it.value());
     if (m.artworkData)
-        line(u"picture"_s, QString::number(m.artworkData->size()) + u" bytes, "_s + ArtworkFetcher::mimeType(*m.artworkData));
+        line(u"picture"_s, QString::number(m.artworkData->size()) + u" bytes, "_s + ImageType::mimeType(*m.artworkData));
 }
 
 QCoro::Task<int> readTags(Invocation& invocation)

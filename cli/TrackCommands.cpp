@@ -2,13 +2,15 @@
 
 #include "CommandLine.h"
 #include "TrackSelection.h"
+#include "facade/Library.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
+#include "library/ImageType.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/NumberParsing.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "library/Uuid.h"
 #include "metadata/ArtworkFetcher.h"
 
 #include <QFile>
@@ -131,7 +133,7 @@ QCoro::Task<int> show(Invocation& invocation)
         if (!value.isEmpty())
             out << QString(name + u':').leftJustified(14) << value << u'\n';
     };
-    line(u"id"_s, Json::uuidString(t.id));
+    line(u"id"_s, Uuid::text(t.id));
     line(u"path"_s, t.path());
     line(u"title"_s, t.title);
     line(u"artist"_s, t.artist);
@@ -152,7 +154,7 @@ QCoro::Task<int> show(Invocation& invocation)
         line(u"picture"_s, u"(the file cannot be read)"_s);
     else if (metadata->artworkData)
         line(u"picture"_s, QString::number(metadata->artworkData->size()) + u" bytes, "_s
-                               + ArtworkFetcher::mimeType(*metadata->artworkData));
+                               + ImageType::mimeType(*metadata->artworkData));
     out.flush();
     co_return int(exitSuccess);
 }
@@ -238,7 +240,7 @@ QCoro::Task<int> artwork(Invocation& invocation)
     if (!file.open(QIODevice::ReadOnly))
         co_return invocation.fail(u"“%1” cannot be read: %2."_s.arg(image, file.errorString()));
     const QByteArray data = file.readAll();
-    const QString mimeType = ArtworkFetcher::mimeType(data);
+    const QString mimeType = ImageType::mimeType(data);
     if (!mimeType.startsWith(u"image/"_s))
         co_return invocation.fail(u"“%1” is not a JPEG, PNG, GIF or WebP image."_s.arg(image));
     const ArtworkFetcher::ArtworkResult picture{data, mimeType};

@@ -1,9 +1,10 @@
 #include "TrackSelection.h"
 
+#include "facade/Library.h"
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/TrackQuery.h"
+#include "library/Uuid.h"
 
 #include <QCollator>
 
@@ -136,7 +137,7 @@ QString format(const Track& track, QString pattern)
         {u"duration"_s, DisplayText::formatDuration(track.duration)},
         {u"format"_s, rawValue(track.format)},
         {u"path"_s, track.path()},
-        {u"id"_s, Json::uuidString(track.id)},
+        {u"id"_s, Uuid::text(track.id)},
     };
     for (const auto& [name, value] : values)
         pattern.replace(u'{' + name + u'}', value);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "library/Library.h"
+#include "facade/Library.h"
 
 #include <QObject>
 #include <QUrl>

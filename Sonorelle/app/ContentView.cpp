@@ -5,15 +5,17 @@
 #include "devices/DeviceProfileEditorSheet.h"
 #include "devices/DeviceSyncController.h"
 #include "devices/DeviceSyncView.h"
-#include "disc/CDRipController.h"
 #include "disc/CDRipView.h"
 #include "disc/DiscMonitor.h"
-#include "library/Library.h"
+#include "disc/DiscTOC.h"
+#include "facade/CDRipController.h"
+#include "facade/Library.h"
 #include "maintenance/LibraryMaintenanceView.h"
 #include "music/AlbumDetailView.h"
 #include "music/MusicView.h"
 #include "music/TrackDetailView.h"
 #include "platform/DiscEject.h"
+#include "platform/DrivePath.h"
 #include "playlists/PlaylistsView.h"
 #include "podcasts/EpisodeDetailView.h"
 #include "podcasts/PodcastsView.h"
@@ -39,7 +41,11 @@ ContentView::ContentView(Library& library, QWidget* parent)
     , m_devices(new DeviceSyncView(library, *m_syncController))
     , m_maintenance(new LibraryMaintenanceView(library))
     , m_cdRip(new CDRipController(MetadataHTTPClient::shared(), CDRipController::readers(), this))
-    , m_eject([](const QString& bsdName) { DiscEject::eject(bsdName); })
+    , m_eject([](const QString& bsdName) {
+        // A disc image has no drive to open.
+        if (!MusicBrainzDiscLookup::isDiscImage(bsdName))
+            DiscEject::eject(drivePath(bsdName));
+    })
 {
     m_content->addWidget(m_music);
     m_content->addWidget(m_playlists);

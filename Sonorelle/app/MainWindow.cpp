@@ -5,10 +5,10 @@
 #include "OnboardingView.h"
 #include "UpdateCheck.h"
 #include "disc/DiscMonitor.h"
+#include "facade/Library.h"
+#include "facade/OPMLSubscriptions.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
 #include "platform/AtomicFile.h"
-#include "podcasts/OPML.h"
 #include "preferences/PreferencesView.h"
 
 #include <QApplication>

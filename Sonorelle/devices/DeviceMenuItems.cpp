@@ -1,6 +1,6 @@
 #include "DeviceMenuItems.h"
 
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "widgets/Icons.h"
 
 #include <QMenu>

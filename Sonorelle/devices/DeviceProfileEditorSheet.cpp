@@ -1,7 +1,7 @@
 #include "DeviceProfileEditorSheet.h"
 
 #include "DeviceDisplay.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "sync/VelmoDeviceFile.h"
 
 #include <QCheckBox>

@@ -1,8 +1,8 @@
 #include "DeviceSyncController.h"
 
 #include "DeviceDisplay.h"
+#include "facade/Library.h"
 #include "library/Background.h"
-#include "library/Library.h"
 
 #include <QFileInfo>
 #include <QPointer>

@@ -2,7 +2,7 @@
 
 #include "DeviceDisplay.h"
 #include "DeviceSyncController.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "sync/VolumeMonitor.h"
 #include "widgets/Icons.h"
 #include "widgets/PlaceholderView.h"

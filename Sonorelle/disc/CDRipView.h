@@ -1,6 +1,6 @@
 #pragma once
 
-#include "disc/CDRipController.h"
+#include "facade/CDRipController.h"
 
 #include <QPointer>
 #include <QString>

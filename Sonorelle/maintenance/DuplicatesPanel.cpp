@@ -1,7 +1,7 @@
 #include "DuplicatesPanel.h"
 
+#include "facade/Library.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
 #include "library/RawValueEnum.h"
 #include "library/Settings.h"
 

@@ -1,7 +1,7 @@
 #include "LibraryMaintenanceView.h"
 
 #include "DuplicatesPanel.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "widgets/Icons.h"
 
 #include <QFrame>

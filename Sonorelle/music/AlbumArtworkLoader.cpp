@@ -1,7 +1,7 @@
 #include "AlbumArtworkLoader.h"
 
+#include "facade/Library.h"
 #include "library/Background.h"
-#include "library/Library.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include "TrackMenus.h"
 #include "devices/DeviceMenuItems.h"
+#include "facade/Library.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
 #include "widgets/ArtworkView.h"
 
 #include <QHeaderView>

@@ -1,6 +1,6 @@
 #include "AlbumRefetchSheet.h"
 
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "metadata/MusicBrainzReleaseLookup.h"
 
 #include <QFont>

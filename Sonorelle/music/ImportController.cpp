@@ -1,7 +1,7 @@
 #include "ImportController.h"
 
+#include "facade/Library.h"
 #include "library/Background.h"
-#include "library/Library.h"
 #include "library/Settings.h"
 
 #include <QDir>

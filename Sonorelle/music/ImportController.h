@@ -1,6 +1,6 @@
 #pragma once
 
-#include "library/FolderImport.h"
+#include "facade/FolderImport.h"
 #include "library/Track.h"
 #include "widgets/FolderPicker.h"
 

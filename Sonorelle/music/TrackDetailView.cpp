@@ -1,10 +1,10 @@
 #include "TrackDetailView.h"
 
+#include "facade/Library.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
+#include "library/ImageType.h"
 #include "library/TagWriter.h"
-#include "metadata/ArtworkFetcher.h"
 #include "widgets/ArtworkView.h"
 #include "widgets/ElidedLabel.h"
 
@@ -393,7 +393,7 @@ QCoro::Task<> TrackDetailView::save()
     try {
         if (writeArtwork) {
             const auto write = [url = record.url, picture = *record.artworkData] {
-                TagWriter::writeArtwork(url, picture, ArtworkFetcher::mimeType(picture));
+                TagWriter::writeArtwork(url, picture, ImageType::mimeType(picture));
             };
             co_await Background::run(write);
         }

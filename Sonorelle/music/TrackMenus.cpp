@@ -1,6 +1,6 @@
 #include "TrackMenus.h"
 
-#include "library/Library.h"
+#include "facade/Library.h"
 
 #include <QMenu>
 #include <QPointer>

@@ -1,6 +1,6 @@
 #include "LibraryFollower.h"
 
-#include "library/Library.h"
+#include "facade/Library.h"
 
 #include <QEvent>
 #include <QWidget>

@@ -4,7 +4,7 @@
 #include "PlaylistExportPrompt.h"
 #include "PlaylistHeader.h"
 #include "PlaylistTracksTable.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "playlists/TrackListSummary.h"
 #include "widgets/PlaceholderView.h"
 

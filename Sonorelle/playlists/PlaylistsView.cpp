@@ -6,7 +6,7 @@
 #include "SmartPlaylistDetailView.h"
 #include "SmartPlaylistEditorSheet.h"
 #include "devices/DeviceMenuItems.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "playlists/SmartRuleEngine.h"
 #include "playlists/TrackListSummary.h"
 #include "playlists/TrackLookup.h"

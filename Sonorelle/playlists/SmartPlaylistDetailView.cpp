@@ -4,7 +4,7 @@
 #include "LibraryFollower.h"
 #include "PlaylistHeader.h"
 #include "SmartPlaylistEditorSheet.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 
 #include <QToolButton>
 

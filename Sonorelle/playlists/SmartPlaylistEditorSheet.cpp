@@ -1,8 +1,8 @@
 #include "SmartPlaylistEditorSheet.h"
 
-#include "PlaylistTracksModel.h"
 #include "LibraryFollower.h"
-#include "library/Library.h"
+#include "PlaylistTracksModel.h"
+#include "facade/Library.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QDialogButtonBox>

@@ -2,8 +2,8 @@
 
 #include "EpisodeRow.h"
 #include "MarkupStripper.h"
+#include "facade/Library.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
 #include "widgets/Icons.h"
 
 #include <QCheckBox>

@@ -2,7 +2,7 @@
 
 #include "EpisodeRow.h"
 #include "PodcastArtworkLoader.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QButtonGroup>

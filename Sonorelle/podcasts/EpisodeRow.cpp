@@ -1,8 +1,8 @@
 #include "EpisodeRow.h"
 
 #include "CircularProgress.h"
+#include "facade/Library.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
 #include "widgets/Icons.h"
 
 #include <QContextMenuEvent>

@@ -1,7 +1,7 @@
 #include "PodcastPreviewPanel.h"
 
 #include "PodcastArtworkLoader.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "widgets/Icons.h"
 
 #include <QLabel>

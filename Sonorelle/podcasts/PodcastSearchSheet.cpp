@@ -2,7 +2,7 @@
 
 #include "PodcastArtworkLoader.h"
 #include "PodcastDisplay.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "widgets/Icons.h"
 #include "widgets/PlaceholderView.h"
 

@@ -1,7 +1,7 @@
 #include "PodcastSyncSettingsSheet.h"
 
 #include "PodcastDisplay.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>

@@ -3,7 +3,7 @@
 #include "EpisodeListView.h"
 #include "PodcastArtworkLoader.h"
 #include "PodcastDisplay.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "widgets/Icons.h"
 #include "widgets/ListDetailSplit.h"
 #include "widgets/PlaceholderView.h"

@@ -5,10 +5,10 @@
 #include "library/Background.h"
 #include "library/Date.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/LibraryOrganizer.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "library/Uuid.h"
 #include "platform/AtomicFile.h"
 
 #include <QDateTime>
@@ -46,7 +46,7 @@ Track makeTrack(const QUrl& file, const TrackMetadataStub& stub, const ReleaseMe
     track.duration = stub.duration;
     track.format = AudioFormat::flac;
     track.dateAdded = Date::now();
-    track.externalID = stub.recordingMBID ? *stub.recordingMBID : Json::uuidString(track.id);
+    track.externalID = stub.recordingMBID ? *stub.recordingMBID : Uuid::text(track.id);
     if (!release.mbid.isEmpty())
         track.releaseMBID = release.mbid;
     track.releaseGroupMBID = release.releaseGroupID;
@@ -101,11 +101,11 @@ private:
 // did not reach the catalogue: it is taken over rather than refused as something in the way.
 bool isEarlierRip(const QString& path, const Track& track)
 {
-    const QString discID = track.customTags.value(Library::discIDTag());
+    const QString discID = track.customTags.value(Track::discIDTag());
     if (discID.isEmpty())
         return false;
     const std::optional<TrackMetadata> tags = TagReader::read(QUrl::fromLocalFile(path));
-    return tags && tags->customTags.value(Library::discIDTag()) == discID
+    return tags && tags->customTags.value(Track::discIDTag()) == discID
         && tags->trackNumber == track.trackNumber && tags->discNumber.value_or(1) == track.discNumber.value_or(1);
 }
 
@@ -197,7 +197,7 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
         if (ripped) {
             Track made = makeTrack(*ripped, stub, release, artwork);
             if (!toc.discID.isEmpty())
-                made.customTags.insert(Library::discIDTag(), toc.discID);
+                made.customTags.insert(Track::discIDTag(), toc.discID);
             // Tags and cover are a courtesy: a file that refuses them still counts as ripped.
             const auto tagAndPlace = [made, artwork, into, overwriteExisting] {
                 try {

@@ -61,7 +61,7 @@ void removeStaleRipFolders();
 // Never throws. One result per index processed, in order; no index means every track. The
 // temporary folder "velmo_rip_<UUID>" in the system's temporary folder is locked while the
 // rip runs and gone however it ends, with whatever a failed track left in it; stale ones go
-// first. Each file carries the disc id (Library::discIDTag) beside its track and disc number,
+// first. Each file carries the disc id (Track::discIDTag) beside its track and disc number,
 // and reaches its place whole or not at all; a file there from an earlier rip of the same
 // track is replaced, any other is left and the track fails unless `overwriteExisting`. Each
 // ripped track is checked against AccurateRip (RipAudit), and the rip log and cue sheet are

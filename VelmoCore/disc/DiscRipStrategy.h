@@ -1,8 +1,8 @@
 #pragma once
 
 #include "CDRipper.h"
-#include "RipStrategyKind.h"
 #include "TrackChecksums.h"
+#include "library/RipStrategyKind.h"
 
 #include <QCoro/QCoroTask>
 #include <QList>

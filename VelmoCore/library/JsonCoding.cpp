@@ -1,4 +1,5 @@
 #include "JsonCoding.h"
+#include "Uuid.h"
 
 DecodingError::DecodingError(const QString& message)
     : std::runtime_error(message.toStdString())
@@ -28,11 +29,6 @@ T unwrap(const std::optional<T>& value, QLatin1StringView key, const char* expec
 }
 
 } // namespace
-
-QString uuidString(const QUuid& uuid)
-{
-    return uuid.toString(QUuid::WithoutBraces).toUpper();
-}
 
 QString urlString(const QUrl& url)
 {
@@ -150,7 +146,7 @@ QList<QUuid> requireUuidList(const JsonObject& o, QLatin1StringView key)
 
 void writeUuid(JsonWriter& writer, QLatin1StringView key, const QUuid& uuid)
 {
-    writer.field(key, uuidString(uuid));
+    writer.field(key, Uuid::text(uuid));
 }
 
 void writeUrl(JsonWriter& writer, QLatin1StringView key, const QUrl& url)
@@ -168,7 +164,7 @@ void writeUuidList(JsonWriter& writer, QLatin1StringView key, const QList<QUuid>
     writer.key(key);
     writer.beginArray();
     for (const QUuid& uuid : uuids)
-        writer.value(uuidString(uuid));
+        writer.value(Uuid::text(uuid));
     writer.endArray();
 }
 

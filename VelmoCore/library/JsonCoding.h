@@ -29,7 +29,6 @@ public:
 
 namespace Json {
 
-QString uuidString(const QUuid& uuid);
 QString urlString(const QUrl& url);
 
 JsonValue require(const JsonObject& object, QLatin1StringView key);

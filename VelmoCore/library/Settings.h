@@ -1,8 +1,8 @@
 #pragma once
 
+#include "DeviceFormats.h"
 #include "RawValueEnum.h"
-#include "disc/RipStrategyKind.h"
-#include "sync/DeviceProfile.h"
+#include "RipStrategyKind.h"
 
 #include <QString>
 #include <QStringList>

@@ -4,6 +4,7 @@
 #include "TagFile.h"
 #include "TagPictures.h"
 #include "TagProperties.h"
+#include "Uuid.h"
 
 #include <QFileInfo>
 
@@ -96,7 +97,7 @@ void write(const Track& track)
     setOrRemove(properties, albumArtist, track.albumArtist);
     setOrRemove(properties, discNumber,
                 track.discNumber ? std::optional<QString>(QString::number(*track.discNumber)) : std::nullopt);
-    const QString idText = Json::uuidString(track.id);
+    const QString idText = Uuid::text(track.id);
     setOrRemove(properties, velmoTrackID, idText);
     // Our own id comes back through externalID too; it must never pose as a MusicBrainz id.
     if (track.externalID && *track.externalID != idText && !track.externalID->isEmpty())

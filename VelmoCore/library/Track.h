@@ -52,6 +52,10 @@ struct Track {
 
     QString path() const { return url.toLocalFile(); }
 
+    // The custom tag a rip writes into every file it makes. With the track and disc numbers it
+    // places the file on its disc, which a title cannot: a disc may have two "Interlude".
+    static QString discIDTag() { return QStringLiteral("MUSICBRAINZ_DISCID"); }
+
     void writeJson(JsonWriter& writer) const;
     static Track fromJson(const JsonObject& object);
 

@@ -1,6 +1,7 @@
 #include "TrackQuery.h"
 
 #include "JsonCoding.h"
+#include "Uuid.h"
 
 #include <algorithm>
 
@@ -76,7 +77,7 @@ QString textOf(const QString& field, const Track& track)
         return rawValue(track.format);
     if (field == u"path")
         return track.path();
-    return Json::uuidString(track.id);
+    return Uuid::text(track.id);
 }
 
 } // namespace

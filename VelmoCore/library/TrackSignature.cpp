@@ -1,7 +1,6 @@
 #include "TrackSignature.h"
 
 #include "Track.h"
-#include "metadata/ReleaseMetadata.h"
 
 #include <cmath>
 
@@ -16,11 +15,6 @@ TrackSignature::TrackSignature(const QString& artist_, const QString& album_, co
     , album(normalize(album_))
     , title(normalize(title_))
     , duration(duration_)
-{
-}
-
-TrackSignature::TrackSignature(const QString& album_, const TrackMetadataStub& stub)
-    : TrackSignature(stub.artist, album_, stub.title, stub.duration)
 {
 }
 

@@ -3,6 +3,7 @@
 #include "MusicBrainzJson.h"
 #include "ServiceSettings.h"
 #include "ServiceURL.h"
+#include "library/ImageType.h"
 
 #include <QJsonArray>
 
@@ -25,16 +26,6 @@ QUrl coverArtURL(const QString& kind, const QString& id)
 {
     return ServiceURL::make(ServiceSettings::load().coverArtArchive,
                             u'/' + kind + u'/' + ServiceURL::pathSegment(id) + u"/front"_s);
-}
-
-bool isGIF(const QByteArray& data)
-{
-    return data.startsWith("GIF87a") || data.startsWith("GIF89a");
-}
-
-bool isWebP(const QByteArray& data)
-{
-    return data.size() >= 12 && data.startsWith("RIFF") && data.mid(8, 4) == "WEBP";
 }
 
 bool present(const std::optional<QString>& id)
@@ -150,10 +141,10 @@ QCoro::Task<ArtworkResult> fetchImage(QUrl url, MetadataHTTPClient& client)
         throw FetchError::networkError(error);
     }
     // An error page or a redirect to text must never be written into audio files as a cover.
-    if (!isImage(response.data))
+    if (!ImageType::isImage(response.data))
         throw FetchError::artworkUnavailable();
     const bool declaresImage = response.mimeType && response.mimeType->startsWith("image/"_L1);
-    co_return ArtworkResult{response.data, declaresImage ? *response.mimeType : mimeType(response.data)};
+    co_return ArtworkResult{response.data, declaresImage ? *response.mimeType : ImageType::mimeType(response.data)};
 }
 
 QUrl iTunesSearchURL(const QUrl& iTunes, const QString& artist, const QString& album)
@@ -204,22 +195,6 @@ ReleaseIDs parseMusicBrainzMatch(const QByteArray& musicBrainzAnswer)
     if (!score || *score < minimumMusicBrainzScore || !mbid)
         throw FetchError::noMatchFound();
     return {*mbid, MusicBrainzJson::nonEmptyString(best.value("release-group"_L1).toObject().value("id"_L1))};
-}
-
-QString mimeType(const QByteArray& data)
-{
-    if (data.startsWith("\x89PNG"))
-        return u"image/png"_s;
-    if (isGIF(data))
-        return u"image/gif"_s;
-    if (isWebP(data))
-        return u"image/webp"_s;
-    return u"image/jpeg"_s;
-}
-
-bool isImage(const QByteArray& data)
-{
-    return data.startsWith("\xFF\xD8\xFF") || data.startsWith("\x89PNG\r\n\x1A\n") || isGIF(data) || isWebP(data);
 }
 
 } // namespace ArtworkFetcher

@@ -80,9 +80,4 @@ QUrl verifiedArtworkURL(const QByteArray& iTunesAnswer, const QString& artist, c
 // Throws noMatchFound.
 ReleaseIDs parseMusicBrainzMatch(const QByteArray& musicBrainzAnswer);
 
-// From the first bytes: PNG, GIF and WebP by their signatures, anything else JPEG.
-QString mimeType(const QByteArray& data);
-// Starts with the signature of a JPEG, PNG, GIF or WebP image.
-bool isImage(const QByteArray& data);
-
 } // namespace ArtworkFetcher

@@ -3,7 +3,6 @@
 #include "MusicBrainzJson.h"
 #include "ServiceSettings.h"
 #include "ServiceURL.h"
-#include "library/Background.h"
 
 #include <QJsonArray>
 
@@ -111,15 +110,6 @@ QCoro::Task<QList<ReleaseMetadata>> fetchReleases(QString discID, QList<qint64> 
         throw LookupError::networkError(error);
     }
     co_return parseReleases(response.data, discID);
-}
-
-QCoro::Task<DiscLookup> lookup(QString source, MetadataHTTPClient& client)
-{
-    const auto read = [source] { return readDiscTOC(source); };
-    DiscLookup found;
-    found.toc = co_await Background::run(read);
-    found.releases = co_await fetchReleases(found.toc.discID, found.toc.trackOffsets, found.toc.leadOutOffset, client);
-    co_return found;
 }
 
 } // namespace MusicBrainzDiscLookup

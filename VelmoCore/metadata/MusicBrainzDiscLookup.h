@@ -3,7 +3,6 @@
 #include "MetadataHTTPClient.h"
 #include "MetadataServiceError.h"
 #include "ReleaseMetadata.h"
-#include "disc/DiscTOC.h"
 
 #include <QByteArray>
 #include <QCoro/QCoroTask>
@@ -49,15 +48,5 @@ ReleaseMetadata parseRelease(const QJsonObject& release, const QString& discID);
 // failure of the request networkError.
 QCoro::Task<QList<ReleaseMetadata>> fetchReleases(QString discID, QList<qint64> trackOffsets, qint64 leadOutOffset,
                                                   MetadataHTTPClient& client = MetadataHTTPClient::shared());
-
-// A disc and the releases that hold it.
-struct DiscLookup {
-    DiscTOC toc;
-    QList<ReleaseMetadata> releases; // never empty
-};
-
-// The TOC of a drive or image, read off the main thread, then the releases that hold it.
-// Throws LookupError, and CueSheet::LoadError for an image whose sheet is wrong.
-QCoro::Task<DiscLookup> lookup(QString source, MetadataHTTPClient& client = MetadataHTTPClient::shared());
 
 } // namespace MusicBrainzDiscLookup

@@ -1,19 +1,16 @@
 #include "DiscEject.h"
 
-#include "DrivePath.h"
-#include "disc/DiscTOC.h"
-
 #include <QProcess>
 
 using namespace Qt::StringLiterals;
 
 namespace DiscEject {
 
-bool eject(const QString& bsdName)
+bool eject(const QString& devicePath)
 {
-    if (bsdName.isEmpty() || MusicBrainzDiscLookup::isDiscImage(bsdName))
+    if (devicePath.isEmpty())
         return false;
-    return QProcess::startDetached(u"eject"_s, {drivePath(bsdName)});
+    return QProcess::startDetached(u"eject"_s, {devicePath});
 }
 
 } // namespace DiscEject

@@ -4,8 +4,8 @@
 
 namespace DiscEject {
 
-// Starts `eject /dev/srN` and does not wait for it: its failure isn't shown. A disc image is
-// never ejected. True when the program was started.
-bool eject(const QString& bsdName);
+// Starts `eject` on a drive's device node (`/dev/sr0`) and does not wait for it: its failure
+// isn't shown. True when the program was started.
+bool eject(const QString& devicePath);
 
 } // namespace DiscEject

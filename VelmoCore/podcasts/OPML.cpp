@@ -2,12 +2,10 @@
 
 #include "PodcastHttp.h"
 #include "library/DisplayText.h"
-#include "library/Library.h"
 
 #include <QFile>
 #include <QFileInfo>
 
-#include <QPointer>
 #include <QSet>
 #include <QXmlStreamReader>
 #include <QXmlStreamWriter>
@@ -96,27 +94,6 @@ QByteArray write(const QList<Podcast>& podcasts)
     writer.writeEndElement();
     writer.writeEndDocument();
     return bytes;
-}
-
-QCoro::Task<ImportReport> subscribeAll(Library& library, QList<Feed> feeds)
-{
-    QPointer<Library> guarded(&library);
-    ImportReport report;
-    for (const Feed& feed : std::as_const(feeds)) {
-        if (!guarded)
-            break;
-        const QList<Podcast>& podcasts = guarded->podcasts();
-        if (std::any_of(podcasts.cbegin(), podcasts.cend(), [&feed](const Podcast& p) { return p.feedURL == feed.url; })) {
-            ++report.alreadySubscribed;
-            continue;
-        }
-        try {
-            report.subscribed.append(co_await guarded->addPodcast(feed.url));
-        } catch (const RSSParser::ParseError& error) {
-            report.failed.append({feed, error});
-        }
-    }
-    co_return report;
 }
 
 } // namespace OPML

@@ -3,16 +3,12 @@
 #include "Podcast.h"
 #include "RSSParser.h"
 
-#include <QCoro/QCoroTask>
-
 #include <QByteArray>
 #include <QList>
 #include <QString>
 #include <QUrl>
 
 #include <stdexcept>
-
-class Library;
 
 // Subscription lists as podcast apps exchange them: OPML 1.0 and 2.0, whose `outline`
 // elements name feeds by `xmlUrl`, at any depth (some apps group them in folders).
@@ -51,9 +47,5 @@ struct ImportReport {
     qsizetype alreadySubscribed = 0; // by the exact feed address
     QList<std::pair<Feed, RSSParser::ParseError>> failed;
 };
-
-// Subscribes to each feed not yet subscribed, one after the other, through Library::addPodcast;
-// a feed that fails is reported and the next goes on.
-QCoro::Task<ImportReport> subscribeAll(Library& library, QList<Feed> feeds);
 
 } // namespace OPML

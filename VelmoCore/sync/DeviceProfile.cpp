@@ -2,6 +2,7 @@
 
 #include "library/DisplayText.h"
 #include "library/JsonCoding.h"
+#include "library/Uuid.h"
 
 #include <QStringList>
 
@@ -16,7 +17,7 @@ void writePodcastConfigs(JsonWriter& w, const QHash<QUuid, PodcastDeviceConfig>&
 {
     QStringList keys;
     for (auto it = configs.cbegin(); it != configs.cend(); ++it)
-        keys.append(Json::uuidString(it.key()));
+        keys.append(Uuid::text(it.key()));
     std::sort(keys.begin(), keys.end());
     w.key("podcastConfigs"_L1);
     w.beginArray();

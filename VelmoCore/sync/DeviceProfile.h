@@ -1,5 +1,6 @@
 #pragma once
 
+#include "library/DeviceFormats.h"
 #include "library/RawValueEnum.h"
 
 #include <QHash>
@@ -14,27 +15,11 @@ class JsonObject;
 class JsonWriter;
 
 enum class SyncScope { fullLibrary, selectedPlaylists };
-enum class OutputFormat { keepSource, mp3, aac };
-enum class FolderStructure { artistAlbumTrack, mirrorLibrary, flat };
 
 template <>
 struct EnumRawValues<SyncScope> {
     static constexpr std::array values{std::pair{SyncScope::fullLibrary, "fullLibrary"},
                                        std::pair{SyncScope::selectedPlaylists, "selectedPlaylists"}};
-};
-
-template <>
-struct EnumRawValues<OutputFormat> {
-    static constexpr std::array values{std::pair{OutputFormat::keepSource, "keepSource"},
-                                       std::pair{OutputFormat::mp3, "mp3"},
-                                       std::pair{OutputFormat::aac, "aac"}};
-};
-
-template <>
-struct EnumRawValues<FolderStructure> {
-    static constexpr std::array values{std::pair{FolderStructure::artistAlbumTrack, "artistAlbumTrack"},
-                                       std::pair{FolderStructure::mirrorLibrary, "mirrorLibrary"},
-                                       std::pair{FolderStructure::flat, "flat"}};
 };
 
 struct PodcastDeviceConfig {

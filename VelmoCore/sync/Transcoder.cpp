@@ -2,9 +2,9 @@
 
 #include "library/Background.h"
 #include "library/FilePaths.h"
+#include "library/ImageType.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
-#include "metadata/ArtworkFetcher.h"
 #include "platform/AtomicFile.h"
 
 #include <QCryptographicHash>
@@ -91,7 +91,7 @@ void writeTags(const Track& track, const QUrl& source, const QString& path)
             cover = metadata->artworkData;
     }
     if (cover && !cover->isEmpty())
-        TagWriter::writeArtwork(tagged.url, *cover, ArtworkFetcher::mimeType(*cover));
+        TagWriter::writeArtwork(tagged.url, *cover, ImageType::mimeType(*cover));
 }
 
 } // namespace

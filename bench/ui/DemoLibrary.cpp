@@ -4,6 +4,7 @@
 #include "library/LibraryOrganizer.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "library/Uuid.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -88,7 +89,7 @@ int writeDemoLibrary(const QString& folder, int albums)
             track.genre = genre;
             track.year = year;
             track.trackNumber = t;
-            track.externalID = Json::uuidString(track.id);
+            track.externalID = Uuid::text(track.id);
             track.url = LibraryOrganizer::canonicalURL(track, root);
             QDir().mkpath(QFileInfo(track.path()).absolutePath());
             QFile::remove(track.path());

@@ -1,9 +1,9 @@
 #include "BenchSupport.h"
 #include "UiBenchSupport.h"
 
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
-#include "library/LibraryStores.h"
 #include "library/StoreWriter.h"
 #include "music/ImportController.h"
 

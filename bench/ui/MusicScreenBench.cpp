@@ -1,6 +1,6 @@
 #include "UiBenchSupport.h"
 
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "music/AlbumsView.h"
 #include "music/MusicView.h"
 #include "music/SongsTableModel.h"

@@ -1,8 +1,8 @@
 #include "UiBenchSupport.h"
 
 #include "BenchSupport.h"
-#include "library/Library.h"
-#include "library/LibraryStores.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "music/MusicView.h"
 
 #include <QApplication>

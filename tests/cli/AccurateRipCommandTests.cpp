@@ -2,7 +2,7 @@
 #include "disc/AccurateRipID.h"
 #include "disc/DiscTOC.h"
 #include "disc/TrackChecksums.h"
-#include "library/LibraryStores.h"
+#include "facade/LibraryStores.h"
 #include "library/Settings.h"
 #include "support/DiscImages.h"
 #include "support/FakeServices.h"

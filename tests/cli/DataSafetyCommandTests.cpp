@@ -1,6 +1,6 @@
 #include "VelmoTest.h"
+#include "facade/LibraryStores.h"
 #include "library/LibraryOrganizer.h"
-#include "library/LibraryStores.h"
 #include "library/Settings.h"
 #include "library/TagReader.h"
 #include "support/AudioFixtures.h"

@@ -1,6 +1,6 @@
 #include "VelmoTest.h"
 #include "disc/DiscTOC.h"
-#include "library/LibraryStores.h"
+#include "facade/LibraryStores.h"
 #include "library/TagReader.h"
 #include "support/DiscImages.h"
 #include "support/FakeServices.h"

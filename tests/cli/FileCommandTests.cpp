@@ -1,8 +1,9 @@
 #include "VelmoTest.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
-#include "library/LibraryStores.h"
 #include "library/TagReader.h"
+#include "library/Uuid.h"
 #include "support/AudioFixtures.h"
 #include "support/TrackFactory.h"
 
@@ -126,7 +127,7 @@ TEST_F(VelmoFilesTest, OpusAndAiffFilesAreImportedWithTheirTagsAndOurId)
         formats.append(rawValue(track.format));
         const auto read = TagReader::read(track.url);
         ASSERT_TRUE(read.has_value()) << qPrintable(track.path());
-        EXPECT_EQ(read->externalID, Json::uuidString(track.id)) << "our id is in the file";
+        EXPECT_EQ(read->externalID, Uuid::text(track.id)) << "our id is in the file";
         if (track.title == u"short") {
             EXPECT_TRUE(track.path().endsWith(u".aif"_s)) << "the file keeps its extension";
         }

@@ -1,6 +1,6 @@
 #include "VelmoTest.h"
+#include "facade/LibraryStores.h"
 #include "library/LibraryLock.h"
-#include "library/LibraryStores.h"
 #include "library/Settings.h"
 #include "support/TrackFactory.h"
 

@@ -1,5 +1,5 @@
 #include "VelmoTest.h"
-#include "library/LibraryStores.h"
+#include "facade/LibraryStores.h"
 #include "library/TagReader.h"
 #include "support/AudioFixtures.h"
 #include "support/FakeServices.h"

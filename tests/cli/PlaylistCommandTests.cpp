@@ -1,5 +1,5 @@
 #include "VelmoTest.h"
-#include "library/LibraryStores.h"
+#include "facade/LibraryStores.h"
 #include "support/SmallFileSystem.h"
 #include "support/TrackFactory.h"
 

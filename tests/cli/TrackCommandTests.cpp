@@ -1,9 +1,10 @@
 #include "VelmoTest.h"
+#include "facade/LibraryStores.h"
 #include "library/JsonCoding.h"
 #include "library/LibraryLock.h"
-#include "library/LibraryStores.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "library/Uuid.h"
 #include "support/AudioFixtures.h"
 #include "support/TrackFactory.h"
 
@@ -72,7 +73,7 @@ TEST_F(TrackCommandTest, ListFindsByQueryInTitleOrderOrAsAsked)
 
     EXPECT_EQ(velmo({u"track"_s, u"list"_s, u"colour:red"_s}).status, 2);
     EXPECT_EQ(velmo({u"track"_s, u"list"_s, u"--sort"_s, u"mood"_s}).status, 1);
-    const VelmoResult shown = velmo({u"track"_s, u"show"_s, Json::uuidString(tracks[0].id)});
+    const VelmoResult shown = velmo({u"track"_s, u"show"_s, Uuid::text(tracks[0].id)});
     EXPECT_TRUE(shown.out.contains(u"title:        Teardrop"_s)) << qPrintable(shown.out);
 }
 

@@ -4,8 +4,8 @@
 #include "FakeClock.h"
 #include "FakeServices.h"
 #include "TestEnvironment.h"
-#include "disc/CDRipController.h"
-#include "library/Library.h"
+#include "facade/CDRipController.h"
+#include "facade/Library.h"
 #include "metadata/MetadataHTTPClient.h"
 
 #include <QTemporaryDir>

@@ -1,6 +1,6 @@
 #include "app/ContentView.h"
 #include "app/SidebarView.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "maintenance/LibraryMaintenanceView.h"
 #include "music/AlbumDetailView.h"
 #include "music/MusicView.h"

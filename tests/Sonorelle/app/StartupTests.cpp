@@ -4,7 +4,7 @@
 #include "app/OnboardingView.h"
 #include "app/SidebarView.h"
 #include "disc/DiscMonitor.h"
-#include "library/LibraryStores.h"
+#include "facade/LibraryStores.h"
 #include "library/Settings.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"

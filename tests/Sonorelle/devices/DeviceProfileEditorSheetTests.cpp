@@ -1,7 +1,7 @@
 #include "DeviceTestSupport.h"
 
 #include "devices/DeviceProfileEditorSheet.h"
-#include "library/LibraryStores.h"
+#include "facade/LibraryStores.h"
 #include "sync/VelmoDeviceFile.h"
 
 #include <QCheckBox>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "devices/DeviceSyncController.h"
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "platform/VolumeSource.h"
 #include "podcasts/PodcastStore.h"
 #include "support/TestEnvironment.h"

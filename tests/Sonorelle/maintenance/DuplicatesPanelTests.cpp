@@ -1,5 +1,5 @@
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
 #include "library/Settings.h"
 #include "maintenance/DuplicatesPanel.h"
 #include "maintenance/LibraryMaintenanceView.h"

@@ -1,5 +1,5 @@
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
 #include "library/TagReader.h"
 #include "metadata/MusicBrainzReleaseLookup.h"
 #include "music/AlbumArtworkLoader.h"

@@ -1,9 +1,10 @@
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/Settings.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "library/Uuid.h"
 #include "music/ImportController.h"
 #include "music/ImportReviewSheet.h"
 #include "support/AudioFixtures.h"
@@ -98,8 +99,8 @@ TEST_F(ImportTest, AnImportedFileIsPlacedStampedAndAddedAndASecondCopyIsAlreadyT
     const Track added = library.tracks().constFirst();
     EXPECT_EQ(added.path(), root + u"/Unknown Artist/Unknown Album/a.flac"_s);
     EXPECT_FALSE(QFileInfo::exists(source + u"/a.flac"_s)) << "moved, not copied";
-    EXPECT_EQ(added.externalID, Json::uuidString(added.id));
-    EXPECT_EQ(TagReader::read(added.url)->externalID, Json::uuidString(added.id));
+    EXPECT_EQ(added.externalID, Uuid::text(added.id));
+    EXPECT_EQ(TagReader::read(added.url)->externalID, Uuid::text(added.id));
 
     // The library's own file and a new copy of it.
     sample(u"a.flac"_s);

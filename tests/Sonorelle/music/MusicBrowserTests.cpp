@@ -1,5 +1,5 @@
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
 #include "music/AlbumGroup.h"
 #include "music/AlbumsView.h"
 #include "music/ImportController.h"

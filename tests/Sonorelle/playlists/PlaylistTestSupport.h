@@ -1,6 +1,6 @@
 #pragma once
 
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "playlists/PlaylistTracksTable.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"

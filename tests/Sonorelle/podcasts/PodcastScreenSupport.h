@@ -1,7 +1,7 @@
 #pragma once
 
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
 #include "support/FakeHttpServer.h"
 #include "support/PodcastFeeds.h"
 #include "support/TestEnvironment.h"

@@ -1,9 +1,10 @@
 #include "disc/CDImporter.h"
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/LibraryOrganizer.h"
 #include "library/TagReader.h"
+#include "library/Uuid.h"
 #include "support/AudioFixtures.h"
 #include "support/TestEnvironment.h"
 
@@ -93,7 +94,7 @@ TEST_F(CDImporterTest, TracksBeyondTheReleaseGetSubstitutesAndEveryFileIsTaggedA
     EXPECT_EQ(first.genre, QString()) << "an unknown genre is empty text";
     EXPECT_EQ(first.path(), LibraryOrganizer::canonicalURL(first, QUrl::fromLocalFile(root.path())).toLocalFile());
     EXPECT_EQ(TagReader::read(first.url)->title, u"Song 1"_s) << "the tags are in the file";
-    EXPECT_EQ(TagReader::read(first.url)->customTags.value(Library::discIDTag()), u"disc-id"_s)
+    EXPECT_EQ(TagReader::read(first.url)->customTags.value(Track::discIDTag()), u"disc-id"_s)
         << "the disc id beside the track number places the file on its disc";
 
     const Track& eleventh = *results.at(10).track;
@@ -101,7 +102,7 @@ TEST_F(CDImporterTest, TracksBeyondTheReleaseGetSubstitutesAndEveryFileIsTaggedA
     EXPECT_EQ(eleventh.artist, u"Band"_s);
     EXPECT_EQ(eleventh.duration, 0.0);
     EXPECT_EQ(eleventh.trackNumber, 11);
-    EXPECT_EQ(eleventh.externalID, Json::uuidString(eleventh.id));
+    EXPECT_EQ(eleventh.externalID, Uuid::text(eleventh.id));
     EXPECT_FALSE(QDir(strategy.folderUsed).exists()) << "the temporary folder goes";
     EXPECT_TRUE(QFileInfo(strategy.folderUsed).fileName().startsWith(u"velmo_rip_"_s));
 }

@@ -1,9 +1,10 @@
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
 #include "library/JsonCoding.h"
-#include "library/Library.h"
 #include "library/Reconciler.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "library/Uuid.h"
 #include "platform/FolderWatcher.h"
 #include "support/AudioFixtures.h"
 #include "support/TestEnvironment.h"
@@ -213,7 +214,7 @@ TEST_F(ScanTest, ReconcileAndTheWatcherKeepIdentityThroughRenamesOutsideTheProgr
     const QString first = copy(u"A/one.flac"_s);
     copy(u"A/two.flac"_s);
     for (Track track : Library::scanFolder(QUrl::fromLocalFile(root))) {
-        track.externalID = Json::uuidString(track.id);
+        track.externalID = Uuid::text(track.id);
         TagWriter::write(track);
         library.add(track);
     }

@@ -1,8 +1,9 @@
+#include "library/DisplayText.h"
 #include "library/JsonCoding.h"
 #include "library/TagFile.h"
-#include "library/DisplayText.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
+#include "library/Uuid.h"
 #include "support/AudioFixtures.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"
@@ -119,7 +120,7 @@ TEST_P(TagFileTest, EveryFieldSurvivesARoundTripAndAbsentOnesAndCustomTagsGoButN
     EXPECT_EQ(read->customTags, track.customTags);
     EXPECT_GT(read->duration, 0);
     EXPECT_EQ(read->format, audioFormatFromURL(QUrl::fromLocalFile(path)));
-    EXPECT_EQ(firstValue(path, "VELMO_TRACK_ID"), Json::uuidString(track.id).toStdString());
+    EXPECT_EQ(firstValue(path, "VELMO_TRACK_ID"), Uuid::text(track.id).toStdString());
 
     const QByteArray before = readFile(path);
     TagWriter::write(track);
@@ -160,10 +161,10 @@ TEST_P(TagFileTest, OurOwnIdIsNoMusicBrainzIdAndArtworkReplacesEveryPicture)
     const QUrl url = QUrl::fromLocalFile(path);
     Track track = makeTrack(u"Song"_s);
     track.url = url;
-    track.externalID = Json::uuidString(track.id);
+    track.externalID = Uuid::text(track.id);
     TagWriter::write(track);
     EXPECT_FALSE(hasProperty(path, "MUSICBRAINZ_TRACKID"));
-    EXPECT_EQ(TagReader::read(url)->externalID, Json::uuidString(track.id));
+    EXPECT_EQ(TagReader::read(url)->externalID, Uuid::text(track.id));
 
     TagWriter::writeArtwork(url, AudioFixtures::pngBytes(), u"image/png"_s);
     EXPECT_EQ(TagReader::read(url)->artworkData, AudioFixtures::pngBytes());

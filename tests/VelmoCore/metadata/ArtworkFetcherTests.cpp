@@ -1,3 +1,4 @@
+#include "library/ImageType.h"
 #include "metadata/ArtworkFetcher.h"
 #include "support/AsyncTesting.h"
 #include "support/FakeClock.h"
@@ -87,19 +88,19 @@ protected:
 
 TEST(ArtworkImages, KindFromTheFirstBytes)
 {
-    EXPECT_EQ(ArtworkFetcher::mimeType(jpeg), u"image/jpeg"_s);
-    EXPECT_EQ(ArtworkFetcher::mimeType(png), u"image/png"_s);
-    EXPECT_EQ(ArtworkFetcher::mimeType(QByteArray("\x89PNG", 4)), u"image/png"_s);
-    EXPECT_EQ(ArtworkFetcher::mimeType(gif), u"image/gif"_s);
-    EXPECT_EQ(ArtworkFetcher::mimeType(webp), u"image/webp"_s);
-    EXPECT_EQ(ArtworkFetcher::mimeType("plain text"), u"image/jpeg"_s);
+    EXPECT_EQ(ImageType::mimeType(jpeg), u"image/jpeg"_s);
+    EXPECT_EQ(ImageType::mimeType(png), u"image/png"_s);
+    EXPECT_EQ(ImageType::mimeType(QByteArray("\x89PNG", 4)), u"image/png"_s);
+    EXPECT_EQ(ImageType::mimeType(gif), u"image/gif"_s);
+    EXPECT_EQ(ImageType::mimeType(webp), u"image/webp"_s);
+    EXPECT_EQ(ImageType::mimeType("plain text"), u"image/jpeg"_s);
 
     for (const QByteArray& image : {jpeg, png, gif, webp})
-        EXPECT_TRUE(ArtworkFetcher::isImage(image)) << image.toHex().constData();
+        EXPECT_TRUE(ImageType::isImage(image)) << image.toHex().constData();
     for (const QByteArray& notImage : {QByteArray("<!DOCTYPE html><html>"), QByteArray("{\"error\":1}"),
                                       QByteArray("\x89PNG", 4), QByteArray("\xFF\xD8", 2), QByteArray("RIFF\0\0\0\0WAVE", 12),
                                       QByteArray()})
-        EXPECT_FALSE(ArtworkFetcher::isImage(notImage)) << notImage.toHex().constData();
+        EXPECT_FALSE(ImageType::isImage(notImage)) << notImage.toHex().constData();
 }
 
 TEST(ArtworkITunesMatch, ArtistAndAlbumMustMatchInFull)

@@ -1,4 +1,4 @@
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
 #include "metadata/MusicBrainzReleaseLookup.h"

@@ -1,5 +1,5 @@
-#include "library/Library.h"
-#include "library/LibraryStores.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "playlists/PlaylistExporter.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"

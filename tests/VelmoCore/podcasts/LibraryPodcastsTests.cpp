@@ -1,4 +1,4 @@
-#include "library/Library.h"
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
 #include "podcasts/EpisodeDownloader.h"
 #include "podcasts/PodcastStore.h"

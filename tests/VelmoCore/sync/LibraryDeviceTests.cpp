@@ -1,5 +1,5 @@
-#include "library/Library.h"
-#include "library/LibraryStores.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "library/Settings.h"
 #include "support/JsonHelpers.h"
 #include "support/TestEnvironment.h"

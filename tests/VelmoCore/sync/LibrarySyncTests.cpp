@@ -1,6 +1,6 @@
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
-#include "library/LibraryStores.h"
 #include "podcasts/PodcastStore.h"
 #include "support/TestEnvironment.h"
 #include "support/TrackFactory.h"

@@ -1,5 +1,5 @@
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
 #include "podcasts/PodcastStore.h"
 #include "support/AsyncTesting.h"
 #include "support/TestEnvironment.h"

@@ -1,11 +1,12 @@
 #include "FolderImport.h"
 
-#include "Background.h"
-#include "JsonCoding.h"
 #include "Library.h"
-#include "LibraryOrganizer.h"
-#include "TagWriter.h"
-#include "TrackSignature.h"
+#include "library/Background.h"
+#include "library/JsonCoding.h"
+#include "library/LibraryOrganizer.h"
+#include "library/TagWriter.h"
+#include "library/TrackSignature.h"
+#include "library/Uuid.h"
 #include "platform/AtomicFile.h"
 
 #include <QDir>
@@ -97,7 +98,7 @@ QCoro::Task<> importTrack(Library& library, Track track, bool copy)
     // Our own id goes into files without a durable one, so that a later move outside the
     // program is recognised; never into a file that lay there already, which is the user's.
     if (placed && !track.externalID && track.format != AudioFormat::wav) {
-        track.externalID = Json::uuidString(track.id);
+        track.externalID = Uuid::text(track.id);
         const auto stamp = [track] {
             try {
                 TagWriter::write(track);

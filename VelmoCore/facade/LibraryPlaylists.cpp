@@ -1,9 +1,9 @@
 // The playlist and smart playlist operations of Library.
-#include "library/Library.h"
+#include "Library.h"
 
-#include "PlaylistExporter.h"
-#include "SmartRuleEngine.h"
-#include "TrackLookup.h"
+#include "playlists/PlaylistExporter.h"
+#include "playlists/SmartRuleEngine.h"
+#include "playlists/TrackLookup.h"
 
 #include <algorithm>
 

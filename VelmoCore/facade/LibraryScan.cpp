@@ -1,9 +1,9 @@
 #include "Library.h"
 
-#include "Background.h"
-#include "Reconciler.h"
-#include "TagReader.h"
-#include "TrackSignature.h"
+#include "library/Background.h"
+#include "library/Reconciler.h"
+#include "library/TagReader.h"
+#include "library/TrackSignature.h"
 #include "platform/FolderWatcher.h"
 
 #include <QDir>

@@ -1,8 +1,8 @@
 // The sync operations of Library.
-#include "library/Library.h"
+#include "Library.h"
 
-#include "PodcastSyncer.h"
 #include "library/Background.h"
+#include "sync/PodcastSyncer.h"
 
 QList<Episode> Library::episodesToSync(const Podcast& podcast, const DeviceProfile& profile) const
 {

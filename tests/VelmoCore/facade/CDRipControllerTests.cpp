@@ -1,16 +1,16 @@
-#include "disc/CDRipController.h"
+#include "../../support/AudioFixtures.h"
+#include "../../support/DiscImages.h"
+#include "../../support/FakeClock.h"
+#include "../../support/FakeServices.h"
+#include "../../support/RipSetup.h"
+#include "../../support/TestEnvironment.h"
+#include "../../support/TrackFactory.h"
 #include "disc/CueSheet.h"
+#include "facade/CDRipController.h"
+#include "facade/Library.h"
 #include "library/BlockingWait.h"
-#include "library/Library.h"
 #include "library/TagReader.h"
 #include "metadata/MusicBrainzDiscLookup.h"
-#include "support/AudioFixtures.h"
-#include "support/DiscImages.h"
-#include "support/RipSetup.h"
-#include "support/FakeClock.h"
-#include "support/FakeServices.h"
-#include "support/TestEnvironment.h"
-#include "support/TrackFactory.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -408,6 +408,6 @@ TEST_F(CDRipControllerTest, AnUnknownDiscIsRippedWithoutMetadataKeepingItsDiscID
     EXPECT_EQ(first.album, u"Unknown Album"_s);
     EXPECT_EQ(first.title, u"Track 1"_s);
     EXPECT_EQ(first.releaseMBID, std::nullopt);
-    EXPECT_EQ(first.customTags.value(Library::discIDTag()), toc.discID);
+    EXPECT_EQ(first.customTags.value(Track::discIDTag()), toc.discID);
     EXPECT_TRUE(QFileInfo::exists(first.path()));
 }

@@ -1,11 +1,13 @@
 #include "CDRipController.h"
 
-#include "CueSheet.h"
+#include "Library.h"
+#include "disc/CueSheet.h"
+#include "disc/DiscLookup.h"
 #include "library/Background.h"
-#include "library/Library.h"
+#include "library/ImageType.h"
 #include "library/Settings.h"
 #include "library/TrackSignature.h"
-#include "metadata/MusicBrainzDiscLookup.h"
+#include "metadata/ReleaseSignature.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -147,7 +149,7 @@ ExistingRipInfo CDRipController::existingInfo(qint64 trackCount, const ReleaseMe
 {
     ExistingRipInfo info{.totalTracks = trackCount};
     for (qint64 i = 0; i < trackCount && i < release.tracks.size(); ++i) {
-        if (!library.tracksMatching({TrackSignature(release.title, release.tracks.at(i))}).isEmpty())
+        if (!library.tracksMatching({releaseTrackSignature(release.title, release.tracks.at(i))}).isEmpty())
             info.presentIndices.insert(i);
     }
     return info;
@@ -252,7 +254,7 @@ QCoro::Task<> CDRipController::fetchArtwork(ReleaseMetadata release, Library* li
     const QList<Track> own = tracksOfRelease(release, library->tracks());
     for (const Track& track : own) {
         if (track.artworkData) {
-            found = ArtworkFetcher::ArtworkResult{*track.artworkData, ArtworkFetcher::mimeType(*track.artworkData)};
+            found = ArtworkFetcher::ArtworkResult{*track.artworkData, ImageType::mimeType(*track.artworkData)};
             break;
         }
     }
@@ -261,7 +263,7 @@ QCoro::Task<> CDRipController::fetchArtwork(ReleaseMetadata release, Library* li
         if (!self || !libraryAlive)
             co_return;
         if (cached)
-            found = ArtworkFetcher::ArtworkResult{*cached, ArtworkFetcher::mimeType(*cached)};
+            found = ArtworkFetcher::ArtworkResult{*cached, ImageType::mimeType(*cached)};
     }
     if (!found) {
         try {
@@ -338,7 +340,7 @@ QCoro::Task<> CDRipController::startRip(QString bsdName, Library& library, std::
     for (qint64 i = 0; i < trackCount && i < release.tracks.size(); ++i) {
         if (chosen.contains(i))
             continue;
-        const QList<Track> present = library.tracksMatching({TrackSignature(release.title, release.tracks.at(i))});
+        const QList<Track> present = library.tracksMatching({releaseTrackSignature(release.title, release.tracks.at(i))});
         if (!present.isEmpty())
             tracks[i] = TrackRipStates::Done{present.constFirst()};
     }

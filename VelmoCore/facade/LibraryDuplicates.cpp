@@ -1,5 +1,5 @@
-#include "FingerprintCache.h"
 #include "Library.h"
+#include "library/FingerprintCache.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "CDImporter.h"
-#include "DiscRipStrategy.h"
-#include "DiscTOC.h"
+#include "disc/CDImporter.h"
+#include "disc/DiscRipStrategy.h"
+#include "disc/DiscTOC.h"
 #include "library/Track.h"
 #include "metadata/ArtworkFetcher.h"
 #include "metadata/MetadataHTTPClient.h"

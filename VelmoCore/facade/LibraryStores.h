@@ -1,8 +1,8 @@
 #pragma once
 
-#include "StoreFile.h"
-#include "StoreLocations.h"
-#include "Track.h"
+#include "library/StoreFile.h"
+#include "library/StoreLocations.h"
+#include "library/Track.h"
 #include "playlists/Playlist.h"
 #include "playlists/SmartPlaylist.h"
 #include "podcasts/PodcastStore.h"

@@ -1,5 +1,5 @@
 // The device profile operations of Library.
-#include "library/Library.h"
+#include "Library.h"
 
 #include "library/Settings.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Track.h"
-#include "TrackSignature.h"
+#include "library/Track.h"
+#include "library/TrackSignature.h"
 
 #include <QCoro/QCoroTask>
 #include <QHash>

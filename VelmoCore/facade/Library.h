@@ -1,11 +1,11 @@
 #pragma once
 
-#include "ArtworkCache.h"
-#include "DuplicateFinder.h"
-#include "ReconcileReport.h"
-#include "StoreLocations.h"
-#include "Track.h"
-#include "TrackSignature.h"
+#include "library/ArtworkCache.h"
+#include "library/DuplicateFinder.h"
+#include "library/ReconcileReport.h"
+#include "library/StoreLocations.h"
+#include "library/Track.h"
+#include "library/TrackSignature.h"
 #include "metadata/ArtworkFetcher.h"
 #include "metadata/MetadataHTTPClient.h"
 #include "metadata/ReleaseCandidate.h"
@@ -64,9 +64,6 @@ public:
     const QHash<QUuid, double>& downloadProgress() const { return m_downloadProgress; }
 
     void add(const Track& track);
-    // The tag a rip writes into every file it makes. With the track and disc numbers it
-    // places the file on its disc, which a title cannot: a disc may have two "Interlude".
-    static QString discIDTag();
     // For the rip pipeline: a re-rip of a song already here keeps its id, dateAdded and
     // custom tags. The entry it takes over is the one of the same disc and position, else one
     // whose signature matches and that is not another track of that disc (the one at the same

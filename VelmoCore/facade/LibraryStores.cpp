@@ -1,7 +1,7 @@
 #include "LibraryStores.h"
 
-#include "JsonCoding.h"
-#include "UniqueIDs.h"
+#include "library/JsonCoding.h"
+#include "library/UniqueIDs.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "library/RawValueEnum.h"
+#include "RawValueEnum.h"
 
 // How a rip reads the disc: raw sector reads, or the error-correcting paranoia reader.
 enum class RipStrategyKind { direct, paranoia };

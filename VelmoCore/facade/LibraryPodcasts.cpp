@@ -1,9 +1,9 @@
-#include "library/Library.h"
+#include "Library.h"
 
-#include "EpisodeDownloader.h"
-#include "PodcastEpisodes.h"
-#include "PodcastFiles.h"
-#include "RSSParser.h"
+#include "podcasts/EpisodeDownloader.h"
+#include "podcasts/PodcastEpisodes.h"
+#include "podcasts/PodcastFiles.h"
+#include "podcasts/RSSParser.h"
 
 #include <QFile>
 #include <QPointer>

@@ -1,10 +1,11 @@
-#include "library/Library.h"
+#include "Library.h"
 
-#include "AlbumRefetchPlan.h"
-#include "MusicBrainzReleaseLookup.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
+#include "library/ImageType.h"
 #include "library/TagWriter.h"
+#include "metadata/AlbumRefetchPlan.h"
+#include "metadata/MusicBrainzReleaseLookup.h"
 
 #include <QPointer>
 
@@ -55,7 +56,7 @@ QSet<QUuid> idsOf(const QList<Track>& tracks)
 // Into each file in turn; the ids of the tracks whose files took the picture.
 QCoro::Task<QSet<QUuid>> writeArtworkInto(QList<Track> tracks, QByteArray data)
 {
-    const QString mimeType = ArtworkFetcher::mimeType(data);
+    const QString mimeType = ImageType::mimeType(data);
     QSet<QUuid> written;
     for (const Track& track : std::as_const(tracks)) {
         const auto write = [url = track.url, data, mimeType] { TagWriter::writeArtwork(url, data, mimeType); };
@@ -82,7 +83,7 @@ RefetchWrite writeRelease(const Track& track, const std::optional<QByteArray>& c
         TagWriter::write(track);
         result.tagsWritten = true;
         if (cover) {
-            TagWriter::writeArtwork(track.url, *cover, ArtworkFetcher::mimeType(*cover));
+            TagWriter::writeArtwork(track.url, *cover, ImageType::mimeType(*cover));
             result.artworkWritten = true;
         }
     } catch (const TagWriter::WriteError&) {
@@ -176,7 +177,7 @@ QCoro::Task<Library::AlbumRefetchSummary> Library::refetchAlbumInfo(QList<Track>
         const std::optional<QString> mbid = release.mbid.isEmpty() ? std::nullopt : std::optional(release.mbid);
         const ArtworkFetcher::ArtworkResult found =
             co_await ArtworkFetcher::fetchArtwork(release.artist, release.title, mbid, release.releaseGroupID, client);
-        if (ArtworkFetcher::isImage(found.data))
+        if (ImageType::isImage(found.data))
             cover = found.data;
     } catch (const ArtworkFetcher::FetchError&) {
         // The tags are worth applying without a cover.
@@ -299,7 +300,7 @@ QCoro::Task<qsizetype> Library::applyArtwork(ArtworkFetcher::ArtworkResult artwo
 {
     assertMainThread();
     // A server's error page sent as a picture would spoil every file it went into.
-    if (!ArtworkFetcher::isImage(artwork.data))
+    if (!ImageType::isImage(artwork.data))
         co_return 0;
     QList<Track> targets;
     for (const Track& track : std::as_const(m_tracks)) {

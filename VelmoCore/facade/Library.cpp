@@ -1,10 +1,10 @@
 #include "Library.h"
 
-#include "Background.h"
-#include "LibraryOrganizer.h"
 #include "LibraryStores.h"
-#include "StoreWriter.h"
-#include "TagWriter.h"
+#include "library/Background.h"
+#include "library/LibraryOrganizer.h"
+#include "library/StoreWriter.h"
+#include "library/TagWriter.h"
 
 #include <QCoreApplication>
 
@@ -134,17 +134,12 @@ void Library::add(const Track& track)
     tracksDidChange();
 }
 
-QString Library::discIDTag()
-{
-    return u"MUSICBRAINZ_DISCID"_s;
-}
-
 namespace {
 
 // The disc and position a ripped file's tags give it; none without a disc id.
 std::optional<std::tuple<QString, qint64, qint64>> discPosition(const Track& track)
 {
-    const QString discID = track.customTags.value(Library::discIDTag());
+    const QString discID = track.customTags.value(Track::discIDTag());
     if (discID.isEmpty() || !track.trackNumber)
         return std::nullopt;
     return std::tuple(discID, *track.trackNumber, track.discNumber.value_or(1));
@@ -188,7 +183,7 @@ Track Library::upsertRippedTrack(const Track& track, const QSet<QUuid>& sameRip)
     existing = track.preservingIdentity(existing);
     // The file now carries the disc it came from, and so does its entry.
     if (position)
-        existing.customTags.insert(discIDTag(), std::get<0>(*position));
+        existing.customTags.insert(Track::discIDTag(), std::get<0>(*position));
     const Track stored = existing;
     m_artworkCache.warm(stored.artworkData, stored.id);
     tracksDidChange();

@@ -1,8 +1,8 @@
-#include "library/Library.h"
-#include "library/LibraryStores.h"
-#include "support/JsonHelpers.h"
-#include "support/TestEnvironment.h"
-#include "support/TrackFactory.h"
+#include "../../support/JsonHelpers.h"
+#include "../../support/TestEnvironment.h"
+#include "../../support/TrackFactory.h"
+#include "facade/Library.h"
+#include "facade/LibraryStores.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -230,7 +230,7 @@ TEST_F(LibraryTest, RippedTracksOfOneTitleAreKnownByTheirDiscAndPosition)
         track.trackNumber = number;
         track.discNumber = 1;
         if (!discID.isEmpty())
-            track.customTags.insert(Library::discIDTag(), discID);
+            track.customTags.insert(Track::discIDTag(), discID);
         return track;
     };
 
