@@ -1,6 +1,7 @@
 #include "EncodedAudio.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 extern "C" {
@@ -140,6 +141,20 @@ QString write(const std::vector<float>& interleaved, int channels, int rate, con
     avcodec_free_context(&encoder);
     avformat_free_context(format);
     return path;
+}
+
+void damageMiddleFrame(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite) || file.size() < 16384)
+        qFatal("cannot damage %s", qPrintable(path));
+    QByteArray bytes = file.readAll();
+    const qsizetype middle = bytes.size() / 2;
+    for (qsizetype i = middle; i < middle + 32; ++i)
+        bytes[i] = char(bytes[i] ^ 0x5a);
+    file.seek(0);
+    if (file.write(bytes) != bytes.size())
+        qFatal("cannot damage %s", qPrintable(path));
 }
 
 } // namespace EncodedAudio
