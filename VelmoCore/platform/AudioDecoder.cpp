@@ -91,8 +91,9 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
     FFmpeg::Codec decoder(avcodec_alloc_context3(codec));
     if (!decoder || avcodec_parameters_to_context(decoder.get(), open.stream->codecpar) < 0)
         fail(path, "could not be decoded");
-    // Without it a FLAC frame whose checksum fails decodes into noise and passes as audio.
-    decoder->err_recognition |= AV_EF_CRCCHECK;
+    // Without these a FLAC frame whose checksum fails decodes into noise and passes as audio.
+    if (codec->id == AV_CODEC_ID_FLAC)
+        decoder->err_recognition |= AV_EF_CRCCHECK | AV_EF_EXPLODE;
     if (avcodec_open2(decoder.get(), codec, nullptr) < 0)
         fail(path, "could not be decoded");
 

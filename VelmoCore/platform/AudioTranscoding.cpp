@@ -112,8 +112,9 @@ Source openSource(const QString& path)
         readFailure(u"out of memory"_s);
     check(avcodec_parameters_to_context(source.decoder.get(), source.stream->codecpar), Failure::Stage::read,
           u"its audio could not be decoded"_s);
-    // Without it a FLAC frame whose checksum fails decodes into noise and goes onto the device.
-    source.decoder->err_recognition |= AV_EF_CRCCHECK;
+    // Without these a FLAC frame whose checksum fails decodes into noise and goes onto the device.
+    if (codec->id == AV_CODEC_ID_FLAC)
+        source.decoder->err_recognition |= AV_EF_CRCCHECK | AV_EF_EXPLODE;
     check(avcodec_open2(source.decoder.get(), codec, nullptr), Failure::Stage::read, u"its audio could not be decoded"_s);
     if (source.decoder->sample_rate <= 0 || source.decoder->ch_layout.nb_channels <= 0)
         readFailure(u"its audio has no sample rate or channels"_s);

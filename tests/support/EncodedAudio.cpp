@@ -146,10 +146,20 @@ QString write(const std::vector<float>& interleaved, int channels, int rate, con
 void damageMiddleFrame(const QString& path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadWrite) || file.size() < 16384)
+    if (!file.open(QIODevice::ReadWrite))
         qFatal("cannot damage %s", qPrintable(path));
     QByteArray bytes = file.readAll();
-    const qsizetype middle = bytes.size() / 2;
+    // Past the metadata blocks, which may hold tags, a picture or padding.
+    qsizetype audio = 4;
+    bool last = false;
+    while (!last && audio + 4 <= bytes.size()) {
+        const auto header = reinterpret_cast<const uchar*>(bytes.constData() + audio);
+        last = (header[0] & 0x80) != 0;
+        audio += 4 + ((qsizetype(header[1]) << 16) | (qsizetype(header[2]) << 8) | qsizetype(header[3]));
+    }
+    if (!bytes.startsWith("fLaC") || audio + 8192 > bytes.size())
+        qFatal("no FLAC audio to damage in %s", qPrintable(path));
+    const qsizetype middle = audio + (bytes.size() - audio) / 2;
     for (qsizetype i = middle; i < middle + 32; ++i)
         bytes[i] = char(bytes[i] ^ 0x5a);
     file.seek(0);
