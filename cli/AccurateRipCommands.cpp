@@ -88,7 +88,10 @@ QCoro::Task<int> checksum(Invocation& invocation)
     try {
         sums = co_await Background::run(sum);
     } catch (const AudioDecoder::DecodeError& error) {
-        co_return invocation.fail(u"Could not read %1: %2"_s.arg(path, QString::fromUtf8(error.what())));
+        const QString reason = QString::fromUtf8(error.what());
+        if (error.kind() == AudioDecoder::DecodeError::Kind::damaged)
+            co_return invocation.fail(u"Track %1: damaged: cannot be verified (%2)"_s.arg(*track).arg(reason));
+        co_return invocation.fail(u"Could not read %1: %2"_s.arg(path, reason));
     }
     if (invocation.json()) {
         const QJsonObject object{{u"v1"_s, hex(sums.v1)},
@@ -245,6 +248,8 @@ QCoro::Task<int> verifyDisc(Invocation& invocation)
             verdict = AccurateRip::verify(sums, pressings, number - 1);
         } catch (const AudioDecoder::DecodeError& error) {
             verdict.reason = QString::fromUtf8(error.what());
+            if (error.kind() == AudioDecoder::DecodeError::Kind::damaged)
+                verdict.outcome = AccurateRip::Verdict::Outcome::damaged;
         }
         verdicts.append(verdict);
         invocation.out() << u"Track "_s << number << u": "_s << path << u" — "_s << verdict.text() << Qt::endl;

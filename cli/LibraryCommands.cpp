@@ -231,6 +231,9 @@ QCoro::Task<int> duplicates(Invocation& invocation)
     } else {
         DuplicateFinder::Search search;
         search.threshold = threshold;
+        search.onSkipped = [&invocation](const Track&, const QString& reason) {
+            invocation.err() << u"Passed over: "_s << reason << Qt::endl;
+        };
         std::optional<QList<QList<Track>>> found = co_await library.findDuplicates(std::move(search));
         groups = found.value_or(QList<QList<Track>>());
     }

@@ -90,6 +90,8 @@ QString Verdict::text() const
         return u"not in the database"_s;
     case Outcome::mismatch:
         return u"does not match (%1 known)"_s.arg(DisplayText::counted(pressings, u"pressing"_s));
+    case Outcome::damaged:
+        return u"damaged: cannot be verified (%1)"_s.arg(reason);
     case Outcome::unchecked:
         break;
     }

@@ -66,18 +66,19 @@ QCoro::Task<QList<Pressing>> fetch(AccurateRipID disc, MetadataHTTPClient& clien
 
 // What the database says of one ripped track.
 struct Verdict {
-    enum class Outcome { accurate, notInDatabase, mismatch, unchecked };
+    // damaged: the file has a frame that does not decode or ends short, so no sum over it is true.
+    enum class Outcome { accurate, notInDatabase, mismatch, damaged, unchecked };
 
     Outcome outcome = Outcome::unchecked;
     qint64 confidence = 0; // of the matching entry
     int version = 0; // 1 or 2: which checksum matched
     qint64 pressings = 0; // that know the track, when none matched
     bool reread = false; // the track was read a second time with the paranoia reader
-    QString reason; // why it could not be checked
+    QString reason; // why it could not be checked, or where it is damaged
 
     bool matched() const { return outcome == Outcome::accurate; }
     // "accurately ripped (confidence 12, v2)", "not in the database",
-    // "does not match (3 pressings known)", "not checked: …".
+    // "does not match (3 pressings known)", "damaged: cannot be verified (…)", "not checked: …".
     QString text() const;
 
     bool operator==(const Verdict&) const = default;

@@ -186,6 +186,7 @@ struct Outcome {
     std::optional<Fingerprint> fingerprint;
     std::optional<FingerprintCache::Entry> entry; // what the cache is to hold
     bool fromCache = false;
+    QString skipped; // why a file that is there has no fingerprint
 };
 
 Outcome fingerprintFile(const Track& track, const std::optional<FingerprintCache::Entry>& cached, bool useCache,
@@ -213,8 +214,10 @@ Outcome fingerprintFile(const Track& track, const std::optional<FingerprintCache
             entry.fingerprint = fingerprinter(track.url);
         outcome.fingerprint = entry.fingerprint;
         outcome.entry = entry;
-    } catch (const FingerprintReader::FingerprintError&) {
-    } catch (const AudioDecoder::DecodeError&) {
+    } catch (const FingerprintReader::FingerprintError& error) {
+        outcome.skipped = error.message();
+    } catch (const AudioDecoder::DecodeError& error) {
+        outcome.skipped = QString::fromUtf8(error.what());
     }
     return outcome;
 }
@@ -308,6 +311,8 @@ QCoro::Task<std::optional<QList<Group>>> findDuplicates(QList<Track> tracks, Sea
     for (qsizetype i = 0; i < total; ++i) {
         const Outcome& outcome = outcomes->at(size_t(i));
         fingerprints.append(outcome.fingerprint);
+        if (!outcome.skipped.isEmpty() && search.onSkipped)
+            search.onSkipped(tracks.at(i), outcome.skipped);
         if (outcome.entry) {
             kept.insert(tracks.at(i).id, *outcome.entry);
             cacheChanged = cacheChanged || !outcome.fromCache;

@@ -52,6 +52,9 @@ struct Search {
     std::optional<QString> cachePath;
     // On the calling thread: files looked at, of all.
     std::function<void(qsizetype done, qsizetype total)> onProgress;
+    // On the calling thread, once for each file passed over because its audio is damaged or
+    // does not decode, with the reason in words.
+    std::function<void(const Track& track, const QString& reason)> onSkipped;
     // Set from any thread; the search stops soon after and gives nothing.
     std::shared_ptr<std::atomic_bool> cancelled = std::make_shared<std::atomic_bool>(false);
     // Tests count the decodes through this.

@@ -30,6 +30,19 @@ using FFmpeg::Packet;
     throw DecodeError(QStringLiteral("“%1” %2.").arg(path, QString::fromUtf8(what)).toStdString());
 }
 
+[[noreturn]] void damaged(const QString& path, const QString& what)
+{
+    throw DecodeError(QStringLiteral("“%1” %2.").arg(path, what).toStdString(), DecodeError::Kind::damaged);
+}
+
+double seconds(int64_t pts, const AVStream& stream)
+{
+    if (pts == AV_NOPTS_VALUE)
+        return 0.0;
+    return double(pts - std::max<int64_t>(stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time, 0))
+           * av_q2d(stream.time_base);
+}
+
 struct OpenStream {
     Format format;
     int index = -1;
@@ -58,14 +71,16 @@ OpenStream openAudio(const QString& path)
 // Whether the packet starts at or beyond the limit, in the stream's time base.
 bool pastLimit(const AVPacket& packet, const AVStream& stream, double maxSeconds)
 {
-    if (packet.pts == AV_NOPTS_VALUE)
-        return false;
-    return double(packet.pts - std::max<int64_t>(stream.start_time == AV_NOPTS_VALUE ? 0 : stream.start_time, 0))
-               * av_q2d(stream.time_base)
-           >= maxSeconds;
+    return packet.pts != AV_NOPTS_VALUE && seconds(packet.pts, stream) >= maxSeconds;
 }
 
 } // namespace
+
+QString position(double seconds)
+{
+    const auto whole = qint64(std::max(0.0, std::floor(seconds)));
+    return QStringLiteral("%1:%2").arg(whole / 60, 2, 10, QLatin1Char('0')).arg(whole % 60, 2, 10, QLatin1Char('0'));
+}
 
 Samples decode(const QString& path, double maxSeconds, int maxChannels)
 {
@@ -74,8 +89,12 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
     if (!codec)
         fail(path, "is in a format that cannot be decoded");
     FFmpeg::Codec decoder(avcodec_alloc_context3(codec));
-    if (!decoder || avcodec_parameters_to_context(decoder.get(), open.stream->codecpar) < 0
-        || avcodec_open2(decoder.get(), codec, nullptr) < 0)
+    if (!decoder || avcodec_parameters_to_context(decoder.get(), open.stream->codecpar) < 0)
+        fail(path, "could not be decoded");
+    // Without these a FLAC frame whose checksum fails decodes into noise and passes as audio.
+    if (codec->id == AV_CODEC_ID_FLAC)
+        decoder->err_recognition |= AV_EF_CRCCHECK | AV_EF_EXPLODE;
+    if (avcodec_open2(decoder.get(), codec, nullptr) < 0)
         fail(path, "could not be decoded");
 
     const int rate = decoder->sample_rate;
@@ -105,8 +124,11 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
     qint64 frames = 0;
     bool decodedAny = false;
 
+    double at = 0.0; // where the last packet sent begins
+    const auto rejected = [&] { damaged(path, QStringLiteral("has a frame at %1 that does not decode").arg(position(at))); };
     const auto drain = [&] {
-        while (avcodec_receive_frame(decoder.get(), frame.get()) == 0) {
+        int code = 0;
+        while ((code = avcodec_receive_frame(decoder.get(), frame.get())) == 0) {
             decodedAny = true;
             converted.resize(size_t(frame->nb_samples) * size_t(sourceChannels));
             auto* out = reinterpret_cast<uint8_t*>(converted.data());
@@ -121,13 +143,16 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
                     result.samples.push_back(converted[size_t(i) * size_t(sourceChannels) + size_t(c)]);
             frames += take;
         }
+        if (code != AVERROR(EAGAIN) && code != AVERROR_EOF)
+            rejected();
     };
 
     while (frames < wantedFrames && av_read_frame(open.format.get(), packet.get()) >= 0) {
         if (packet->stream_index == open.index) {
-            // A damaged packet is skipped, as players do; a file with no good packet fails below.
-            if (avcodec_send_packet(decoder.get(), packet.get()) == 0)
-                drain();
+            at = seconds(packet->pts, *open.stream);
+            if (avcodec_send_packet(decoder.get(), packet.get()) < 0)
+                rejected();
+            drain();
         }
         av_packet_unref(packet.get());
     }
@@ -137,6 +162,14 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
     }
     if (!decodedAny)
         fail(path, "holds no decodable audio");
+    // FLAC's STREAMINFO counts the samples exactly; other formats' lengths are estimates.
+    if (frames < wantedFrames && open.stream->codecpar->codec_id == AV_CODEC_ID_FLAC
+        && open.stream->duration != AV_NOPTS_VALUE && open.stream->duration > 0) {
+        const int64_t stated = av_rescale_q(open.stream->duration, open.stream->time_base, AVRational{1, rate});
+        if (frames < std::min<int64_t>(stated, wantedFrames))
+            damaged(path, QStringLiteral("ends at %1 of the %2 it states")
+                              .arg(position(double(frames) / rate), position(double(stated) / rate)));
+    }
     return result;
 }
 

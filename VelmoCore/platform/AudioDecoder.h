@@ -18,11 +18,29 @@ struct Samples {
 
 class DecodeError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    // unreadable: gone, not audio or of a codec we lack. damaged: a frame the codec rejects, or
+    // audio that ends before the length the file states.
+    enum class Kind { unreadable, damaged };
+
+    explicit DecodeError(const std::string& sentence, Kind kind = Kind::unreadable)
+        : std::runtime_error(sentence)
+        , m_kind(kind)
+    {
+    }
+
+    Kind kind() const { return m_kind; }
+
+private:
+    Kind m_kind;
 };
 
+// A position in the audio as the user reads it: "03:07".
+QString position(double seconds);
+
 // At most `maxSeconds` of audio, keeping only the first `maxChannels` channels. Throws
-// DecodeError for a file that has gone, is not audio or does not decode.
+// DecodeError for a file that has gone, is not audio or does not decode, and a damaged one for
+// a frame that does not decode or a FLAC file shorter than its STREAMINFO says: nothing may be
+// computed over silently shortened audio.
 Samples decode(const QString& path, double maxSeconds, int maxChannels);
 
 // A hash of the packets that hold the first `maxSeconds` of audio, without decoding them.

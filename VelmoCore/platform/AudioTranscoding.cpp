@@ -1,6 +1,7 @@
 #include "AudioTranscoding.h"
 
 #include "AtomicFile.h"
+#include "AudioDecoder.h"
 #include "FFmpegPointers.h"
 
 extern "C" {
@@ -111,6 +112,9 @@ Source openSource(const QString& path)
         readFailure(u"out of memory"_s);
     check(avcodec_parameters_to_context(source.decoder.get(), source.stream->codecpar), Failure::Stage::read,
           u"its audio could not be decoded"_s);
+    // Without these a FLAC frame whose checksum fails decodes into noise and goes onto the device.
+    if (codec->id == AV_CODEC_ID_FLAC)
+        source.decoder->err_recognition |= AV_EF_CRCCHECK | AV_EF_EXPLODE;
     check(avcodec_open2(source.decoder.get(), codec, nullptr), Failure::Stage::read, u"its audio could not be decoded"_s);
     if (source.decoder->sample_rate <= 0 || source.decoder->ch_layout.nb_channels <= 0)
         readFailure(u"its audio has no sample rate or channels"_s);
@@ -207,9 +211,10 @@ public:
         int code = 0;
         while ((code = av_read_frame(input, m_packet.get())) >= 0) {
             if (m_packet->stream_index == m_source.stream->index) {
-                // A damaged packet is skipped, as players do; a source of nothing but fails below.
-                if (avcodec_send_packet(m_source.decoder.get(), m_packet.get()) == 0)
-                    decodeAvailable();
+                m_at = m_packet->pts;
+                if (avcodec_send_packet(m_source.decoder.get(), m_packet.get()) < 0)
+                    rejected();
+                decodeAvailable();
             }
             av_packet_unref(m_packet.get());
         }
@@ -239,12 +244,24 @@ public:
 private:
     void decodeAvailable()
     {
-        while (avcodec_receive_frame(m_source.decoder.get(), m_frame.get()) == 0) {
+        int code = 0;
+        while ((code = avcodec_receive_frame(m_source.decoder.get(), m_frame.get())) == 0) {
             m_decodedFrames += m_frame->nb_samples;
             resample(const_cast<const uint8_t**>(m_frame->extended_data), m_frame->nb_samples);
             av_frame_unref(m_frame.get());
             encodeFromFifo(false);
         }
+        if (code != AVERROR(EAGAIN) && code != AVERROR_EOF)
+            rejected();
+    }
+
+    // A copy with a gap in it would pass for the whole track on the device.
+    [[noreturn]] void rejected() const
+    {
+        const AVStream& stream = *m_source.stream;
+        const int64_t start = stream.start_time == AV_NOPTS_VALUE ? 0 : std::max<int64_t>(stream.start_time, 0);
+        const double seconds = m_at == AV_NOPTS_VALUE ? 0.0 : double(m_at - start) * av_q2d(stream.time_base);
+        readFailure(u"it is damaged: the frame at %1 does not decode"_s.arg(AudioDecoder::position(seconds)));
     }
 
     void resample(const uint8_t** input, int count)
@@ -317,6 +334,7 @@ private:
     FFmpeg::Resampler m_resampler;
     std::unique_ptr<AVAudioFifo, FifoFreer> m_fifo;
     qint64 m_decodedFrames = 0;
+    int64_t m_at = AV_NOPTS_VALUE; // where the last packet sent begins
     qint64 m_encodedSamples = 0;
 };
 

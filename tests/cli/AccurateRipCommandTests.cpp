@@ -5,12 +5,14 @@
 #include "facade/LibraryStores.h"
 #include "library/Settings.h"
 #include "support/DiscImages.h"
+#include "support/EncodedAudio.h"
 #include "support/FakeServices.h"
 
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtEndian>
 
@@ -140,6 +142,23 @@ TEST_F(AccurateRipCommandTest, ChecksumOfAFileAsTrackOfADisc)
     EXPECT_EQ(missing.status, 1);
 }
 
+TEST_F(AccurateRipCommandTest, ChecksumOfAFileWithACorruptFrameIsRefusedAsDamaged)
+{
+    const QString file = EncodedAudio::write(EncodedAudio::music(4, 12.0), folder.filePath(u"damaged.flac"_s));
+    const VelmoResult whole =
+        velmo({u"accuraterip"_s, u"checksum"_s, file, u"--track"_s, u"2"_s, u"--tracks"_s, u"3"_s});
+    ASSERT_EQ(whole.status, 0) << whole.err.toStdString();
+
+    EncodedAudio::damageMiddleFrame(file);
+    const VelmoResult damaged =
+        velmo({u"accuraterip"_s, u"checksum"_s, file, u"--track"_s, u"2"_s, u"--tracks"_s, u"3"_s});
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_TRUE(damaged.out.isEmpty()) << "no sums over what is left: " << damaged.out.toStdString();
+    EXPECT_TRUE(damaged.err.contains(u"Track 2: damaged: cannot be verified"_s)) << damaged.err.toStdString();
+    EXPECT_TRUE(damaged.err.contains(file)) << damaged.err.toStdString();
+    EXPECT_TRUE(damaged.err.contains(QRegularExpression(u"00:0\\d"_s))) << damaged.err.toStdString();
+}
+
 TEST_F(AccurateRipCommandTest, ParseGivesTheEntriesAsNumbers)
 {
     const QString file = folder.filePath(u"dBAR-002.bin"_s);
@@ -197,6 +216,16 @@ TEST_F(AccurateRipCommandTest, ImportSaysEachMatchingTrackIsAccurateAndVerifyChe
                                      + u"/Band/Plates/02 Movement 2.flac — does not match (1 pressing known)"_s))
         << changed.out.toStdString();
     EXPECT_TRUE(changed.out.endsWith(u"2 of 3 tracks verified by AccurateRip.\n"_s));
+
+    serve(sheet);
+    const QString third = root() + u"/Band/Plates/03 Movement 3.flac"_s;
+    ASSERT_TRUE(QFileInfo::exists(third));
+    EncodedAudio::damageMiddleFrame(third);
+    const VelmoResult damaged = velmo({u"disc"_s, u"verify"_s, sheet});
+    EXPECT_EQ(damaged.status, 1);
+    EXPECT_TRUE(damaged.out.contains(u"Track 3: "_s + third + u" — damaged: cannot be verified (“"_s + third))
+        << damaged.out.toStdString();
+    EXPECT_TRUE(damaged.out.endsWith(u"2 of 3 tracks verified by AccurateRip.\n"_s)) << damaged.out.toStdString();
 }
 
 TEST_F(AccurateRipCommandTest, FindOffsetFromTheDatabasesFrame450Checksums)

@@ -1,6 +1,7 @@
 #include "EncodedAudio.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 extern "C" {
@@ -140,6 +141,30 @@ QString write(const std::vector<float>& interleaved, int channels, int rate, con
     avcodec_free_context(&encoder);
     avformat_free_context(format);
     return path;
+}
+
+void damageMiddleFrame(const QString& path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite))
+        qFatal("cannot damage %s", qPrintable(path));
+    QByteArray bytes = file.readAll();
+    // Past the metadata blocks, which may hold tags, a picture or padding.
+    qsizetype audio = 4;
+    bool last = false;
+    while (!last && audio + 4 <= bytes.size()) {
+        const auto header = reinterpret_cast<const uchar*>(bytes.constData() + audio);
+        last = (header[0] & 0x80) != 0;
+        audio += 4 + ((qsizetype(header[1]) << 16) | (qsizetype(header[2]) << 8) | qsizetype(header[3]));
+    }
+    if (!bytes.startsWith("fLaC") || audio + 8192 > bytes.size())
+        qFatal("no FLAC audio to damage in %s", qPrintable(path));
+    const qsizetype middle = audio + (bytes.size() - audio) / 2;
+    for (qsizetype i = middle; i < middle + 32; ++i)
+        bytes[i] = char(bytes[i] ^ 0x5a);
+    file.seek(0);
+    if (file.write(bytes) != bytes.size())
+        qFatal("cannot damage %s", qPrintable(path));
 }
 
 } // namespace EncodedAudio

@@ -20,4 +20,8 @@ QString write(const std::vector<float>& stereo, const QString& path, int bitRate
 QString write(const std::vector<float>& interleaved, int channels, int rate, const QString& path,
               int bitRate = 192000);
 
+// Flips bytes in the middle of a FLAC file's audio, inside one frame, leaving the header and
+// every metadata block whole: the damage `flac -t` reports and a player may play past.
+void damageMiddleFrame(const QString& path);
+
 } // namespace EncodedAudio

@@ -34,6 +34,7 @@ protected:
         EncodedAudio::write(piece, file(u"a-192.mp3"_s), 192000);
         EncodedAudio::write(piece, file(u"a-96.mp3"_s), 96000);
         EncodedAudio::write(piece, file(u"a.ogg"_s), 128000);
+        EncodedAudio::damageMiddleFrame(EncodedAudio::write(piece, file(u"a-damaged.flac"_s)));
         EncodedAudio::write(EncodedAudio::music(2, 40.0), file(u"b.flac"_s));
         EncodedAudio::write(EncodedAudio::music(1, 2.0), file(u"two-seconds.flac"_s));
         AudioFixtures::writeSilentWav(file(u"silence.wav"_s), 40.0);
@@ -84,14 +85,24 @@ TEST_F(AudioDuplicatesTest, OnePieceInFourEncodingsIsOneGroupAndNothingElseJoins
         track(u"b.flac"_s),           track(u"a-192.mp3"_s), track(u"silence.wav"_s),
         track(u"two-seconds.flac"_s), track(u"a.ogg"_s),     track(u"not-audio.mp3"_s),
         track(u"gone.flac"_s),        track(u"a.flac"_s),    track(u"a-96.mp3"_s),
+        track(u"a-damaged.flac"_s),
     };
     for (const auto pairing : {DuplicateFinder::Pairing::exact, DuplicateFinder::Pairing::indexed}) {
         DuplicateFinder::Search search;
         search.threshold = 0.9f;
         search.pairing = pairing;
+        QStringList skipped;
+        search.onSkipped = [&skipped](const Track& passed, const QString& reason) {
+            skipped.append(QFileInfo(passed.path()).fileName() + u": "_s + reason);
+        };
         const auto groups = BlockingWait::wait(DuplicateFinder::findDuplicates(tracks, search));
         ASSERT_TRUE(groups);
         ASSERT_EQ(groups->size(), 1);
+        ASSERT_EQ(skipped.size(), 2) << skipped.join(u'\n').toStdString();
+        EXPECT_TRUE(skipped.at(0).startsWith(u"not-audio.mp3: "_s)) << skipped.at(0).toStdString();
+        EXPECT_TRUE(skipped.at(1).startsWith(u"a-damaged.flac: “"_s)) << skipped.at(1).toStdString();
+        EXPECT_TRUE(skipped.at(1).contains(u"does not decode"_s) || skipped.at(1).contains(u"ends at"_s))
+            << skipped.at(1).toStdString();
         EXPECT_EQ(fileNames(groups->first()),
                   (QStringList{u"a-192.mp3"_s, u"a.ogg"_s, u"a.flac"_s, u"a-96.mp3"_s}))
             << "in the order of the list";
@@ -115,6 +126,14 @@ TEST_F(AudioDuplicatesTest, EncodingsOfOnePieceAreAlikeAndTwoPiecesAreNot)
 
 TEST_F(AudioDuplicatesTest, FilesThatCannotBeDecodedFailWithTheirKind)
 {
+    try {
+        FingerprintReader::fingerprint(QUrl::fromLocalFile(file(u"a-damaged.flac"_s)), 120.0);
+        ADD_FAILURE() << "a file with a corrupt frame is not fingerprinted as if whole";
+    } catch (const FingerprintReader::FingerprintError& error) {
+        EXPECT_EQ(error.kind(), FingerprintReader::FingerprintError::Kind::decodingFailed);
+        EXPECT_TRUE(error.message().contains(u"a-damaged.flac"_s)) << qPrintable(error.message());
+        EXPECT_TRUE(error.message().contains(u"00:"_s)) << qPrintable(error.message());
+    }
     try {
         FingerprintReader::fingerprint(QUrl::fromLocalFile(file(u"not-audio.mp3"_s)), 120.0);
         ADD_FAILURE() << "text is not audio";

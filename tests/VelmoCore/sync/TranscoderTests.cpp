@@ -199,6 +199,22 @@ TEST(TranscoderTest, ASourceCutShortFailsAndLeavesTheOldDestinationAlone)
     EXPECT_EQ(readFile(to), "the earlier file");
 }
 
+TEST(TranscoderTest, ASourceWithACorruptFrameFailsWithWhereAndLeavesNothingOnTheDevice)
+{
+    QTemporaryDir folder;
+    const QString from = EncodedAudio::write(EncodedAudio::music(3, 10.0), folder.filePath(u"damaged.flac"_s));
+    EncodedAudio::damageMiddleFrame(from);
+    QDir().mkpath(folder.filePath(u"device"_s));
+    const QString to = folder.filePath(u"device/damaged.mp3"_s);
+
+    const auto error = awaitFailure<Transcoder::TranscodeError>(
+        Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), OutputFormat::mp3, 128));
+    EXPECT_EQ(error.kind(), Transcoder::TranscodeError::Kind::readFailed);
+    EXPECT_TRUE(error.message().contains(u"damaged"_s)) << error.message().toStdString();
+    EXPECT_TRUE(error.message().contains(u"00:0"_s)) << error.message().toStdString();
+    EXPECT_EQ(filesIn(folder.filePath(u"device"_s)), QStringList{});
+}
+
 TEST(TranscoderTest, AnExistingDestinationIsReplaced)
 {
     QTemporaryDir folder;
