@@ -20,6 +20,23 @@ namespace {
 
 enum Column { numberColumn, titleColumn, lengthColumn, statusColumn };
 
+// A check only where the database confirmed the track; what it could not tell is neutral, and
+// what it contradicts, or could not read, warns.
+QString verdictSymbol(const std::optional<AccurateRip::Verdict>& verdict)
+{
+    using Outcome = AccurateRip::Verdict::Outcome;
+    if (!verdict)
+        return u"info.circle"_s;
+    switch (verdict->outcome) {
+    case Outcome::accurate: return u"checkmark.circle.fill"_s;
+    case Outcome::mismatch:
+    case Outcome::damaged: return u"exclamationmark.triangle.fill"_s;
+    case Outcome::notInDatabase:
+    case Outcome::unchecked: break;
+    }
+    return u"info.circle"_s;
+}
+
 qsizetype countOf(const QList<TrackRipState>& tracks, auto holds)
 {
     return std::ranges::count_if(tracks, holds);
@@ -177,6 +194,7 @@ QLabel* CDRipView::addLine(const QString& symbol, const QString& text)
         row->addWidget(icon);
     }
     auto* line = new QLabel(text, m_page);
+    line->setProperty("symbol", symbol);
     line->setWordWrap(true);
     row->addWidget(line, 1);
     m_body->addLayout(row);
@@ -347,16 +365,19 @@ void CDRipView::fillTrackStatus(const QList<TrackRipState>& states)
             m_tracks->removeItemWidget(row, statusColumn);
         QString symbol = u"circle"_s;
         QString text;
+        QString words = u"Waiting"_s;
         if (const auto* ripped = std::get_if<TrackRipStates::Done>(&state)) {
-            symbol = u"checkmark.circle.fill"_s;
-            if (ripped->verdict)
-                text = ripped->verdict->text();
+            symbol = verdictSymbol(ripped->verdict);
+            text = ripped->verdict ? ripped->verdict->text() : QString();
+            words = text.isEmpty() ? u"Ripped, not verified"_s : u"Ripped, "_s + text;
         } else if (const auto* failed = std::get_if<TrackRipStates::Failed>(&state)) {
             symbol = u"exclamationmark.circle.fill"_s;
             text = failed->error.message;
+            words = u"Failed: "_s + text;
         }
         row->setIcon(statusColumn, Icons::symbol(symbol));
-        row->setData(statusColumn, Qt::AccessibleTextRole, symbol);
+        row->setData(statusColumn, symbolRole, symbol);
+        row->setData(statusColumn, Qt::AccessibleTextRole, words);
         row->setText(statusColumn, text);
         row->setToolTip(statusColumn, text);
     }
@@ -391,8 +412,15 @@ void CDRipView::addFinishedSummary(const RipStates::Finished& state)
         if (const auto* ripped = std::get_if<TrackRipStates::Done>(&track); ripped && ripped->verdict)
             verdicts.append(*ripped->verdict);
     }
+    // The line takes the worst of its tracks: a check only when every one was confirmed.
+    const QStringList worseFirst{u"exclamationmark.triangle.fill"_s, u"info.circle"_s, u"checkmark.circle.fill"_s};
+    QString symbol = worseFirst.constLast();
+    for (const AccurateRip::Verdict& verdict : std::as_const(verdicts)) {
+        if (const QString track = verdictSymbol(verdict); worseFirst.indexOf(track) < worseFirst.indexOf(symbol))
+            symbol = track;
+    }
     if (const QString summary = AccurateRip::summary(verdicts); !summary.isEmpty())
-        m_verification = addLine(u"checkmark.circle"_s, summary);
+        m_verification = addLine(symbol, summary);
 }
 
 void CDRipView::showFinished(const RipStates::Finished& state)

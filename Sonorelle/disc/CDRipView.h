@@ -25,6 +25,9 @@ public:
 
     const QString& bsdName() const { return m_bsdName; }
 
+    // The name of the symbol a track's status shows; its accessible text carries the words.
+    static constexpr int symbolRole = Qt::UserRole + 1;
+
     // What the screen shows now, for tests and assistive tools.
     QLabel* heading() const { return m_heading; }
     QLabel* message() const { return m_message; }

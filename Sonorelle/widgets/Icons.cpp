@@ -2,6 +2,9 @@
 
 #include <QApplication>
 #include <QHash>
+#include <QPainter>
+#include <QPalette>
+#include <QPixmap>
 #include <QStringList>
 #include <QStyle>
 
@@ -49,7 +52,8 @@ const QHash<QString, Mapping>& mappings()
          {{u"dialog-question"_s, u"help-about"_s, u"dialog-question-symbolic"_s}, QStyle::SP_MessageBoxQuestion}},
         {u"exclamationmark.triangle.fill"_s,
          {{u"dialog-warning"_s, u"dialog-warning-symbolic"_s}, QStyle::SP_MessageBoxWarning}},
-        {u"circle"_s, {{u"radio-symbolic"_s, u"media-record-symbolic"_s}, QStyle::SP_DialogNoButton}},
+        {u"info.circle"_s,
+         {{u"dialog-information"_s, u"dialog-information-symbolic"_s}, QStyle::SP_MessageBoxInformation}},
         {u"exclamationmark.circle.fill"_s, {{u"dialog-error"_s, u"dialog-error-symbolic"_s}, QStyle::SP_MessageBoxCritical}},
         {u"exclamationmark.arrow.circlepath"_s, {{u"view-refresh"_s, u"dialog-error"_s}, QStyle::SP_BrowserReload}},
         {u"mic.badge.plus"_s, {{u"audio-input-microphone"_s, u"list-add"_s}, QStyle::SP_MediaVolume}},
@@ -73,8 +77,29 @@ const QHash<QString, Mapping>& mappings()
 
 } // namespace
 
+namespace {
+
+// Waiting is neither good nor bad: a hollow circle in the text colour, where themes and styles
+// offer only filled or coloured ones.
+QIcon hollowCircle()
+{
+    QPixmap pixmap(32, 32);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QColor colour = QApplication::palette().color(QPalette::WindowText);
+    colour.setAlphaF(0.55);
+    painter.setPen(QPen(colour, 2.5));
+    painter.drawEllipse(QRectF(5, 5, 22, 22));
+    return QIcon(pixmap);
+}
+
+} // namespace
+
 QIcon symbol(const QString& name)
 {
+    if (name == u"circle"_s)
+        return hollowCircle();
     const auto mapping = mappings().constFind(name);
     if (mapping == mappings().cend())
         return QIcon::fromTheme(name);

@@ -97,9 +97,18 @@ protected:
         QStringList symbols;
         for (int i = 0; i < tracks->topLevelItemCount(); ++i) {
             QTreeWidgetItem* row = tracks->topLevelItem(i);
-            symbols.append(tracks->itemWidget(row, 3) ? u"ring"_s : row->data(3, Qt::AccessibleTextRole).toString());
+            symbols.append(tracks->itemWidget(row, 3) ? u"ring"_s : row->data(3, CDRipView::symbolRole).toString());
         }
         return symbols;
+    }
+
+    // What a screen reader says of each row's status.
+    static QStringList spokenStatuses(const QTreeWidget* tracks)
+    {
+        QStringList words;
+        for (int i = 0; i < tracks->topLevelItemCount(); ++i)
+            words.append(tracks->topLevelItem(i)->data(3, Qt::AccessibleTextRole).toString());
+        return words;
     }
 
     static QByteArray coverImage()
@@ -226,12 +235,39 @@ TEST_F(CDRipViewTest, ANewDiscStartsRippingFromItsOneButton)
     ASSERT_NE(view->progressBar(), nullptr);
     EXPECT_EQ(view->progressBar()->value(), 0);
     EXPECT_EQ(statuses(view->trackList()), (QStringList{u"circle"_s, u"circle"_s, u"circle"_s}));
+    EXPECT_EQ(spokenStatuses(view->trackList()), (QStringList{u"Waiting"_s, u"Waiting"_s, u"Waiting"_s}));
     drive->allowedTracks = 1;
     ASSERT_TRUE(QTest::qWaitFor([&] { return view->message()->text() == u"Ripping track 2 of 3…"_s; }, 10000));
     EXPECT_GT(view->progressBar()->value(), 300);
-    EXPECT_EQ(statuses(view->trackList()), (QStringList{u"checkmark.circle.fill"_s, u"circle"_s, u"circle"_s}));
+    // AccurateRip could not be asked here: ripped, but no check mark for a track nobody confirmed.
+    EXPECT_EQ(statuses(view->trackList()), (QStringList{u"info.circle"_s, u"circle"_s, u"circle"_s}));
+    EXPECT_TRUE(spokenStatuses(view->trackList()).constFirst().startsWith(u"Ripped, "_s))
+        << qPrintable(spokenStatuses(view->trackList()).constFirst());
     drive->allowedTracks = 99;
     ASSERT_TRUE(waitFor<RipStates::Finished>());
+}
+
+TEST_F(CDRipViewTest, ATrackTheDatabaseContradictsWarnsAndSoDoesTheSummary)
+{
+    knownAs({release(u"a"_s)});
+    // AccurateRip knows the first track as it is, the other two as something else.
+    const AccurateRipID id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(image.sheet));
+    TrackChecksummer checksummer(framesPerTrack * 588, true, false);
+    checksummer.add(image.trackAudio(0, framesPerTrack).constData(), framesPerTrack * 588);
+    const AccurateRip::Pressing pressing{3, id.id1, id.id2, id.cddb, {{4, checksummer.result().v2, 0}, {4, 1, 0}, {4, 1, 0}}};
+    services.accurateRip.route(u"/"_s + id.path(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));
+    const auto view = show();
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    view->button(u"Start Ripping"_s)->click();
+    ASSERT_TRUE(waitFor<RipStates::Finished>());
+    EXPECT_EQ(statuses(view->trackList()), (QStringList{u"checkmark.circle.fill"_s, u"exclamationmark.triangle.fill"_s,
+                                                        u"exclamationmark.triangle.fill"_s}));
+    EXPECT_TRUE(spokenStatuses(view->trackList()).at(1).startsWith(u"Ripped, does not match"_s))
+        << qPrintable(spokenStatuses(view->trackList()).at(1));
+    ASSERT_NE(view->verification(), nullptr);
+    EXPECT_EQ(view->verification()->text(), u"1 of 3 tracks verified by AccurateRip"_s);
+    EXPECT_EQ(view->verification()->property("symbol").toString(), u"exclamationmark.triangle.fill"_s)
+        << "the summary takes the worst of its tracks";
 }
 
 TEST_F(CDRipViewTest, FinishedCountsFailuresOffersARetryAndDoneLeaves)
@@ -256,8 +292,11 @@ TEST_F(CDRipViewTest, FinishedCountsFailuresOffersARetryAndDoneLeaves)
     EXPECT_EQ(statuses(view->trackList()),
               (QStringList{u"checkmark.circle.fill"_s, u"checkmark.circle.fill"_s, u"exclamationmark.circle.fill"_s}));
     EXPECT_FALSE(view->trackList()->topLevelItem(2)->text(3).isEmpty()) << "the failure in words";
+    EXPECT_EQ(spokenStatuses(view->trackList()).constFirst(), u"Ripped, accurately ripped (confidence 4, v2)"_s);
+    EXPECT_TRUE(spokenStatuses(view->trackList()).constLast().startsWith(u"Failed: "_s));
     ASSERT_NE(view->verification(), nullptr);
     EXPECT_EQ(view->verification()->text(), u"2 of 2 tracks verified by AccurateRip"_s);
+    EXPECT_EQ(view->verification()->property("symbol").toString(), u"checkmark.circle.fill"_s);
     EXPECT_EQ(view->trackList()->topLevelItem(0)->text(3), u"accurately ripped (confidence 4, v2)"_s);
 
     drive->badSectors.clear();
