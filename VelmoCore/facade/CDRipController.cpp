@@ -7,7 +7,6 @@
 #include "library/ImageType.h"
 #include "library/Settings.h"
 #include "library/TrackSignature.h"
-#include "metadata/ReleaseSignature.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -67,6 +66,15 @@ CDRipController::CDRipController(MetadataHTTPClient& client, StrategyMaker strat
 }
 
 CDRipController::~CDRipController() = default;
+
+void CDRipController::askEjectWhenAllDone(const QString& bsdName)
+{
+    const auto* finished = std::get_if<RipStates::Finished>(&m_state);
+    if (finished && std::ranges::all_of(finished->tracks, isDone)) {
+        m_pendingEjectBSDName = bsdName;
+        emit pendingEjectBSDNameChanged();
+    }
+}
 
 void CDRipController::setState(RipState state)
 {
@@ -149,7 +157,7 @@ ExistingRipInfo CDRipController::existingInfo(qint64 trackCount, const ReleaseMe
 {
     ExistingRipInfo info{.totalTracks = trackCount};
     for (qint64 i = 0; i < trackCount && i < release.tracks.size(); ++i) {
-        if (!library.tracksMatching({releaseTrackSignature(release.title, release.tracks.at(i))}).isEmpty())
+        if (!library.tracksMatching({TrackSignature(release.title, release.tracks.at(i))}).isEmpty())
             info.presentIndices.insert(i);
     }
     return info;
@@ -340,7 +348,7 @@ QCoro::Task<> CDRipController::startRip(QString bsdName, Library& library, std::
     for (qint64 i = 0; i < trackCount && i < release.tracks.size(); ++i) {
         if (chosen.contains(i))
             continue;
-        const QList<Track> present = library.tracksMatching({releaseTrackSignature(release.title, release.tracks.at(i))});
+        const QList<Track> present = library.tracksMatching({TrackSignature(release.title, release.tracks.at(i))});
         if (!present.isEmpty())
             tracks[i] = TrackRipStates::Done{present.constFirst()};
     }
@@ -349,11 +357,7 @@ QCoro::Task<> CDRipController::startRip(QString bsdName, Library& library, std::
     co_await rip(bsdName, library, trackIndices, overwriteExisting);
     if (!self)
         co_return;
-    const auto* finished = std::get_if<RipStates::Finished>(&m_state);
-    if (finished && std::ranges::all_of(finished->tracks, isDone)) {
-        m_pendingEjectBSDName = bsdName;
-        emit pendingEjectBSDNameChanged();
-    }
+    askEjectWhenAllDone(bsdName);
 }
 
 QCoro::Task<> CDRipController::retryFailedTracks(QString bsdName, Library& library)
@@ -406,11 +410,7 @@ QCoro::Task<> CDRipController::ripWithoutMetadata(QString bsdName, Library& libr
     co_await rip(bsdName, library, std::nullopt, false);
     if (!self)
         co_return;
-    const auto* finished = std::get_if<RipStates::Finished>(&m_state);
-    if (finished && std::ranges::all_of(finished->tracks, isDone)) {
-        m_pendingEjectBSDName = bsdName;
-        emit pendingEjectBSDNameChanged();
-    }
+    askEjectWhenAllDone(bsdName);
 }
 
 QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optional<QList<qint64>> indices,

@@ -144,6 +144,8 @@ signals:
 
 private:
     void setState(RipState state);
+    // A rip whose every track is in asks for the disc to be ejected.
+    void askEjectWhenAllDone(const QString& bsdName);
     void setArtwork(const std::optional<ArtworkFetcher::ArtworkResult>& artwork);
     void fetchArtworkFor(const ReleaseMetadata& release, Library& library);
     QCoro::Task<> fetchArtwork(ReleaseMetadata release, Library* library, qint64 generation);

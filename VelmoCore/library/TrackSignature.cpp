@@ -1,6 +1,7 @@
 #include "TrackSignature.h"
 
 #include "Track.h"
+#include "TrackMetadataStub.h"
 
 #include <cmath>
 
@@ -15,6 +16,11 @@ TrackSignature::TrackSignature(const QString& artist_, const QString& album_, co
     , album(normalize(album_))
     , title(normalize(title_))
     , duration(duration_)
+{
+}
+
+TrackSignature::TrackSignature(const QString& album_, const TrackMetadataStub& stub)
+    : TrackSignature(stub.artist, album_, stub.title, stub.duration)
 {
 }
 

@@ -4,6 +4,7 @@
 #include <QString>
 
 struct Track;
+struct TrackMetadataStub;
 
 // The normalised text of a track, by which every "is this the same song?" question in the
 // program is answered. Normalising trims white space at both ends and lower-cases, nothing
@@ -27,6 +28,9 @@ struct TrackSignature {
 
     explicit TrackSignature(const Track& track);
     TrackSignature(const QString& artist, const QString& album, const QString& title, double duration);
+    // A release's track, under the album it is on: how the disc screens ask whether a disc's
+    // tracks are in the library already.
+    TrackSignature(const QString& album, const TrackMetadataStub& stub);
 
     static QString normalize(const QString& text);
 

@@ -2,7 +2,7 @@
 #include "library/JsonCoding.h"
 #include "library/Track.h"
 #include "library/TrackSignature.h"
-#include "metadata/ReleaseSignature.h"
+#include "metadata/ReleaseMetadata.h"
 #include "support/JsonHelpers.h"
 #include "support/TrackFactory.h"
 
@@ -176,7 +176,7 @@ TEST(TrackSignature, DurationsMatchWithinTwoSecondsOrWhenEitherIsUnknown)
 TEST(TrackSignature, AReleaseTrackUnderItsAlbumMatchesTheLibrarysCopy)
 {
     const TrackMetadataStub stub{.number = 6, .title = u"Money "_s, .artist = u"pink floyd"_s, .duration = 382.7};
-    const TrackSignature fromDisc = releaseTrackSignature(u"The Dark Side of the Moon"_s, stub);
+    const TrackSignature fromDisc(u"The Dark Side of the Moon"_s, stub);
     EXPECT_TRUE(fromDisc.matches(TrackSignature(makeTrack(u"Money"_s, u"Pink Floyd"_s, u"The Dark Side of the Moon"_s, 381.0))));
     EXPECT_FALSE(fromDisc.matches(TrackSignature(makeTrack(u"Money"_s, u"Pink Floyd"_s, u"Wish You Were Here"_s, 382.7))));
 }
