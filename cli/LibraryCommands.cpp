@@ -7,6 +7,7 @@
 #include "library/JsonCoding.h"
 #include "library/LibraryFolder.h"
 #include "library/Settings.h"
+#include "library/Uuid.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -244,7 +245,7 @@ QCoro::Task<int> duplicates(Invocation& invocation)
             QJsonArray members;
             for (const Track& track : group) {
                 members.append(QJsonObject{
-                    {u"id"_s, track.id.toString(QUuid::WithoutBraces).toUpper()},
+                    {u"id"_s, Uuid::text(track.id)},
                     {u"path"_s, track.path()},
                     {u"title"_s, track.title},
                     {u"artist"_s, track.artist},

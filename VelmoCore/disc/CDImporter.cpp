@@ -76,7 +76,7 @@ class RipFolder {
 public:
     RipFolder()
         : m_path(QDir::temp().filePath(QString(ripFolderPrefix)
-                                       + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper()))
+                                       + Uuid::text(QUuid::createUuid())))
     {
         QDir().mkpath(m_path);
         m_lock.emplace(QDir(m_path).filePath(ripFolderLock));

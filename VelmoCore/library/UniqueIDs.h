@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Uuid.h"
+
 #include <QList>
 #include <QSet>
 #include <QStringList>
@@ -21,7 +23,7 @@ QStringList keepFirstOfEach(QList<Record>& records)
             seen.insert(record.id);
             return false;
         }
-        const QString id = record.id.toString(QUuid::WithoutBraces).toUpper();
+        const QString id = Uuid::text(record.id);
         if (!repeated.contains(id))
             repeated.append(id);
         return true;

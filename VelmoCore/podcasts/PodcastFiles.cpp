@@ -2,6 +2,7 @@
 
 #include "library/FilePaths.h"
 #include "library/LibraryOrganizer.h"
+#include "library/Uuid.h"
 
 using namespace Qt::StringLiterals;
 
@@ -66,7 +67,7 @@ QString episodeFileName(const Episode& episode, int copy)
     const QString suffix = (copy > 1 ? u" (%1)"_s.arg(copy) : QString()) + u'.' + extension(episode.remoteURL);
     QString base = cleanName(episode.title, maximumNameBytes - suffix.size());
     if (base.isEmpty())
-        base = episode.id.toString(QUuid::WithoutBraces).toUpper();
+        base = Uuid::text(episode.id);
     return base + suffix;
 }
 
