@@ -6,6 +6,7 @@
 #include "disc/CDTOCDiagnostics.h"
 #include "disc/DiscRipStrategy.h"
 #include "disc/DiscTOC.h"
+#include "disc/UnknownDisc.h"
 #include "facade/CDRipController.h"
 #include "facade/Library.h"
 #include "library/Background.h"
@@ -14,6 +15,7 @@
 #include "library/Settings.h"
 #include "metadata/ArtworkFetcher.h"
 #include "metadata/MusicBrainzDiscLookup.h"
+#include "metadata/ServiceSettings.h"
 #include "platform/BoundedFile.h"
 #include "platform/UdevDiscEvents.h"
 
@@ -252,6 +254,60 @@ std::optional<ReleaseMetadata> chooseRelease(Invocation& invocation, const QList
     return std::nullopt;
 }
 
+const QStringList namingOptions{u"artist"_s, u"album"_s, u"year"_s, u"genre"_s, u"titles"_s};
+
+// The names of a disc ripped without a lookup: those the options give, else those the disc
+// gives of itself, else "Unknown …". None after saying which option is wrong.
+std::optional<ReleaseMetadata> namedRelease(Invocation& invocation, const QString& source, const DiscTOC& toc)
+{
+    UnknownDisc::Names names = UnknownDisc::read(source);
+    CDText& text = names.text;
+    if (invocation.isSet(u"artist"_s))
+        text.albumPerformer = invocation.value(u"artist"_s).trimmed();
+    if (invocation.isSet(u"album"_s))
+        text.albumTitle = invocation.value(u"album"_s).trimmed();
+    if (invocation.isSet(u"genre"_s))
+        text.genre = invocation.value(u"genre"_s).trimmed();
+    if (invocation.isSet(u"year"_s)) {
+        bool ok = false;
+        const qint64 year = invocation.value(u"year"_s).toLongLong(&ok);
+        if (!ok || year < 1 || year > 9999) {
+            invocation.err() << u"velmo: the year is a number such as 1999."_s << Qt::endl;
+            return std::nullopt;
+        }
+        names.year = year;
+    }
+    if (invocation.isSet(u"titles"_s)) {
+        const QString file = invocation.value(u"titles"_s);
+        constexpr qint64 largestTitles = 64 * 1024;
+        QStringList titles;
+        try {
+            titles = QString::fromUtf8(BoundedFile::read(file, largestTitles)).split(u'\n');
+        } catch (const BoundedFile::ReadError& error) {
+            invocation.err() << u"velmo: "_s << error.message() << Qt::endl;
+            return std::nullopt;
+        }
+        if (!titles.isEmpty() && titles.constLast().trimmed().isEmpty())
+            titles.removeLast();
+        if (titles.size() > toc.trackCount) {
+            invocation.err() << u"velmo: %1 holds %2, but the disc has %3."_s.arg(
+                                    file, DisplayText::counted(titles.size(), u"title"_s),
+                                    DisplayText::counted(toc.trackCount, u"track"_s))
+                             << Qt::endl;
+            return std::nullopt;
+        }
+        // A blank line keeps what the disc says of that track.
+        for (qsizetype i = 0; i < titles.size(); ++i) {
+            if (const QString title = titles.at(i).trimmed(); !title.isEmpty()) {
+                while (text.trackTitles.size() <= i)
+                    text.trackTitles.append(QString());
+                text.trackTitles[i] = title;
+            }
+        }
+    }
+    return UnknownDisc::release(toc, names);
+}
+
 QCoro::Task<int> importDisc(Invocation& invocation)
 {
     const QString source = invocation.arguments().constFirst();
@@ -272,16 +328,22 @@ QCoro::Task<int> importDisc(Invocation& invocation)
     const bool withoutMetadata = invocation.isSet(u"no-metadata"_s);
     std::optional<ReleaseMetadata> release;
     if (withoutMetadata) {
-        release = CDRipController::unknownRelease(toc);
+        release = namedRelease(invocation, source, toc);
+        if (!release)
+            co_return int(exitUsage);
+    } else if (std::ranges::any_of(namingOptions, [&](const QString& name) { return invocation.isSet(name); })) {
+        invocation.err() << u"velmo: --artist, --album, --year, --genre and --titles name a disc ripped with "
+                            "--no-metadata; MusicBrainz names the others."_s
+                         << Qt::endl;
+        co_return int(exitUsage);
     } else {
         invocation.err() << u"Looking up disc "_s << toc.discID << u" on MusicBrainz…"_s << Qt::endl;
         QList<ReleaseMetadata> releases;
         try {
             releases = co_await MusicBrainzDiscLookup::fetchReleases(toc.discID, toc.trackOffsets, toc.leadOutOffset);
         } catch (const MusicBrainzDiscLookup::LookupError& error) {
-            if (error.kind() == MusicBrainzDiscLookup::LookupErrorKind::noMatchFound)
-                co_return invocation.fail(error.message() + u" Rip it with --no-metadata."_s);
-            co_return invocation.fail(error.message());
+            // Whatever kept the names away, the disc can go in without them.
+            co_return invocation.fail(error.message() + u" Rip it with --no-metadata."_s);
         }
         release = chooseRelease(invocation, releases);
         if (!release)
@@ -327,6 +389,18 @@ QCoro::Task<int> importDisc(Invocation& invocation)
     invocation.err() << u"Imported "_s << indexes->size() - failed << u" of "_s
                      << DisplayText::counted(indexes->size(), u"track"_s) << u"."_s << Qt::endl;
     co_return failed > 0 ? int(exitFailure) : int(exitSuccess);
+}
+
+QCoro::Task<int> submitURL(Invocation& invocation)
+{
+    const QString source = invocation.arguments().constFirst();
+    const auto read = [source] { return MusicBrainzDiscLookup::readDiscTOC(source); };
+    const DiscTOC toc = co_await Background::run(read);
+    invocation.out() << MusicBrainzDiscLookup::submitURL(ServiceSettings::load().musicBrainz, toc.discID,
+                                                         toc.trackOffsets, toc.leadOutOffset)
+                            .toString(QUrl::FullyEncoded)
+                     << u'\n';
+    co_return int(exitSuccess);
 }
 
 } // namespace
@@ -391,12 +465,28 @@ void addDiscCommands(CommandLine& commandLine)
                                        "for the drive"_s,
                                        u"N"_s),
                     QCommandLineOption(u"no-metadata"_s,
-                                       u"No lookup: \"Unknown Artist\", \"Unknown Album\", \"Track N\", the disc ID "
-                                       "kept for a later re-fetch"_s)},
+                                       u"No lookup: the names given below, else the disc's CD-Text or sheet, else "
+                                       "\"Unknown Artist\", \"Unknown Album\", \"Track N\"; the disc ID is kept for "
+                                       "a later look-up"_s),
+                    QCommandLineOption(u"artist"_s, u"With --no-metadata: the album artist"_s, u"NAME"_s),
+                    QCommandLineOption(u"album"_s, u"With --no-metadata: the album"_s, u"TITLE"_s),
+                    QCommandLineOption(u"year"_s, u"With --no-metadata: the year"_s, u"YEAR"_s),
+                    QCommandLineOption(u"genre"_s, u"With --no-metadata: the genre"_s, u"GENRE"_s),
+                    QCommandLineOption(u"titles"_s, u"With --no-metadata: the track titles, one a line"_s,
+                                       u"FILE"_s)},
         .minimumArguments = 1,
         .maximumArguments = 1,
         .access = Command::Access::changesLibrary,
         .writes = {StoreKind::library},
         .run = importDisc,
+    });
+    commandLine.add({
+        .path = {u"disc"_s, u"submit-url"_s},
+        .arguments = u"SOURCE"_s,
+        .summary = u"The address on the MusicBrainz site at which the disc's ID is attached to a release, so that "
+                   "the next lookup finds it."_s,
+        .minimumArguments = 1,
+        .maximumArguments = 1,
+        .run = submitURL,
     });
 }

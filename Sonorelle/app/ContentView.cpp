@@ -22,6 +22,7 @@
 #include "sync/VolumeEjector.h"
 #include "widgets/PlaceholderView.h"
 
+#include <QDesktopServices>
 #include <QHBoxLayout>
 #include <QSplitter>
 #include <QStackedWidget>
@@ -235,6 +236,7 @@ QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
         auto* view = new CDRipView(*m_cdRip, m_library, item->bsdName);
         connect(view, &CDRipView::ejectRequested, this, [this](const QString& bsdName) { m_eject(bsdName); });
         connect(view, &CDRipView::finished, this, [this] { setSidebarSelection(std::nullopt); });
+        connect(view, &CDRipView::browserRequested, this, [](const QUrl& address) { QDesktopServices::openUrl(address); });
         return view;
     }
     }

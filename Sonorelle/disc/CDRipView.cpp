@@ -1,6 +1,9 @@
 #include "CDRipView.h"
 
+#include "DiscNamesForm.h"
 #include "disc/DiscTOC.h"
+#include "metadata/MusicBrainzDiscLookup.h"
+#include "metadata/ServiceSettings.h"
 #include "podcasts/CircularProgress.h"
 #include "widgets/ArtworkView.h"
 #include "widgets/Icons.h"
@@ -138,6 +141,7 @@ void CDRipView::clearBody()
     m_releases = nullptr;
     m_progress = nullptr;
     m_cover = nullptr;
+    m_names = nullptr;
     m_buttons.clear();
 }
 
@@ -229,9 +233,16 @@ void CDRipView::showLookupFailed(const RipStates::LookupFailed& failed)
     auto* buttons = new QHBoxLayout;
     connect(addButton(u"Try Again"_s, buttons), &QPushButton::clicked, this,
             [this] { m_controller.lookUp(m_bsdName, m_library); });
-    if (failed.discUnknown) {
+    // Whatever kept the names away, a disc that was read can go in without them.
+    if (const std::optional<DiscTOC>& toc = failed.toc) {
         connect(addButton(u"Rip Without Metadata"_s, buttons), &QPushButton::clicked, this,
                 [this] { m_controller.ripWithoutMetadata(m_bsdName, m_library); });
+        if (failed.discUnknown) {
+            const QUrl address = MusicBrainzDiscLookup::submitURL(ServiceSettings::load().musicBrainz, toc->discID,
+                                                                  toc->trackOffsets, toc->leadOutOffset);
+            connect(addButton(u"Submit to MusicBrainz…"_s, buttons), &QPushButton::clicked, this,
+                    [this, address] { emit browserRequested(address); });
+        }
     }
     buttons->addStretch(1);
     m_body->addLayout(buttons);
@@ -247,6 +258,20 @@ void CDRipView::showArtwork()
 }
 
 void CDRipView::showReady(const RipStates::Ready& ready)
+{
+    const ReleaseMetadata& release = ready.allReleases.at(ready.selectedIndex);
+    if (ready.unnamed) {
+        m_names = new DiscNamesForm(release, m_page);
+        connect(m_names, &DiscNamesForm::edited, this,
+                [this](const ReleaseMetadata& named) { m_controller.nameDisc(named); });
+        m_body->addWidget(m_names, 1);
+    } else {
+        addReleaseHeader(ready);
+    }
+    addReadyActions(ready);
+}
+
+void CDRipView::addReleaseHeader(const RipStates::Ready& ready)
 {
     const ReleaseMetadata& release = ready.allReleases.at(ready.selectedIndex);
     auto* top = new QHBoxLayout;
@@ -278,7 +303,11 @@ void CDRipView::showReady(const RipStates::Ready& ready)
     names->addStretch(1);
     top->addLayout(names, 1);
     m_body->addLayout(top);
+}
 
+void CDRipView::addReadyActions(const RipStates::Ready& ready)
+{
+    const ReleaseMetadata& release = ready.allReleases.at(ready.selectedIndex);
     const qsizetype present = ready.existing.presentIndices.size();
     const bool allPresent = present > 0 && present >= ready.existing.totalTracks;
     if (allPresent)
@@ -288,10 +317,13 @@ void CDRipView::showReady(const RipStates::Ready& ready)
                             u"%1 of %2 tracks are already in your library."_s.arg(present).arg(
                                 ready.existing.totalTracks));
 
-    addTrackList(release, ready.existing.totalTracks);
-    for (const qint64 index : ready.existing.presentIndices) {
-        if (QTreeWidgetItem* row = m_tracks->topLevelItem(int(index)))
-            row->setText(statusColumn, u"In Library"_s);
+    // The names form holds its own track list.
+    if (!ready.unnamed) {
+        addTrackList(release, ready.existing.totalTracks);
+        for (const qint64 index : ready.existing.presentIndices) {
+            if (QTreeWidgetItem* row = m_tracks->topLevelItem(int(index)))
+                row->setText(statusColumn, u"In Library"_s);
+        }
     }
 
     auto* buttons = new QHBoxLayout;

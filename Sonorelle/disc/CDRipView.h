@@ -7,6 +7,7 @@
 #include <QWidget>
 
 class ArtworkView;
+class DiscNamesForm;
 class Library;
 class QComboBox;
 class QLabel;
@@ -37,6 +38,8 @@ public:
     QComboBox* releaseChoice() const { return m_releases; }
     QProgressBar* progressBar() const { return m_progress; }
     ArtworkView* cover() const { return m_cover; }
+    // The names of a disc without a release, while it is ready to rip.
+    DiscNamesForm* namesForm() const { return m_names; }
     // The buttons shown, by their text.
     QPushButton* button(const QString& text) const;
     QStringList buttonTexts() const;
@@ -52,6 +55,8 @@ signals:
     void ejectRequested(const QString& bsdName);
     // "Done": the owner leaves the screen.
     void finished();
+    // "Submit to MusicBrainz…": the owner opens the address in the browser.
+    void browserRequested(const QUrl& address);
 
 private:
     void rebuild();
@@ -59,6 +64,10 @@ private:
     void showLookingUp();
     void showLookupFailed(const RipStates::LookupFailed& failed);
     void showReady(const RipStates::Ready& ready);
+    // The cover, the names and the choice of a release MusicBrainz gave.
+    void addReleaseHeader(const RipStates::Ready& ready);
+    // What the library holds already, the track list and the buttons that rip.
+    void addReadyActions(const RipStates::Ready& ready);
     void showRipping(const RipStates::Ripping& ripping);
     void showFinished(const RipStates::Finished& state);
     // The summary of a finished rip, above its buttons: the one place its lines are made.
@@ -85,5 +94,6 @@ private:
     QComboBox* m_releases = nullptr;
     QProgressBar* m_progress = nullptr;
     ArtworkView* m_cover = nullptr;
+    DiscNamesForm* m_names = nullptr;
     QList<QPushButton*> m_buttons;
 };

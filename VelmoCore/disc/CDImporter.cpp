@@ -2,6 +2,7 @@
 
 #include "CueSheet.h"
 #include "RipAudit.h"
+#include "UnknownDisc.h"
 #include "library/Background.h"
 #include "library/Date.h"
 #include "library/JsonCoding.h"
@@ -163,6 +164,7 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
                                                  TrackCompleteHandler onTrackComplete)
 {
     removeStaleRipFolders();
+    release = UnknownDisc::distinct(std::move(release), toc.discID);
     const RipFolder folder;
     const QString temporary = folder.path();
     QList<qint64> indices;

@@ -63,7 +63,8 @@ void removeStaleRipFolders();
 // rip runs and gone however it ends, with whatever a failed track left in it; stale ones go
 // first. Each file carries the disc id (Track::discIDTag) beside its track and disc number,
 // and reaches its place whole or not at all; a file there from an earlier rip of the same
-// track is replaced, any other is left and the track fails unless `overwriteExisting`. Each
+// track is replaced, any other is left and the track fails unless `overwriteExisting`. A disc
+// still called "Unknown Album" gets a folder of its own (UnknownDisc::distinct). Each
 // ripped track is checked against AccurateRip (RipAudit), and the rip log and cue sheet are
 // written when the setting keeps them.
 QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, ReleaseMetadata release,

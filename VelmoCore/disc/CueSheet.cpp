@@ -170,6 +170,8 @@ private:
             readFlags(words);
         else if (command == "REM"_L1)
             readRemark(words);
+        else if (command == "TITLE"_L1 || command == "PERFORMER"_L1)
+            readText(command, words);
         else if (command == "POSTGAP"_L1)
             fail(u"POSTGAP is not supported."_s);
         else if (!ignoredCommands().contains(command))
@@ -181,8 +183,8 @@ private:
 
     static const QStringList& ignoredCommands()
     {
-        static const QStringList commands{u"CATALOG"_s,   u"CDTEXTFILE"_s, u"ISRC"_s,   u"PERFORMER"_s,
-                                          u"SONGWRITER"_s, u"TITLE"_s,      u"ARRANGER"_s,
+        static const QStringList commands{u"CATALOG"_s,   u"CDTEXTFILE"_s, u"ISRC"_s,
+                                          u"SONGWRITER"_s, u"ARRANGER"_s,
                                           u"COMPOSER"_s,  u"MESSAGE"_s,    u"GENRE"_s,  u"UPC_EAN"_s,
                                           u"DISC_ID"_s,   u"SIZE_INFO"_s,  u"TOC_INFO1"_s, u"TOC_INFO2"_s};
         return commands;
@@ -310,9 +312,34 @@ private:
         }
     }
 
+    // The text of a line after its command, as written: quoted or as its words.
+    static QString textAfterCommand(const QStringList& words, qsizetype first)
+    {
+        return words.mid(first).join(u' ').trimmed();
+    }
+
+    void readText(const QString& command, const QStringList& words)
+    {
+        const QString text = textAfterCommand(words, 1);
+        const bool ofTrack = m_trackCount > 0;
+        if (command == "TITLE"_L1)
+            (ofTrack ? m_track.title : m_sheet.m_title) = text;
+        else
+            (ofTrack ? m_track.performer : m_sheet.m_performer) = text;
+    }
+
     void readRemark(const QStringList& words)
     {
-        if (words.size() < 3 || words[1].toUpper() != "SESSION"_L1)
+        const QString kind = words.value(1).toUpper();
+        if (kind == "GENRE"_L1 && m_trackCount == 0)
+            m_sheet.m_genre = textAfterCommand(words, 2);
+        if (kind == "DATE"_L1 && m_trackCount == 0) {
+            bool ok = false;
+            const qint64 year = words.value(2).left(4).toLongLong(&ok);
+            if (ok && year > 0)
+                m_sheet.m_year = year;
+        }
+        if (words.size() < 3 || kind != "SESSION"_L1)
             return;
         bool ok = false;
         const int session = words[2].toInt(&ok);
@@ -403,6 +430,20 @@ CueSheet CueSheet::load(const QString& sheetPath)
     }
     CueSheetReader reader(sheetPath);
     return reader.read(text);
+}
+
+CDText CueSheet::cdText() const
+{
+    CDText text{.albumTitle = m_title, .albumPerformer = m_performer, .genre = m_genre};
+    for (const Session& session : m_sessions) {
+        for (const Track& track : session.tracks) {
+            if (track.control & 0x04)
+                continue;
+            text.trackTitles.append(track.title);
+            text.trackPerformers.append(track.performer);
+        }
+    }
+    return text;
 }
 
 QByteArray CueSheet::fullTOC() const

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "platform/CDText.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QString>
 
+#include <optional>
 #include <stdexcept>
 
 // A disc image: a CUE sheet and the data files it names, laid out on the frames of a disc as a
@@ -45,6 +48,8 @@ public:
         int session = 1;
         int control = 0; // 0x04 for data
         qint64 start = 0; // INDEX 01
+        QString title;     // its TITLE line
+        QString performer; // its PERFORMER line
     };
 
     struct Session {
@@ -65,10 +70,20 @@ public:
     // The disc's full TOC in the layout a drive gives, with 0xA0, 0xA1 and 0xA2 per session.
     QByteArray fullTOC() const;
 
+    // The sheet's CD-Text: TITLE and PERFORMER before the first track name the disc, after a
+    // TRACK that track; "REM GENRE" gives the genre. Data tracks are left out.
+    CDText cdText() const;
+    // The year of "REM DATE", which ripping programs write beside the CD-Text.
+    std::optional<qint64> year() const { return m_year; }
+
 private:
     friend class CueSheetReader;
 
     QList<DataFile> m_files;
     QList<Extent> m_extents;
     QList<Session> m_sessions;
+    QString m_title;
+    QString m_performer;
+    QString m_genre;
+    std::optional<qint64> m_year;
 };

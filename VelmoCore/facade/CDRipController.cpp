@@ -2,7 +2,8 @@
 
 #include "Library.h"
 #include "disc/CueSheet.h"
-#include "disc/DiscLookup.h"
+#include "metadata/MusicBrainzDiscLookup.h"
+#include "disc/UnknownDisc.h"
 #include "library/Background.h"
 #include "library/ImageType.h"
 #include "library/Settings.h"
@@ -163,17 +164,6 @@ ExistingRipInfo CDRipController::existingInfo(qint64 trackCount, const ReleaseMe
     return info;
 }
 
-ReleaseMetadata CDRipController::unknownRelease(const DiscTOC& toc)
-{
-    ReleaseMetadata release{.title = u"Unknown Album"_s, .artist = u"Unknown Artist"_s};
-    for (qint64 i = 0; i < toc.trackCount; ++i) {
-        const double seconds = double(toc.trackEnd(i) - toc.trackStart(i)) / 75.0;
-        release.tracks.append({.number = i + 1, .title = u"Track %1"_s.arg(i + 1), .artist = release.artist,
-                               .duration = seconds});
-    }
-    return release;
-}
-
 QCoro::Task<> CDRipController::start(QString bsdName, Library& library)
 {
     if (m_trackedBSDName == bsdName && !std::holds_alternative<RipStates::LookingUp>(m_state)) {
@@ -207,26 +197,31 @@ QCoro::Task<> CDRipController::lookUp(QString bsdName, Library& library)
 
     QPointer<CDRipController> self(this);
     QPointer<Library> libraryAlive(&library);
-    std::optional<MusicBrainzDiscLookup::DiscLookup> found;
+    // The disc is read first, so that a lookup that fails still leaves a disc to rip.
+    std::optional<DiscTOC> toc;
+    QList<ReleaseMetadata> releases;
     RipStates::LookupFailed failure;
     try {
-        found = co_await MusicBrainzDiscLookup::lookup(bsdName, m_client);
+        const auto read = [bsdName] { return MusicBrainzDiscLookup::readDiscTOC(bsdName); };
+        toc = co_await Background::run(read);
+        releases = co_await MusicBrainzDiscLookup::fetchReleases(toc->discID, toc->trackOffsets, toc->leadOutOffset,
+                                                                 m_client);
     } catch (const MusicBrainzDiscLookup::LookupError& error) {
-        failure = {error.message(), error.kind() == MusicBrainzDiscLookup::LookupErrorKind::noMatchFound};
+        failure = {error.message(), error.kind() == MusicBrainzDiscLookup::LookupErrorKind::noMatchFound, toc};
     } catch (const CueSheet::LoadError& error) {
         failure.message = error.message();
     }
     if (!self || !libraryAlive || generation != m_lookupGeneration)
         co_return;
-    if (!found) {
+    if (releases.isEmpty()) {
         setState(failure);
         co_return;
     }
-    m_cachedTOC = found->toc;
-    m_cachedReleases = found->releases;
-    const qsizetype chosen = chooseRelease(found->releases, library.tracks());
-    const ReleaseMetadata& release = found->releases.at(chosen);
-    setState(RipStates::Ready{found->releases, chosen, existingInfo(found->toc.trackCount, release, library)});
+    m_cachedTOC = toc;
+    m_cachedReleases = releases;
+    const qsizetype chosen = chooseRelease(releases, library.tracks());
+    const ReleaseMetadata& release = releases.at(chosen);
+    setState(RipStates::Ready{releases, chosen, existingInfo(toc->trackCount, release, library)});
     fetchArtworkFor(release, library);
 }
 
@@ -353,10 +348,12 @@ QCoro::Task<> CDRipController::startRip(QString bsdName, Library& library, std::
             tracks[i] = TrackRipStates::Done{present.constFirst()};
     }
     setState(RipStates::Ripping{tracks, release});
+    const QString discID = m_cachedTOC->discID;
     QPointer<CDRipController> self(this);
     co_await rip(bsdName, library, trackIndices, overwriteExisting);
     if (!self)
         co_return;
+    m_namedDiscs.remove(discID);
     askEjectWhenAllDone(bsdName);
 }
 
@@ -382,35 +379,38 @@ QCoro::Task<> CDRipController::retryFailedTracks(QString bsdName, Library& libra
 QCoro::Task<> CDRipController::ripWithoutMetadata(QString bsdName, Library& library)
 {
     const auto* failed = std::get_if<RipStates::LookupFailed>(&m_state);
-    if (!failed || !failed->discUnknown)
+    if (!failed || !failed->toc)
         co_return;
+    const DiscTOC toc = *failed->toc;
     const qint64 generation = m_lookupGeneration;
-    QPointer<CDRipController> self(this);
-    const auto read = [bsdName] { return MusicBrainzDiscLookup::readDiscTOC(bsdName); };
-    std::optional<DiscTOC> toc;
-    QString problem;
-    try {
-        toc = co_await Background::run(read);
-    } catch (const MusicBrainzDiscLookup::LookupError& error) {
-        problem = error.message();
-    } catch (const CueSheet::LoadError& error) {
-        problem = error.message();
+    ReleaseMetadata release;
+    if (const auto named = m_namedDiscs.constFind(toc.discID); named != m_namedDiscs.cend()) {
+        release = *named;
+    } else {
+        QPointer<CDRipController> self(this);
+        const auto read = [bsdName] { return UnknownDisc::read(bsdName); };
+        const UnknownDisc::Names names = co_await Background::run(read);
+        if (!self || generation != m_lookupGeneration || !std::holds_alternative<RipStates::LookupFailed>(m_state))
+            co_return;
+        release = UnknownDisc::release(toc, names);
     }
-    if (!self || generation != m_lookupGeneration || !std::holds_alternative<RipStates::LookupFailed>(m_state))
-        co_return;
-    if (!toc) {
-        setState(RipStates::LookupFailed{problem});
-        co_return;
-    }
-    const ReleaseMetadata release = unknownRelease(*toc);
     m_cachedTOC = toc;
     m_cachedReleases = {release};
-    m_cachedRelease = release;
-    setState(RipStates::Ripping{QList<TrackRipState>(toc->trackCount, TrackRipStates::Waiting{}), release});
-    co_await rip(bsdName, library, std::nullopt, false);
-    if (!self)
-        co_return;
-    askEjectWhenAllDone(bsdName);
+    // An earlier rip of this very disc went in under its distinct name.
+    const ExistingRipInfo existing =
+        existingInfo(toc.trackCount, UnknownDisc::distinct(release, toc.discID), library);
+    setState(RipStates::Ready{.allReleases = {release}, .existing = existing, .unnamed = true});
+}
+
+void CDRipController::nameDisc(const ReleaseMetadata& release)
+{
+    auto* ready = std::get_if<RipStates::Ready>(&m_state);
+    if (!ready || !ready->unnamed || !m_cachedTOC)
+        return;
+    ready->allReleases = {release};
+    m_cachedReleases = ready->allReleases;
+    m_namedDiscs.insert(m_cachedTOC->discID, release);
+    emit discNamed();
 }
 
 QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optional<QList<qint64>> indices,

@@ -9,6 +9,7 @@
 #include "metadata/ReleaseMetadata.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QCoro/QCoroTask>
 #include <QList>
 #include <QObject>
@@ -56,13 +57,18 @@ struct ExistingRipInfo {
 namespace RipStates {
 struct LookupFailed {
     QString message;
-    // Only when MusicBrainz doesn't know the disc: it can still be ripped without metadata.
+    // MusicBrainz answered that it doesn't know the disc: it can be told of it.
     bool discUnknown = false;
+    // The disc that was read before the lookup failed: it can be ripped without metadata.
+    // None when the disc itself couldn't be read.
+    std::optional<DiscTOC> toc;
 };
 struct Ready {
     QList<ReleaseMetadata> allReleases;
     qsizetype selectedIndex = 0;
     ExistingRipInfo existing;
+    // A disc without a release: its one release holds the names the user gives it.
+    bool unnamed = false;
 };
 struct Ripping {
     QList<TrackRipState> tracks;
@@ -122,9 +128,11 @@ public:
     QCoro::Task<> startRip(QString bsdName, Library& library, std::optional<QList<qint64>> trackIndices,
                            bool overwriteExisting);
     QCoro::Task<> retryFailedTracks(QString bsdName, Library& library);
-    // For a disc MusicBrainz doesn't know: "Unknown Artist", "Unknown Album", "Track N", each
-    // track carrying the disc ID so that a later re-fetch can name it.
+    // After a failed lookup of a disc that could be read: `ready`, unnamed, with the names the
+    // user gave this disc before, else those of its CD-Text or sheet (UnknownDisc::release).
     QCoro::Task<> ripWithoutMetadata(QString bsdName, Library& library);
+    // The user's names for the unnamed disc in `ready`; kept for its disc ID until it is ripped.
+    void nameDisc(const ReleaseMetadata& release);
     void reset();
 
     // The release to preselect: one the library knows by its id, then by its release group,
@@ -134,13 +142,13 @@ public:
     static std::optional<qsizetype> preferredRelease(const QList<ReleaseMetadata>& releases,
                                                      const QList<Track>& libraryTracks);
     static ExistingRipInfo existingInfo(qint64 trackCount, const ReleaseMetadata& release, const Library& library);
-    // The release of a disc MusicBrainz doesn't know; lengths come from the table of contents.
-    static ReleaseMetadata unknownRelease(const DiscTOC& toc);
 
 signals:
     void stateChanged();
     void artworkDataChanged();
     void pendingEjectBSDNameChanged();
+    // The unnamed disc's names changed; the state is otherwise as it was.
+    void discNamed();
 
 private:
     void setState(RipState state);
@@ -168,4 +176,6 @@ private:
     std::optional<ArtworkFetcher::ArtworkResult> m_cachedArtwork;
     // Raised by each lookup and reset, so that an answer for an older one is dropped.
     qint64 m_lookupGeneration = 0;
+    // What the user named unnamed discs, by disc ID, until each is ripped.
+    QHash<QString, ReleaseMetadata> m_namedDiscs;
 };

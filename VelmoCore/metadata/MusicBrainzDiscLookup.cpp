@@ -32,16 +32,34 @@ LookupError LookupError::parseError()
     return {Kind::parseError, u"MusicBrainz returned data Velmo couldn't understand."_s};
 }
 
-QUrl lookupURL(const QUrl& musicBrainz, const QString& discID, const QList<qint64>& trackOffsets,
-               qint64 leadOutOffset)
+namespace {
+
+// First track, last track, lead-out, then each track's offset, joined by plus signs.
+QString tocText(const QList<qint64>& trackOffsets, qint64 leadOutOffset)
 {
     QStringList toc{u"1"_s, QString::number(trackOffsets.size()), QString::number(leadOutOffset)};
     for (qint64 offset : trackOffsets)
         toc.append(QString::number(offset));
+    return toc.join(u'+');
+}
+
+} // namespace
+
+QUrl lookupURL(const QUrl& musicBrainz, const QString& discID, const QList<qint64>& trackOffsets,
+               qint64 leadOutOffset)
+{
     return ServiceURL::make(musicBrainz, u"/ws/2/discid/"_s + ServiceURL::pathSegment(discID),
                             {{u"fmt"_s, u"json"_s},
                              {u"inc"_s, u"artists+recordings+genres"_s, true},
-                             {u"toc"_s, toc.join(u'+'), true}});
+                             {u"toc"_s, tocText(trackOffsets, leadOutOffset), true}});
+}
+
+QUrl submitURL(const QUrl& site, const QString& discID, const QList<qint64>& trackOffsets, qint64 leadOutOffset)
+{
+    return ServiceURL::make(site, u"/cdtoc/attach"_s,
+                            {{u"toc"_s, tocText(trackOffsets, leadOutOffset), true},
+                             {u"tracks"_s, QString::number(trackOffsets.size())},
+                             {u"id"_s, discID}});
 }
 
 QList<ReleaseMetadata> parseReleases(const QByteArray& body, const QString& discID)

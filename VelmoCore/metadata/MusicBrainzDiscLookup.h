@@ -36,6 +36,10 @@ private:
 QUrl lookupURL(const QUrl& musicBrainz, const QString& discID, const QList<qint64>& trackOffsets,
                qint64 leadOutOffset);
 
+// The page of the MusicBrainz site at which a user attaches a disc to a release:
+// "/cdtoc/attach" with the TOC as lookupURL writes it, the track count and the disc ID.
+QUrl submitURL(const QUrl& site, const QString& discID, const QList<qint64>& trackOffsets, qint64 leadOutOffset);
+
 // The releases of an answer, in the service's order; never empty. Throws LookupError:
 // parseError for an answer that isn't a JSON object, noMatchFound for one without releases.
 QList<ReleaseMetadata> parseReleases(const QByteArray& body, const QString& discID);

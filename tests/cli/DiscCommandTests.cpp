@@ -255,9 +255,78 @@ TEST_F(DiscCommandTest, ImportWithoutMetadataNamesTracksByNumberAndKeepsTheDiscI
     EXPECT_EQ(services.musicBrainz.requestCount(u"/ws/2/discid/"_s + discID), 1) << "no lookup the second time";
     const QList<Track> tracks = LibraryStores::readTracks().value;
     ASSERT_EQ(tracks.size(), 2);
-    EXPECT_EQ(tracks.at(1).path(), root() + u"/Unknown Artist/Unknown Album/02 Track 2.flac"_s);
+    EXPECT_EQ(tracks.at(1).path(),
+              root() + u"/Unknown Artist/Unknown Album ("_s + discID.left(8) + u")/02 Track 2.flac"_s);
     EXPECT_EQ(tracks.at(1).customTags.value(u"MUSICBRAINZ_DISCID"_s), discID);
     const auto decoded = FlacFiles::decode(tracks.at(1).path());
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->pcm, image.trackAudio(1, 40));
+}
+
+TEST_F(DiscCommandTest, OfflineTheImportSaysWhyAndRipsWithNamesFromTheOptionsTheCDTextAndTheDefaults)
+{
+    initLibrary();
+    FakeServices services;
+    FakeServices::configure(FakeServices::vacantAddress(), FakeServices::vacantAddress(),
+                            FakeServices::vacantAddress());
+    QTemporaryDir first;
+    const DiscImages::WrittenImage named = DiscImages::writeImage(first.path(), 3, 40, 5);
+    writeFile(named.sheet, "PERFORMER \"Sheet Band\"\nTITLE \"Sheet Album\"\nFILE \"disc.bin\" BINARY\n"
+                           "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+                           "  TRACK 02 AUDIO\n    INDEX 01 00:00:40\n"
+                           "  TRACK 03 AUDIO\n    TITLE \"From The Sheet\"\n    INDEX 01 00:01:05\n");
+
+    const VelmoResult offline = velmo({u"disc"_s, u"import"_s, named.sheet});
+    EXPECT_EQ(offline.status, 1);
+    EXPECT_TRUE(offline.err.contains(
+        u"Couldn't reach MusicBrainz. Check your internet connection and try again. Rip it with --no-metadata."_s))
+        << offline.err.toStdString();
+    const VelmoResult misplaced = velmo({u"disc"_s, u"import"_s, named.sheet, u"--album"_s, u"X"_s});
+    EXPECT_EQ(misplaced.status, 2);
+    EXPECT_TRUE(misplaced.err.contains(u"--no-metadata"_s)) << misplaced.err.toStdString();
+
+    const QString titles = first.filePath(u"titles.txt"_s);
+    writeFile(titles, "Typed One\n\n");
+    const VelmoResult result = velmo({u"disc"_s, u"import"_s, named.sheet, u"--no-metadata"_s, u"--album"_s,
+                                      u"Typed Album"_s, u"--year"_s, u"2011"_s, u"--genre"_s, u"Dub"_s, u"--titles"_s,
+                                      titles});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    QList<Track> tracks = LibraryStores::readTracks().value;
+    ASSERT_EQ(tracks.size(), 3);
+    EXPECT_EQ(tracks.at(0).path(), root() + u"/Sheet Band/Typed Album/01 Typed One.flac"_s)
+        << "the album artist from the sheet, the album and title typed";
+    EXPECT_EQ(tracks.at(1).title, u"Track 2"_s) << "a blank line and no CD-Text";
+    EXPECT_EQ(tracks.at(2).title, u"From The Sheet"_s);
+    EXPECT_EQ(tracks.at(0).year, 2011);
+    EXPECT_EQ(tracks.at(0).genre, u"Dub"_s);
+
+    // A second disc without any names goes into a folder of its own.
+    QTemporaryDir second;
+    const DiscImages::WrittenImage bare = DiscImages::writeImage(second.path(), 2, 50, 6);
+    const QString bareID = MusicBrainzDiscLookup::readDiscTOC(bare.sheet).discID;
+    ASSERT_EQ(velmo({u"disc"_s, u"import"_s, bare.sheet, u"--no-metadata"_s}).status, 0);
+    tracks = LibraryStores::readTracks().value;
+    ASSERT_EQ(tracks.size(), 5);
+    EXPECT_EQ(tracks.at(4).path(), root() + u"/Unknown Artist/Unknown Album ("_s + bareID.left(8) + u")/02 Track 2.flac"_s);
+
+    writeFile(titles, "1\n2\n3\n4\n");
+    const VelmoResult tooMany =
+        velmo({u"disc"_s, u"import"_s, bare.sheet, u"--no-metadata"_s, u"--titles"_s, titles});
+    EXPECT_EQ(tooMany.status, 2);
+    EXPECT_TRUE(tooMany.err.contains(u"holds 4 titles, but the disc has 2 tracks."_s)) << tooMany.err.toStdString();
+    const VelmoResult badYear = velmo({u"disc"_s, u"import"_s, bare.sheet, u"--no-metadata"_s, u"--year"_s, u"soon"_s});
+    EXPECT_EQ(badYear.status, 2);
+}
+
+TEST_F(DiscCommandTest, SubmitURLPrintsTheAddressThatAttachesTheDiscOnTheConfiguredSite)
+{
+    FakeServices services;
+    const DiscImages::WrittenImage image = DiscImages::writeImage(folder.path(), 2, 40);
+    const DiscTOC toc = MusicBrainzDiscLookup::readDiscTOC(image.sheet);
+    const VelmoResult result = velmo({u"disc"_s, u"submit-url"_s, image.sheet});
+    ASSERT_EQ(result.status, 0) << result.err.toStdString();
+    const QUrl printed(result.out.trimmed());
+    EXPECT_EQ(printed.adjusted(QUrl::RemoveQuery), services.musicBrainz.url(u"/cdtoc/attach"_s));
+    EXPECT_EQ(printed.query(QUrl::FullyEncoded),
+              u"toc=1+2+%1+150+%2&tracks=2&id=%3"_s.arg(toc.leadOutOffset).arg(toc.trackOffsets.at(1)).arg(toc.discID));
 }

@@ -3,6 +3,7 @@
 #include "disc/AccurateRipID.h"
 #include "disc/CDRipView.h"
 #include "disc/DiscMonitor.h"
+#include "disc/DiscNamesForm.h"
 #include "disc/TrackChecksums.h"
 #include "facade/Library.h"
 #include "library/BlockingWait.h"
@@ -18,11 +19,13 @@
 #include "widgets/PlaceholderView.h"
 
 #include <QBuffer>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLabel>
+#include <QLineEdit>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QProgressBar>
@@ -152,29 +155,90 @@ TEST_F(CDRipViewTest, LookingUpShowsItsLineUntilTheAnswerComes)
     EXPECT_EQ(view->heading()->text(), u"Album a"_s);
 }
 
-TEST_F(CDRipViewTest, AnUnknownDiscOffersTryAgainAndRippingWithoutMetadata)
+TEST_F(CDRipViewTest, EveryFailedLookupOffersTryAgainAndRippingWithoutMetadata)
 {
     const auto view = show();
     ASSERT_TRUE(waitFor<RipStates::LookupFailed>());
     EXPECT_EQ(view->heading()->text(), u"Couldn't Identify Disc"_s);
     EXPECT_EQ(view->message()->text(), u"This disc isn't in the MusicBrainz database yet."_s);
-    EXPECT_EQ(view->buttonTexts(), (QStringList{u"Try Again"_s, u"Rip Without Metadata"_s}));
+    EXPECT_EQ(view->buttonTexts(),
+              (QStringList{u"Try Again"_s, u"Rip Without Metadata"_s, u"Submit to MusicBrainz…"_s}));
+    QList<QUrl> opened;
+    QObject::connect(view.get(), &CDRipView::browserRequested, [&](const QUrl& address) { opened.append(address); });
+    view->button(u"Submit to MusicBrainz…"_s)->click();
+    ASSERT_EQ(opened.size(), 1);
+    EXPECT_EQ(opened.constFirst(), MusicBrainzDiscLookup::submitURL(services.musicBrainz.url(), toc.discID,
+                                                                    toc.trackOffsets, toc.leadOutOffset))
+        << "the configured MusicBrainz site";
 
+    const auto offersBoth = [&](const char* how) {
+        SCOPED_TRACE(how);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return view->button(u"Rip Without Metadata"_s) != nullptr; }, 10000));
+        EXPECT_EQ(view->message()->text(),
+                  u"Couldn't reach MusicBrainz. Check your internet connection and try again."_s);
+        EXPECT_EQ(view->buttonTexts(), (QStringList{u"Try Again"_s, u"Rip Without Metadata"_s}))
+            << "the disc may well be known: nothing to submit";
+    };
     services.musicBrainz.route(u"/ws/2/discid/"_s + toc.discID, FakeResponse::withStatus(503));
     view->button(u"Try Again"_s)->click();
-    ASSERT_TRUE(waitFor<RipStates::LookupFailed>());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return view->message() != nullptr; }, 5000));
-    EXPECT_EQ(view->message()->text(),
-              u"Couldn't reach MusicBrainz. Check your internet connection and try again."_s);
-    EXPECT_EQ(view->buttonTexts(), QStringList{u"Try Again"_s}) << "only an unknown disc is ripped without metadata";
-
-    services.musicBrainz.route(u"/ws/2/discid/"_s + toc.discID, FakeResponse::withStatus(404));
+    offersBoth("HTTP 503");
+    FakeServices::configure(FakeServices::vacantAddress(), FakeServices::vacantAddress(),
+                            FakeServices::vacantAddress());
     view->button(u"Try Again"_s)->click();
+    offersBoth("connection refused");
+}
+
+TEST_F(CDRipViewTest, AnUnknownDiscIsNamedOnTheScreenBeforeItIsRipped)
+{
+    FakeServices::configure(FakeServices::vacantAddress(), FakeServices::vacantAddress(),
+                            FakeServices::vacantAddress());
+    const auto view = show();
+    ASSERT_TRUE(waitFor<RipStates::LookupFailed>());
     ASSERT_TRUE(QTest::qWaitFor([&] { return view->button(u"Rip Without Metadata"_s) != nullptr; }, 10000));
     view->button(u"Rip Without Metadata"_s)->click();
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    DiscNamesForm* form = view->namesForm();
+    ASSERT_NE(form, nullptr);
+    EXPECT_EQ(form->artistField()->text(), u"Unknown Artist"_s);
+    EXPECT_EQ(form->albumField()->text(), u"Unknown Album"_s);
+    EXPECT_EQ(column(form->trackList(), DiscNamesForm::titleColumn),
+              (QStringList{u"Track 1"_s, u"Track 2"_s, u"Track 3"_s}));
+    EXPECT_TRUE(form->trackList()->isColumnHidden(DiscNamesForm::artistColumn));
+    EXPECT_EQ(view->buttonTexts(), QStringList{u"Start Ripping"_s});
+
+    const auto type = [](QLineEdit* field, const QString& text) {
+        field->selectAll();
+        QTest::keyClicks(field, text);
+    };
+    type(form->artistField(), u"Kite Orchard"_s);
+    type(form->albumField(), u"Basement Sessions"_s);
+    type(form->yearField(), u"2019"_s);
+    type(form->genreField(), u"Folk"_s);
+    form->trackList()->topLevelItem(0)->setText(DiscNamesForm::titleColumn, u"Low Tide"_s);
+    form->trackList()->topLevelItem(2)->setText(DiscNamesForm::titleColumn, u"Lanterns"_s);
+    form->variousArtists()->click();
+    EXPECT_FALSE(form->trackList()->isColumnHidden(DiscNamesForm::artistColumn));
+    form->trackList()->topLevelItem(2)->setText(DiscNamesForm::artistColumn, u"June Aster"_s);
+    EXPECT_EQ(view->namesForm(), form) << "typing doesn't rebuild the screen";
+
+    const ReleaseMetadata named = std::get<RipStates::Ready>(controller.state()).allReleases.constFirst();
+    EXPECT_EQ(named.title, u"Basement Sessions"_s);
+    EXPECT_EQ(named.year, 2019);
+
+    view->button(u"Start Ripping"_s)->click();
     ASSERT_TRUE(waitFor<RipStates::Finished>());
-    EXPECT_EQ(column(view->trackList(), 1), (QStringList{u"Track 1"_s, u"Track 2"_s, u"Track 3"_s}));
-    EXPECT_EQ(library.tracks().constFirst().album, u"Unknown Album"_s);
+    ASSERT_EQ(library.tracks().size(), 3);
+    const Track& first = library.tracks().at(0);
+    EXPECT_EQ(first.title, u"Low Tide"_s);
+    EXPECT_EQ(first.artist, u"Kite Orchard"_s);
+    EXPECT_EQ(first.albumArtist, u"Kite Orchard"_s);
+    EXPECT_EQ(first.album, u"Basement Sessions"_s);
+    EXPECT_EQ(first.year, 2019);
+    EXPECT_EQ(first.genre, u"Folk"_s);
+    EXPECT_EQ(library.tracks().at(1).title, u"Track 2"_s);
+    EXPECT_EQ(library.tracks().at(2).title, u"Lanterns"_s);
+    EXPECT_EQ(library.tracks().at(2).artist, u"June Aster"_s);
+    EXPECT_EQ(first.customTags.value(Track::discIDTag()), toc.discID);
 }
 
 TEST_F(CDRipViewTest, ReadyShowsTheReleaseChoiceWhatTheLibraryHoldsAndTheRightButtons)

@@ -83,6 +83,20 @@ TEST(MusicBrainzDiscLookupURL, CarriesTheTOCWithLiteralPlusSigns)
     EXPECT_EQ(behindAPrefix.path(), u"/mirror/ws/2/discid/x"_s);
 }
 
+TEST(MusicBrainzDiscLookupURL, TheSubmitAddressAttachesTheTOCOnTheConfiguredSite)
+{
+    const QUrl url = MusicBrainzDiscLookup::submitURL(QUrl(u"https://musicbrainz.org"_s), u"XzPS7vW.HPHsYemQh0HBUGr8vuU-"_s,
+                                                      {150, 15363, 32314}, 260295);
+    EXPECT_EQ(url.scheme(), u"https"_s);
+    EXPECT_EQ(url.host(), u"musicbrainz.org"_s);
+    EXPECT_EQ(url.path(), u"/cdtoc/attach"_s);
+    const QByteArray query = url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority | QUrl::RemovePath);
+    EXPECT_EQ(query, QByteArray("?toc=1+3+260295+150+15363+32314&tracks=3&id=XzPS7vW.HPHsYemQh0HBUGr8vuU-"))
+        << "first and last track, lead-out, then each offset with its lead-in, joined by literal plus signs";
+    const QUrl mirror = MusicBrainzDiscLookup::submitURL(QUrl(u"http://127.0.0.1:5000/mirror/"_s), u"x"_s, {150}, 900);
+    EXPECT_EQ(mirror.toEncoded(), QByteArray("http://127.0.0.1:5000/mirror/cdtoc/attach?toc=1+1+900+150&tracks=1&id=x"));
+}
+
 TEST(MusicBrainzParseRelease, ReadsARealRelease)
 {
     const ReleaseMetadata release = MusicBrainzDiscLookup::parseRelease(darkSide(), discID);
