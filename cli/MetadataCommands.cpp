@@ -132,13 +132,28 @@ QCoro::Task<int> refetchAlbum(Invocation& invocation)
     const QString albumName = invocation.value(u"album"_s);
     if (!invocation.isSet(u"artist"_s) || !invocation.isSet(u"album"_s)) {
         invocation.err() << u"velmo: name the album with --artist and --album.\nUsage: velmo album refetch --artist "
-                            u"ARTIST --album ALBUM [--release ID]"_s
+                            u"ARTIST --album ALBUM [--release ID | --disc-id]"_s
                          << Qt::endl;
         co_return int(exitUsage);
     }
     const std::optional<QList<Track>> album = findAlbum(invocation, artist, albumName);
     if (!album)
         co_return int(exitFailure);
+    if (invocation.isSet(u"disc-id"_s)) {
+        if (invocation.isSet(u"release"_s)) {
+            invocation.err() << u"velmo: give either --disc-id or --release."_s << Qt::endl;
+            co_return int(exitUsage);
+        }
+        invocation.err() << u"Looking up the disc of "_s << DisplayText::counted(album->size(), u"track"_s)
+                         << u" on MusicBrainz…"_s << Qt::endl;
+        try {
+            const Library::AlbumRefetchSummary summary = co_await invocation.library().lookUpAlbumAgain(*album);
+            invocation.out() << summary.message() << u'\n';
+        } catch (const Library::AlbumRefetchError& error) {
+            co_return invocation.fail(u"Look-up failed: "_s + error.message());
+        }
+        co_return int(exitSuccess);
+    }
     if (!invocation.isSet(u"release"_s))
         co_return co_await listCandidates(invocation, *album);
 
@@ -173,11 +188,14 @@ void addMetadataCommands(CommandLine& commandLine)
     commandLine.add({
         .path = {u"album"_s, u"refetch"_s},
         .summary = u"List the MusicBrainz releases that may be the album; with --release, overwrite the album's "
-                   "titles, artists, year, numbers and cover with that release's."_s,
+                   "titles, artists, year, numbers and cover with that release's; with --disc-id, with those of "
+                   "the release MusicBrainz now gives for the disc it was ripped from, and move its files to "
+                   "their named folder."_s,
         .options = {QCommandLineOption(u"artist"_s, u"The album artist (or artist), as the library has it"_s,
                                        u"ARTIST"_s),
                     QCommandLineOption(u"album"_s, u"The album's name, as the library has it"_s, u"ALBUM"_s),
-                    QCommandLineOption(u"release"_s, u"The MusicBrainz release ID to apply"_s, u"ID"_s)},
+                    QCommandLineOption(u"release"_s, u"The MusicBrainz release ID to apply"_s, u"ID"_s),
+                    QCommandLineOption(u"disc-id"_s, u"Look the album up by the disc ID its tracks carry"_s)},
         .access = Command::Access::changesLibrary,
         .writes = {StoreKind::library},
         .run = refetchAlbum,

@@ -84,6 +84,8 @@ ContentView::ContentView(Library& library, QWidget* parent)
             showDetail();
     });
     connect(m_cdRip, &CDRipController::stateChanged, this, &ContentView::showRipProgress);
+    connect(m_cdRip, &CDRipController::stateChanged, this, &ContentView::nameDiscRow);
+    connect(m_cdRip, &CDRipController::discNamed, this, &ContentView::nameDiscRow);
     // A rip that brought every track in ejects its disc.
     connect(m_cdRip, &CDRipController::pendingEjectBSDNameChanged, this, [this] {
         if (const std::optional<QString> name = m_cdRip->pendingEjectBSDName()) {
@@ -154,13 +156,18 @@ void ContentView::setDiscMonitor(DiscMonitor* monitor)
 {
     m_discMonitor = monitor;
     const auto showDiscs = [this, monitor] {
-        // A removed disc's row goes, and with its selection the screen: "Select an item".
+        // A removed disc's row goes, and with its selection the screen: the album just ripped
+        // from it, else "Select an item".
+        const bool onDisc = m_sidebarSelection && m_sidebarSelection->kind == SidebarItem::Kind::cdRip;
         m_sidebar->setDiscs(monitor->insertedDiscs());
         m_progressShownFor.reset();
         showRipProgress();
+        if (onDisc && !m_sidebarSelection)
+            showRippedAlbum();
     };
     connect(monitor, &DiscMonitor::insertedDiscsChanged, this, showDiscs);
     connect(m_sidebar, &SidebarView::closeDiscImageRequested, monitor, &DiscMonitor::removeDisc);
+    connect(m_sidebar, &SidebarView::ejectRequested, this, [this](const QString& bsdName) { m_eject(bsdName); });
     showDiscs();
 }
 
@@ -172,6 +179,49 @@ void ContentView::showRipProgress()
     m_progressShownFor = disc;
     if (disc)
         m_sidebar->setProgress(SidebarItem::cdRip(*disc), m_cdRip->overallProgress());
+}
+
+void ContentView::nameDiscRow()
+{
+    const std::optional<QString>& disc = m_cdRip->trackedBSDName();
+    if (!disc)
+        return;
+    QString title;
+    std::visit(
+        [&title](const auto& state) {
+            using State = std::decay_t<decltype(state)>;
+            if constexpr (std::is_same_v<State, RipStates::Ready>)
+                title = state.allReleases.at(state.selectedIndex).title;
+            else if constexpr (requires { state.metadata; })
+                title = state.metadata.title;
+        },
+        m_cdRip->state());
+    // Looking up or failed, the row keeps whatever name it had.
+    if (!title.isEmpty())
+        m_sidebar->setDiscTitle(*disc, title);
+    if (const auto* finished = std::get_if<RipStates::Finished>(&m_cdRip->state())) {
+        m_rippedTrackIDs.clear();
+        for (const TrackRipState& track : finished->tracks) {
+            if (const auto* done = std::get_if<TrackRipStates::Done>(&track))
+                m_rippedTrackIDs.insert(done->track.id);
+        }
+    }
+}
+
+void ContentView::showRippedAlbum()
+{
+    QList<Track> ripped;
+    for (const Track& track : m_library.tracks()) {
+        if (m_rippedTrackIDs.contains(track.id))
+            ripped.append(track);
+    }
+    m_rippedTrackIDs.clear();
+    if (ripped.isEmpty()) {
+        setSidebarSelection(std::nullopt);
+        return;
+    }
+    setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
+    setSelectedAlbum(AlbumGroup::group(ripped, AlbumSortOption::artist).constFirst());
 }
 
 void ContentView::setSidebarSelection(const std::optional<SidebarItem>& item)
@@ -235,7 +285,7 @@ QWidget* ContentView::screenFor(const std::optional<SidebarItem>& item)
     case SidebarItem::Kind::cdRip: {
         auto* view = new CDRipView(*m_cdRip, m_library, item->bsdName);
         connect(view, &CDRipView::ejectRequested, this, [this](const QString& bsdName) { m_eject(bsdName); });
-        connect(view, &CDRipView::finished, this, [this] { setSidebarSelection(std::nullopt); });
+        connect(view, &CDRipView::finished, this, &ContentView::showRippedAlbum);
         connect(view, &CDRipView::browserRequested, this, [](const QUrl& address) { QDesktopServices::openUrl(address); });
         return view;
     }

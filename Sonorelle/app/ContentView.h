@@ -7,6 +7,7 @@
 #include "widgets/FolderPicker.h"
 
 #include <QPointer>
+#include <QSet>
 #include <QUuid>
 #include <QWidget>
 
@@ -87,12 +88,17 @@ private:
     void showDetail();
     bool selectedEpisodeHasPodcast() const;
     void showRipProgress();
+    // The disc row takes the album's title; a finished rip is remembered for showRippedAlbum.
+    void nameDiscRow();
+    // After "Done" or the disc's row going: Music with the album just ripped, if any.
+    void showRippedAlbum();
     const DeviceProfile* selectedDevice() const;
 
     Library& m_library;
     std::optional<SidebarItem> m_sidebarSelection;
     std::optional<Track> m_selectedTrack;
     std::optional<AlbumGroup> m_selectedAlbum;
+    QSet<QUuid> m_rippedTrackIDs;
     std::optional<Episode> m_selectedEpisode;
     std::optional<QUuid> m_selectedDeviceID;
     DeviceSyncController* m_syncController;

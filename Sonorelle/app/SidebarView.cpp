@@ -6,11 +6,13 @@
 #include <QIcon>
 #include <QLabel>
 #include <QFileInfo>
+#include <QHBoxLayout>
 #include <QListWidget>
 #include <QMenu>
 #include <QPainter>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
+#include <QToolButton>
 #include <QVBoxLayout>
 
 #include <cmath>
@@ -140,13 +142,65 @@ void SidebarView::setDiscs(const QList<DiscInfo>& discs)
                 delete m_list->takeItem(i);
         }
         for (const DiscInfo& disc : discs) {
-            addRow(SidebarItem::cdRip(disc.bsdName), u"CD Rip"_s, u"opticaldisc"_s);
-            m_list->item(m_list->count() - 1)->setToolTip(QFileInfo(disc.bsdName).fileName());
+            addRow(SidebarItem::cdRip(disc.bsdName), m_discTitles.value(disc.bsdName, discRowText(disc.bsdName)),
+                   u"opticaldisc"_s);
+            QListWidgetItem* row = m_list->item(m_list->count() - 1);
+            row->setToolTip(QFileInfo(disc.bsdName).fileName());
+            addDiscButton(row, disc.bsdName);
         }
         setSelection(selected);
     }
     if (selection() != selected)
         emit selectionChanged(selection());
+}
+
+QString SidebarView::discRowText(const QString& bsdName)
+{
+    return u"Audio CD (%1)"_s.arg(QFileInfo(bsdName).fileName());
+}
+
+void SidebarView::setDiscTitle(const QString& bsdName, const QString& title)
+{
+    if (title.isEmpty())
+        m_discTitles.remove(bsdName);
+    else
+        m_discTitles.insert(bsdName, title);
+    const QString text = title.isEmpty() ? discRowText(bsdName) : title;
+    // A rip reports many times a second; an unchanged name repaints nothing.
+    if (QListWidgetItem* row = rowOf(SidebarItem::cdRip(bsdName)); row && row->text() != text)
+        row->setText(text);
+}
+
+void SidebarView::addDiscButton(QListWidgetItem* row, const QString& bsdName)
+{
+    const bool image = MusicBrainzDiscLookup::isDiscImage(bsdName);
+    auto* holder = new QWidget;
+    auto* layout = new QHBoxLayout(holder);
+    // Clear of the progress ring at the row's right end.
+    layout->setContentsMargins(0, 0, 26, 0);
+    layout->addStretch(1);
+    auto* button = new QToolButton(holder);
+    button->setAutoRaise(true);
+    button->setIcon(Icons::symbol(u"eject"_s));
+    const QString action = image ? u"Close Disc Image"_s : u"Eject"_s;
+    button->setToolTip(action);
+    button->setAccessibleName(action);
+    button->setObjectName(bsdName);
+    connect(button, &QToolButton::clicked, this, [this, bsdName, image] {
+        if (image)
+            emit closeDiscImageRequested(bsdName);
+        else
+            emit ejectRequested(bsdName);
+    });
+    layout->addWidget(button);
+    m_list->setItemWidget(row, holder);
+}
+
+QToolButton* SidebarView::discButton(const QString& bsdName) const
+{
+    QListWidgetItem* row = rowOf(SidebarItem::cdRip(bsdName));
+    QWidget* holder = row ? m_list->itemWidget(row) : nullptr;
+    return holder ? holder->findChild<QToolButton*>(bsdName) : nullptr;
 }
 
 SidebarItem SidebarView::itemOf(const QListWidgetItem* row)

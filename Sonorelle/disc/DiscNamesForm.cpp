@@ -8,6 +8,7 @@
 #include <QHeaderView>
 #include <QIntValidator>
 #include <QLineEdit>
+#include <QSignalBlocker>
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
@@ -29,6 +30,7 @@ QString orElse(const QString& text, const QString& fallback)
 DiscNamesForm::DiscNamesForm(const ReleaseMetadata& release, QWidget* parent)
     : QWidget(parent)
     , m_base(release)
+    , m_albumArtist(release.artist)
     , m_artist(new QLineEdit(release.artist, this))
     , m_album(new QLineEdit(release.title, this))
     , m_year(new QLineEdit(release.year ? QString::number(*release.year) : QString(), this))
@@ -74,13 +76,29 @@ DiscNamesForm::DiscNamesForm(const ReleaseMetadata& release, QWidget* parent)
     layout->addWidget(m_tracks, 1);
 
     const auto changed = [this] { emit edited(this->release()); };
-    for (QLineEdit* field : {m_artist, m_album, m_year, m_genre})
+    for (QLineEdit* field : {m_album, m_year, m_genre})
         connect(field, &QLineEdit::textEdited, this, changed);
+    connect(m_artist, &QLineEdit::textEdited, this, [this, changed](const QString& artist) {
+        followAlbumArtist(artist);
+        changed();
+    });
     connect(m_tracks, &QTreeWidget::itemChanged, this, changed);
     connect(m_various, &QCheckBox::toggled, this, [this, changed](bool on) {
         showArtists(on);
         changed();
     });
+}
+
+void DiscNamesForm::followAlbumArtist(const QString& artist)
+{
+    // Tracks credited to the album artist stay so; a guest keeps their own name.
+    const QSignalBlocker quiet(m_tracks);
+    for (int i = 0; i < m_tracks->topLevelItemCount(); ++i) {
+        QTreeWidgetItem* row = m_tracks->topLevelItem(i);
+        if (row->text(artistColumn) == m_albumArtist)
+            row->setText(artistColumn, artist);
+    }
+    m_albumArtist = artist;
 }
 
 void DiscNamesForm::showArtists(bool various)

@@ -36,8 +36,10 @@ signals:
 
 private:
     void showArtists(bool various);
+    void followAlbumArtist(const QString& artist);
 
     ReleaseMetadata m_base;
+    QString m_albumArtist; // as the field showed it last
     QLineEdit* m_artist;
     QLineEdit* m_album;
     QLineEdit* m_year;

@@ -5,6 +5,7 @@
 #include "AlbumRefetchSheet.h"
 #include "AlbumTile.h"
 #include "devices/DeviceMenuItems.h"
+#include "facade/Library.h"
 #include "widgets/StatusToast.h"
 
 #include <QComboBox>
@@ -107,11 +108,27 @@ std::unique_ptr<QMenu> AlbumsView::contextMenu(const QModelIndex& index)
     auto menu = std::make_unique<QMenu>(this);
     const AlbumGroup album = m_model->groups().at(index.row());
     menu->addAction(u"Re-fetch Album Info…"_s, this, [this, album] { showRefetchSheet(album); });
+    if (Library::discIDOf(album.tracks))
+        menu->addAction(u"Look Up Again"_s, this, [this, album] { lookUpAgain(album); });
     QList<QUuid> ids;
     for (const Track& track : album.tracks)
         ids.append(track.id);
     DeviceMenuItems::addTo(*menu, m_library, ids);
     return menu;
+}
+
+QCoro::Task<> AlbumsView::lookUpAgain(AlbumGroup album)
+{
+    QPointer<AlbumsView> self(this);
+    QString message;
+    try {
+        const Library::AlbumRefetchSummary summary = co_await m_library.lookUpAlbumAgain(album.tracks);
+        message = summary.message();
+    } catch (const Library::AlbumRefetchError& error) {
+        message = error.message();
+    }
+    if (self)
+        setRefetchStatus(message);
 }
 
 void AlbumsView::showRefetchSheet(const AlbumGroup& album)

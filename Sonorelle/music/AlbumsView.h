@@ -3,6 +3,7 @@
 #include "AlbumGroup.h"
 #include "AlbumRefetchSheet.h"
 
+#include <QCoro/QCoroTask>
 #include <QPointer>
 #include <QTimer>
 #include <QWidget>
@@ -35,8 +36,11 @@ public:
     QListView* grid() const { return m_grid; }
     AlbumArtworkLoader* artworkLoader() const { return m_loader; }
 
-    // The menu of the tile at `index`: "Re-fetch Album Info…".
+    // The menu of the tile at `index`: "Re-fetch Album Info…", and "Look Up Again" for an
+    // album whose tracks carry the disc ID they were ripped from.
     std::unique_ptr<QMenu> contextMenu(const QModelIndex& index);
+    // Asks MusicBrainz for the album's disc again; its sentence comes back as refetchStatus.
+    QCoro::Task<> lookUpAgain(AlbumGroup album);
     // Opens the re-fetch sheet for the album; its sentence comes back as refetchStatus.
     void showRefetchSheet(const AlbumGroup& album);
     AlbumRefetchSheet* refetchSheet() const { return m_refetchSheet; }

@@ -277,7 +277,7 @@ public:
 
     class AlbumRefetchError : public std::runtime_error {
     public:
-        enum class Kind { networkError, noMatchFound, invalidAnswer };
+        enum class Kind { networkError, noMatchFound, invalidAnswer, noDiscID };
 
         // `description` is the underlying failure's own sentence.
         static AlbumRefetchError networkError(const QString& description);
@@ -287,6 +287,8 @@ public:
         // An answer that came but cannot be applied: unreadable, or a release without its
         // titles or artist credits. Nothing was written.
         static AlbumRefetchError invalidAnswer(const QString& description);
+        // Looking the album up by its disc needs a track that carries the disc ID.
+        static AlbumRefetchError noDiscID();
 
         Kind kind() const { return m_kind; }
         QString message() const { return m_message; }
@@ -322,6 +324,14 @@ public:
     // disc and track number (and length, where the disc is unknown). Files are not moved.
     // Throws AlbumRefetchError, and then nothing has changed.
     QCoro::Task<AlbumRefetchSummary> refetchAlbumInfo(QList<Track> tracks, QString releaseID,
+                                                      MetadataHTTPClient& client = MetadataHTTPClient::shared());
+    // The disc ID (Track::discIDTag) the first of the tracks that has one carries.
+    static std::optional<QString> discIDOf(const QList<Track>& tracks);
+    // "Look Up Again": asks MusicBrainz for the disc ID the album's tracks carry and applies
+    // the release it gives (the one the disc screen would preselect) as refetchAlbumInfo
+    // does; then moves each file to its canonical place, where that place is free. Throws
+    // AlbumRefetchError: noDiscID, or noMatchFound while MusicBrainz doesn't know the disc.
+    QCoro::Task<AlbumRefetchSummary> lookUpAlbumAgain(QList<Track> tracks,
                                                       MetadataHTTPClient& client = MetadataHTTPClient::shared());
     // The tracks, in library order, whose entry and file both lack a picture.
     QCoro::Task<QList<Track>> tracksWithMissingArtwork();

@@ -1,10 +1,13 @@
 #include "Library.h"
 
+#include "CDRipController.h"
 #include "library/Background.h"
 #include "library/DisplayText.h"
 #include "library/ImageType.h"
+#include "library/LibraryOrganizer.h"
 #include "library/TagWriter.h"
 #include "metadata/AlbumRefetchPlan.h"
+#include "metadata/MusicBrainzDiscLookup.h"
 #include "metadata/MusicBrainzReleaseLookup.h"
 
 #include <QPointer>
@@ -139,6 +142,70 @@ Library::AlbumRefetchError Library::AlbumRefetchError::answerRefused(const QStri
 Library::AlbumRefetchError Library::AlbumRefetchError::noMatchFound()
 {
     return {Kind::noMatchFound, u"No matching release found on MusicBrainz."_s};
+}
+
+Library::AlbumRefetchError Library::AlbumRefetchError::noDiscID()
+{
+    return {Kind::noDiscID, u"This album carries no disc ID to look up; choose its release instead."_s};
+}
+
+std::optional<QString> Library::discIDOf(const QList<Track>& tracks)
+{
+    for (const Track& track : tracks) {
+        if (const QString id = track.customTags.value(Track::discIDTag()); !id.isEmpty())
+            return id;
+    }
+    return std::nullopt;
+}
+
+QCoro::Task<Library::AlbumRefetchSummary> Library::lookUpAlbumAgain(QList<Track> tracks, MetadataHTTPClient& client)
+{
+    assertMainThread();
+    const std::optional<QString> discID = discIDOf(tracks);
+    if (!discID)
+        throw AlbumRefetchError::noDiscID();
+    // The tracks keep only the disc ID: the lookup goes without a TOC.
+    const QList<qint64> noOffsets;
+    QList<ReleaseMetadata> releases;
+    try {
+        releases = co_await MusicBrainzDiscLookup::fetchReleases(*discID, noOffsets, 0, client);
+    } catch (const MusicBrainzDiscLookup::LookupError& error) {
+        if (error.kind() == MusicBrainzDiscLookup::LookupError::Kind::noMatchFound)
+            throw AlbumRefetchError::noMatchFound();
+        if (error.kind() == MusicBrainzDiscLookup::LookupError::Kind::parseError)
+            throw AlbumRefetchError::invalidAnswer(error.message());
+        throw AlbumRefetchError::networkError(error.httpError() ? error.httpError()->message() : error.message());
+    }
+    QPointer<Library> self(this);
+    const ReleaseMetadata& release = releases.at(CDRipController::chooseRelease(releases, m_tracks));
+    if (release.mbid.isEmpty())
+        throw AlbumRefetchError::invalidAnswer(MusicBrainzDiscLookup::LookupError::parseError().message());
+    const AlbumRefetchSummary summary = co_await refetchAlbumInfo(tracks, release.mbid, client);
+    if (!self)
+        co_return summary;
+    // Named now, the files leave the folder of an unknown disc for their own.
+    const QSet<QUuid> ids = idsOf(tracks);
+    QList<Track> album;
+    for (const Track& track : std::as_const(m_tracks)) {
+        if (ids.contains(track.id))
+            album.append(track);
+    }
+    for (const Track& track : std::as_const(album)) {
+        const auto move = [track, root = m_rootURL] { return LibraryOrganizer::move(track, root, false); };
+        try {
+            const Track moved = co_await Background::run(move);
+            if (!self)
+                co_return summary;
+            const auto entry = std::find_if(m_tracks.begin(), m_tracks.end(),
+                                            [&moved](const Track& t) { return t.id == moved.id; });
+            if (entry != m_tracks.end())
+                entry->url = moved.url;
+        } catch (const LibraryOrganizer::OrganizerError&) {
+            // A place already taken keeps this file where it was, under its new tags.
+        }
+    }
+    tracksDidChange();
+    co_return summary;
 }
 
 QCoro::Task<QList<ReleaseCandidate>> Library::searchAlbumReleaseCandidates(QString artist, QString album,

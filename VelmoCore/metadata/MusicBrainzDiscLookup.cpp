@@ -48,10 +48,10 @@ QString tocText(const QList<qint64>& trackOffsets, qint64 leadOutOffset)
 QUrl lookupURL(const QUrl& musicBrainz, const QString& discID, const QList<qint64>& trackOffsets,
                qint64 leadOutOffset)
 {
-    return ServiceURL::make(musicBrainz, u"/ws/2/discid/"_s + ServiceURL::pathSegment(discID),
-                            {{u"fmt"_s, u"json"_s},
-                             {u"inc"_s, u"artists+recordings+genres"_s, true},
-                             {u"toc"_s, tocText(trackOffsets, leadOutOffset), true}});
+    QList<ServiceURL::QueryItem> query{{u"fmt"_s, u"json"_s}, {u"inc"_s, u"artists+recordings+genres"_s, true}};
+    if (!trackOffsets.isEmpty())
+        query.append({u"toc"_s, tocText(trackOffsets, leadOutOffset), true});
+    return ServiceURL::make(musicBrainz, u"/ws/2/discid/"_s + ServiceURL::pathSegment(discID), query);
 }
 
 QUrl submitURL(const QUrl& site, const QString& discID, const QList<qint64>& trackOffsets, qint64 leadOutOffset)

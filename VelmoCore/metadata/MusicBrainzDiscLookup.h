@@ -33,6 +33,7 @@ private:
 
 // "/ws/2/discid/<id>" with fmt, inc and the TOC ("1", track count, lead-out, then each
 // track's offset, joined by literal plus signs): the same numbers the disc ID is made of.
+// Without offsets the TOC is left out, and only the disc ID is asked for.
 QUrl lookupURL(const QUrl& musicBrainz, const QString& discID, const QList<qint64>& trackOffsets,
                qint64 leadOutOffset);
 

@@ -330,3 +330,45 @@ TEST_F(DiscCommandTest, SubmitURLPrintsTheAddressThatAttachesTheDiscOnTheConfigu
     EXPECT_EQ(printed.query(QUrl::FullyEncoded),
               u"toc=1+2+%1+150+%2&tracks=2&id=%3"_s.arg(toc.leadOutOffset).arg(toc.trackOffsets.at(1)).arg(toc.discID));
 }
+
+TEST_F(DiscCommandTest, AnAlbumRippedWithoutMetadataIsLookedUpAgainByItsDiscID)
+{
+    initLibrary();
+    FakeServices services;
+    const DiscImages::WrittenImage image = DiscImages::writeImage(folder.path(), 2, 75);
+    const QString discID = MusicBrainzDiscLookup::readDiscTOC(image.sheet).discID;
+    ASSERT_EQ(velmo({u"disc"_s, u"import"_s, image.sheet, u"--no-metadata"_s}).status, 0);
+    const QStringList album{u"album"_s, u"refetch"_s, u"--artist"_s, u"Unknown Artist"_s, u"--album"_s,
+                            u"Unknown Album ("_s + discID.left(8) + u')', u"--disc-id"_s};
+
+    const VelmoResult unknown = velmo(album);
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_TRUE(unknown.err.contains(u"Look-up failed: No matching release found on MusicBrainz."_s))
+        << unknown.err.toStdString();
+
+    // One-second tracks, as long as the disc's.
+    QJsonObject release = DiscImages::musicBrainzRelease(u"rel-4"_s, u"Late Album"_s, discID, 2);
+    QJsonObject medium = release.value("media"_L1).toArray().at(0).toObject();
+    QJsonArray tracks;
+    for (const QJsonValue& value : medium.value("tracks"_L1).toArray()) {
+        QJsonObject track = value.toObject();
+        QJsonObject recording = track.value("recording"_L1).toObject();
+        recording.insert("length"_L1, 1000);
+        track.insert("recording"_L1, recording);
+        tracks.append(track);
+    }
+    medium.insert("tracks"_L1, tracks);
+    release.insert("media"_L1, QJsonArray{medium});
+    services.musicBrainz.route(u"/ws/2/discid/"_s + discID,
+                               FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, QJsonArray{release}}}).toJson(),
+                                                "application/json"));
+    services.musicBrainz.route(u"/ws/2/release/rel-4"_s,
+                               FakeResponse::ok(QJsonDocument(release).toJson(), "application/json"));
+    const VelmoResult found = velmo(album);
+    ASSERT_EQ(found.status, 0) << found.err.toStdString();
+    EXPECT_TRUE(found.out.contains(u"Updated 2 tracks"_s)) << found.out.toStdString();
+    const QList<Track> named = LibraryStores::readTracks().value;
+    ASSERT_EQ(named.size(), 2);
+    EXPECT_EQ(named.at(1).path(), root() + u"/Band/Late Album/02 Song 2.flac"_s);
+    EXPECT_EQ(TagReader::read(named.at(1).url)->title, u"Song 2"_s);
+}

@@ -163,11 +163,12 @@ TEST_F(StartupTest, AnOpenedDiscImageGetsACDRipRowThatStaysSelected)
     monitor.addDiscImage(stores.path(u"First.cue"_s));
     ContentView* content = window.contentView();
     ASSERT_NE(content, nullptr);
-    EXPECT_EQ(content->sidebar()->rowTexts().mid(5), QStringList{u"CD Rip"_s});
+    EXPECT_EQ(content->sidebar()->rowTexts().mid(5), QStringList{u"Audio CD (First.cue)"_s});
 
     const QString second = QDir(stores.folder()).absoluteFilePath(u"Second.cue"_s);
     window.openDiscImage(second);
-    EXPECT_EQ(content->sidebar()->rowTexts().mid(5), (QStringList{u"CD Rip"_s, u"CD Rip"_s}));
+    EXPECT_EQ(content->sidebar()->rowTexts().mid(5),
+              (QStringList{u"Audio CD (First.cue)"_s, u"Audio CD (Second.cue)"_s}));
     EXPECT_EQ(content->sidebarSelection(), SidebarItem::cdRip(second));
 
     monitor.removeDisc(stores.path(u"First.cue"_s));

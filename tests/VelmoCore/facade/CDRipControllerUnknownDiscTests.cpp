@@ -6,10 +6,14 @@
 #include "facade/CDRipController.h"
 #include "facade/Library.h"
 #include "library/BlockingWait.h"
+#include "library/TagReader.h"
 #include "metadata/MusicBrainzDiscLookup.h"
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -205,4 +209,68 @@ TEST_F(CDRipControllerUnknownDiscTest, TwoUnknownDiscsInARowLandInFoldersOfTheir
     EXPECT_EQ(library.tracks().size(), 5);
     for (const Track& track : library.tracks())
         EXPECT_TRUE(QFileInfo::exists(track.path())) << track.path().toStdString();
+}
+
+TEST_F(CDRipControllerUnknownDiscTest, LookUpAgainNamesTheAlbumOnceMusicBrainzKnowsItsDiscAndMovesItsFiles)
+{
+    QTemporaryDir disc;
+    const QString sheet = insertDisc(disc, 2, 4);
+    toc = MusicBrainzDiscLookup::readDiscTOC(sheet);
+    openUnnamed(sheet);
+    BlockingWait::wait(controller.startRip(sheet, library, std::nullopt, false));
+    ASSERT_TRUE(allDone());
+    const QList<Track> unknown = library.tracks();
+    ASSERT_EQ(unknown.size(), 2);
+
+    const auto failureOf = [&](const QList<Track>& album) -> std::optional<Library::AlbumRefetchError::Kind> {
+        try {
+            BlockingWait::wait(library.lookUpAlbumAgain(album, client));
+        } catch (const Library::AlbumRefetchError& error) {
+            return error.kind();
+        }
+        return std::nullopt;
+    };
+    EXPECT_EQ(failureOf(unknown), Library::AlbumRefetchError::Kind::noMatchFound) << "not yet known";
+    Track withoutID = unknown.constFirst();
+    withoutID.customTags.remove(Track::discIDTag());
+    EXPECT_EQ(failureOf({withoutID}), Library::AlbumRefetchError::Kind::noDiscID);
+
+    // Someone has since attached the disc to a release, whose tracks last as long as the disc's.
+    QJsonObject release = DiscImages::musicBrainzRelease(u"rel-9"_s, u"Found Album"_s, toc.discID, 2);
+    QJsonObject medium = release.value("media"_L1).toArray().at(0).toObject();
+    QJsonArray tracks;
+    for (const QJsonValue& value : medium.value("tracks"_L1).toArray()) {
+        QJsonObject track = value.toObject();
+        QJsonObject recording = track.value("recording"_L1).toObject();
+        recording.insert("length"_L1, framesPerTrack * 1000 / 75);
+        track.insert("recording"_L1, recording);
+        tracks.append(track);
+    }
+    medium.insert("tracks"_L1, tracks);
+    release.insert("media"_L1, QJsonArray{medium});
+    services.musicBrainz.route(u"/ws/2/discid/"_s + toc.discID,
+                               FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, QJsonArray{release}}}).toJson(),
+                                                "application/json"));
+    services.musicBrainz.route(u"/ws/2/release/rel-9"_s,
+                               FakeResponse::ok(QJsonDocument(release).toJson(), "application/json"));
+
+    const Library::AlbumRefetchSummary summary = BlockingWait::wait(library.lookUpAlbumAgain(unknown, client));
+    EXPECT_EQ(summary.matchedCount, 2);
+    ASSERT_EQ(library.tracks().size(), 2);
+    for (qsizetype i = 0; i < 2; ++i) {
+        const Track& named = library.tracks().at(i);
+        SCOPED_TRACE(i);
+        EXPECT_EQ(named.id, unknown.at(i).id);
+        EXPECT_EQ(named.album, u"Found Album"_s);
+        EXPECT_EQ(named.title, u"Song %1"_s.arg(i + 1));
+        EXPECT_EQ(named.releaseMBID, u"rel-9"_s);
+        EXPECT_EQ(named.path(),
+                  library.rootURL().toLocalFile() + u"/Band/Found Album/0%1 Song %1.flac"_s.arg(i + 1));
+        EXPECT_TRUE(QFileInfo::exists(named.path()));
+        EXPECT_FALSE(QFileInfo::exists(unknown.at(i).path())) << "moved, not copied";
+        const std::optional<TrackMetadata> tags = TagReader::read(named.url);
+        ASSERT_TRUE(tags);
+        EXPECT_EQ(tags->album, u"Found Album"_s);
+        EXPECT_EQ(tags->customTags.value(Track::discIDTag()), toc.discID) << "the disc ID stays";
+    }
 }
