@@ -224,3 +224,25 @@ TEST_F(AlbumRefetchTest, TheGridDrawsTheNewCoverAfterThePicturesChanged)
         5000))
         << "the red cover stayed";
 }
+
+TEST_F(AlbumRefetchTest, AnAlbumRippedFromADiscIsLookedUpAgainFromItsMenu)
+{
+    const QString discID = u"KnpGsLhvH.Vxy_x2GXJNAsMIXsQ-"_s;
+    for (Track track : library.tracks()) {
+        track.customTags.insert(Track::discIDTag(), discID);
+        BlockingWait::wait(library.update(track));
+    }
+    view.setTracks(library.tracks());
+    const std::unique_ptr<QMenu> menu = view.contextMenu(view.grid()->model()->index(0, 0));
+    ASSERT_NE(menu, nullptr);
+    QStringList texts;
+    for (const QAction* action : menu->actions())
+        texts.append(action->text());
+    EXPECT_EQ(texts, (QStringList{u"Re-fetch Album Info…"_s, u"Look Up Again"_s}));
+
+    menu->actions().at(1)->trigger();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return view.refetchStatus().has_value(); }, 10000));
+    EXPECT_EQ(*view.refetchStatus(), u"No matching release found on MusicBrainz."_s)
+        << "MusicBrainz doesn't know the disc yet";
+    EXPECT_EQ(services.musicBrainz.requestCount(u"/ws/2/discid/"_s + discID), 1);
+}
