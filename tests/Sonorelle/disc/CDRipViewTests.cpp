@@ -419,9 +419,20 @@ TEST(CDRipScreenInWindow, ARemovedDiscClearsItsSelectionAndARipInProgressMarksIt
     EXPECT_EQ(ejected, QStringList{image.sheet}) << "every track in: the disc is handed to the ejector";
     EXPECT_EQ(controller.pendingEjectBSDName(), std::nullopt);
 
-    // Closing the image from its row's menu takes it out like a removed disc.
+    EXPECT_EQ(content.sidebar()->rowTexts().constLast(), u"Day"_s) << "the row is named by its album";
+
+    // Closing the image from its row's menu takes it out like a removed disc, and the window
+    // turns to the album just ripped from it.
     emit content.sidebar()->closeDiscImageRequested(image.sheet);
     EXPECT_TRUE(monitor.insertedDiscs().isEmpty());
+    EXPECT_EQ(content.sidebarSelection(), (SidebarItem{SidebarItem::Kind::music, {}}));
+    ASSERT_TRUE(content.selectedAlbum().has_value());
+    EXPECT_EQ(content.selectedAlbum()->album, u"Day"_s);
+
+    // A disc removed with nothing ripped leaves nothing chosen.
+    monitor.addDiscImage(image.sheet);
+    content.setSidebarSelection(row);
+    emit content.sidebar()->closeDiscImageRequested(image.sheet);
     EXPECT_EQ(content.sidebarSelection(), std::nullopt);
     const auto* placeholder = qobject_cast<PlaceholderView*>(content.contentColumn());
     ASSERT_NE(placeholder, nullptr);
