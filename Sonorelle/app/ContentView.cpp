@@ -69,6 +69,7 @@ ContentView::ContentView(Library& library, QWidget* parent)
     layout->addWidget(splitter);
 
     connect(m_sidebar, &SidebarView::selectionChanged, this, &ContentView::setSidebarSelection);
+    connect(m_sidebar, &SidebarView::ejectRequested, this, [this](const QString& bsdName) { m_eject(bsdName); });
     connect(m_music, &MusicView::selectedTrackChanged, this, &ContentView::setSelectedTrack);
     connect(m_maintenance, &LibraryMaintenanceView::showInSongs, this, [this](const Track& track) {
         setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
@@ -167,7 +168,6 @@ void ContentView::setDiscMonitor(DiscMonitor* monitor)
     };
     connect(monitor, &DiscMonitor::insertedDiscsChanged, this, showDiscs);
     connect(m_sidebar, &SidebarView::closeDiscImageRequested, monitor, &DiscMonitor::removeDisc);
-    connect(m_sidebar, &SidebarView::ejectRequested, this, [this](const QString& bsdName) { m_eject(bsdName); });
     showDiscs();
 }
 

@@ -60,3 +60,27 @@ TEST(DiscRows, ARowIsNamedByItsDiscThenItsAlbumAndDoneShowsTheAlbumJustRipped)
     EXPECT_EQ(sidebar->rowTexts().size(), 5) << "the image is closed";
     EXPECT_TRUE(monitor.insertedDiscs().isEmpty());
 }
+
+TEST(DiscRows, ADrivesRowEjectsItsDiscAndANameStaysWithItsRow)
+{
+    TemporaryStores stores;
+    Library library(QUrl::fromLocalFile(stores.folder() + u"/Music"_s));
+    ContentView content(library);
+    QStringList ejected;
+    content.setEjector([&](const QString& name) { ejected.append(name); });
+    SidebarView* sidebar = content.sidebar();
+    sidebar->setDiscs({DiscInfo{u"sr0"_s}, DiscInfo{u"/discs/Live.cue"_s}});
+    EXPECT_EQ(sidebar->rowTexts().mid(5), (QStringList{u"Audio CD (sr0)"_s, u"Audio CD (Live.cue)"_s}));
+    ASSERT_NE(sidebar->discButton(u"sr0"_s), nullptr);
+    EXPECT_EQ(sidebar->discButton(u"sr0"_s)->accessibleName(), u"Eject"_s);
+    EXPECT_FALSE(sidebar->discButton(u"sr0"_s)->isHidden());
+    sidebar->discButton(u"sr0"_s)->click();
+    EXPECT_EQ(ejected, QStringList{u"sr0"_s});
+
+    sidebar->setDiscTitle(u"sr0"_s, u"Blue Hour"_s);
+    sidebar->setDiscs({DiscInfo{u"/discs/Live.cue"_s}, DiscInfo{u"sr0"_s}});
+    EXPECT_EQ(sidebar->rowTexts().mid(5), (QStringList{u"Audio CD (Live.cue)"_s, u"Blue Hour"_s}))
+        << "the name follows its disc when the rows are made anew";
+    sidebar->setDiscTitle(u"sr0"_s, QString());
+    EXPECT_EQ(sidebar->rowTexts().constLast(), u"Audio CD (sr0)"_s);
+}
