@@ -75,30 +75,36 @@ QCoro::Task<DiscRipStrategy::RippedTrack> SecureRipStrategy::ripTrackChecked(QSt
     // Each read keeps its own file until one of an agreeing pair is chosen.
     QDir reads(folder.filePath(u"reads-%1"_s.arg(trackIndex + 1, 2, 10, QChar(u'0'))));
     reads.removeRecursively();
-    QList<RippedTrack> done;
-    for (int read = 0; read < mostReads; ++read) {
-        SectorRipStrategy& strategy = read < 2 ? *m_reader : *m_confirmer;
-        const QUrl readFolder = QUrl::fromLocalFile(reads.filePath(QString::number(read + 1)));
-        const CDRipper::ProgressHandler progress = readProgress(onProgress, read);
-        const RippedTrack ripped = co_await strategy.ripTrackChecked(source, toc, trackIndex, readFolder, progress);
-        const quint32 crc = ripped.checksums->crc32;
-        const bool agreed = std::any_of(done.cbegin(), done.cend(), [crc](const RippedTrack& earlier) {
-            return earlier.checksums->crc32 == crc;
-        });
-        done.append(ripped);
-        if (!agreed)
-            continue;
-        RippedTrack kept = ripped;
-        for (const RippedTrack& each : std::as_const(done))
-            kept.readCRCs.append(each.checksums->crc32);
-        const QString path = folder.filePath(CDRipper::trackFileName(trackIndex + 1));
-        QFile::remove(path);
-        if (!QFile::rename(ripped.file.toLocalFile(), path))
-            throw CDRipper::RipError::encoderWriteFailed();
+    // A read that fails ends the track; its reads go with it, as a failed read's file would
+    // be the caller's to remove.
+    try {
+        QList<RippedTrack> done;
+        for (int read = 0; read < mostReads; ++read) {
+            SectorRipStrategy& strategy = read < 2 ? *m_reader : *m_confirmer;
+            const QUrl readFolder = QUrl::fromLocalFile(reads.filePath(QString::number(read + 1)));
+            const CDRipper::ProgressHandler progress = readProgress(onProgress, read);
+            const RippedTrack ripped = co_await strategy.ripTrackChecked(source, toc, trackIndex, readFolder, progress);
+            const quint32 crc = ripped.checksums->crc32;
+            const bool agreed = std::any_of(done.cbegin(), done.cend(), [crc](const RippedTrack& earlier) {
+                return earlier.checksums->crc32 == crc;
+            });
+            done.append(ripped);
+            if (!agreed)
+                continue;
+            RippedTrack kept = ripped;
+            for (const RippedTrack& each : std::as_const(done))
+                kept.readCRCs.append(each.checksums->crc32);
+            const QString path = folder.filePath(CDRipper::trackFileName(trackIndex + 1));
+            QFile::remove(path);
+            if (!QFile::rename(ripped.file.toLocalFile(), path))
+                throw CDRipper::RipError::encoderWriteFailed();
+            reads.removeRecursively();
+            kept.file = QUrl::fromLocalFile(path);
+            co_return kept;
+        }
+        throw CDRipper::RipError::readsDisagree(trackIndex + 1, mostReads);
+    } catch (...) {
         reads.removeRecursively();
-        kept.file = QUrl::fromLocalFile(path);
-        co_return kept;
+        throw;
     }
-    reads.removeRecursively();
-    throw CDRipper::RipError::readsDisagree(trackIndex + 1, mostReads);
 }

@@ -4,6 +4,7 @@
 #include "disc/SecureRipStrategy.h"
 #include "library/BlockingWait.h"
 #include "metadata/MusicBrainzDiscLookup.h"
+#include "platform/ParanoiaSource.h"
 #include "support/AsyncTesting.h"
 #include "support/DiscImages.h"
 
@@ -181,6 +182,24 @@ TEST_F(SecureRipTest, ATrackThatNeverReadsTheSameTwiceFails)
 
     EXPECT_EQ(awaitFailure<RipError>(secure.ripTrack(u"sr0"_s, toc, 3, output(), {})).kind(),
               RipError::Kind::noAudioTracks);
+}
+
+TEST_F(SecureRipTest, AReadThatFailsEndsTheTrackAndTakesItsReadsAlong)
+{
+    disc->wrongReads[200] = 1; // the paranoia reader is needed, and cannot be opened
+    const auto direct = [this](const QString&) -> std::unique_ptr<SectorSource> {
+        return std::make_unique<FlakySource>(disc, &FlakyDisc::directOpens);
+    };
+    const auto missing = [](const QString& source) -> std::unique_ptr<SectorSource> {
+        return std::make_unique<ParanoiaSource>(source);
+    };
+    SecureRipStrategy secure(std::make_unique<DirectRipStrategy>(direct, 1ms),
+                             std::make_unique<ParanoiaRipStrategy>(missing));
+    const QString nowhere = folder.filePath(u"no-such-drive"_s);
+    const RipError error = awaitFailure<RipError>(secure.ripTrackChecked(nowhere, toc, 0, output(), {}));
+    EXPECT_EQ(error.kind(), RipError::Kind::deviceOpenFailed);
+    EXPECT_EQ(disc->directOpens, 4) << "both raw reads were made, each with its probe";
+    EXPECT_TRUE(leftInOutput().isEmpty()) << leftInOutput().join(u' ').toStdString();
 }
 
 TEST(SecureRipStrategyKind, ChosenByItsNameAndWord)
