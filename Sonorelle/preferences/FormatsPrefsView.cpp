@@ -65,11 +65,12 @@ FormatsPrefsView::FormatsPrefsView(QWidget* parent)
         Settings::setRawString(Settings::ripStrategy.name, readingMode->currentData().toString());
     });
     rippingForm->addRow(u"Reading mode"_s, readingMode);
-    auto* explanation = new QLabel(u"Direct is faster and works on most drives. Paranoia reads each sector again until "
-                                   "the reads agree: slower, for scratched discs and drives that reject raw reads. Secure "
-                                   "reads every track twice and compares them, reading a track that differs again "
-                                   "with paranoia until two reads agree."_s,
-                                   ripping);
+    auto* explanation =
+        new QLabel(u"Direct is faster and works on most drives. Paranoia reads each sector again until "
+                   "the reads agree: slower, for scratched discs and drives that reject raw reads. Secure "
+                   "reads every track twice and compares them, reading a track that differs again "
+                   "with paranoia until two reads agree."_s,
+                   ripping);
     explanation->setWordWrap(true);
     rippingForm->addRow(explanation);
     addReadOffsetRows(rippingForm);

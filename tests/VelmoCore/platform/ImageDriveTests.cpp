@@ -24,7 +24,9 @@ namespace {
 
 QString msf(qint64 frames)
 {
-    return u"%1:%2:%3"_s.arg(frames / 4500, 2, 10, '0'_L1).arg(frames / 75 % 60, 2, 10, '0'_L1).arg(frames % 75, 2, 10, '0'_L1);
+    return u"%1:%2:%3"_s.arg(frames / 4500, 2, 10, '0'_L1)
+        .arg(frames / 75 % 60, 2, 10, '0'_L1)
+        .arg(frames % 75, 2, 10, '0'_L1);
 }
 
 class ImageDriveTest : public ::testing::Test {
@@ -125,8 +127,9 @@ TEST_F(ImageDriveTest, AMixedModeImageThroughLibcdioKeepsItsDataTrackOutOfTheAud
     // libcdio reads the one bin named like the sheet.
     writeFile(folder.filePath(u"mixed.bin"_s), QByteArray(300 * 2352, '\x5a') + audio);
     const QString mixed = folder.filePath(u"mixed.cue"_s);
-    writeFile(mixed, "FILE \"mixed.bin\" BINARY\n  TRACK 01 MODE1/2352\n    INDEX 01 00:00:00\n"
-                     "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n  TRACK 03 AUDIO\n    INDEX 01 00:07:05\n");
+    writeFile(mixed,
+              "FILE \"mixed.bin\" BINARY\n  TRACK 01 MODE1/2352\n    INDEX 01 00:00:00\n"
+              "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n  TRACK 03 AUDIO\n    INDEX 01 00:07:05\n");
     const QByteArray ours = MusicBrainzDiscLookup::rawTOCData(mixed);
     const std::optional<QByteArray> bytes = CdioTOC::read(mixed);
     ASSERT_TRUE(bytes);
