@@ -138,7 +138,7 @@ std::optional<RipStrategyKind> strategyKind(Invocation& invocation)
         return Settings::value(Settings::ripStrategy);
     const std::optional<RipStrategyKind> chosen = enumFromRawValue<RipStrategyKind>(invocation.value(u"strategy"_s));
     if (!chosen)
-        invocation.err() << u"velmo: the strategy is \"direct\" or \"paranoia\"."_s << Qt::endl;
+        invocation.err() << u"velmo: the strategy is \"direct\", \"paranoia\" or \"secure\"."_s << Qt::endl;
     return chosen;
 }
 
@@ -440,8 +440,8 @@ void addDiscCommands(CommandLine& commandLine)
         .summary = u"Rip the disc's audio tracks to FLAC files track01.flac, track02.flac, ... in DIR."_s,
         .options = {QCommandLineOption(u"tracks"_s, u"Only these tracks, as 1,3-5"_s, u"LIST"_s),
                     QCommandLineOption(u"strategy"_s,
-                                       u"direct (raw sector reads) or paranoia (error-correcting); by default the "
-                                       "preference"_s,
+                                       u"direct (raw sector reads), paranoia (error-correcting) or secure (read twice); by "
+                                       "default the preference"_s,
                                        u"NAME"_s),
                     QCommandLineOption(u"offset"_s,
                                        u"Shift reads by N samples, the drive's read offset; by default the one set "
@@ -458,7 +458,7 @@ void addDiscCommands(CommandLine& commandLine)
                    "AccurateRip, and put them into the library's Artist/Album/Track layout."_s,
         .options = {QCommandLineOption(u"release"_s, u"The release, by its number in the list or its id"_s, u"WHICH"_s),
                     QCommandLineOption(u"tracks"_s, u"Only these tracks, as 1,3-5"_s, u"LIST"_s),
-                    QCommandLineOption(u"strategy"_s, u"direct or paranoia; by default the preference"_s, u"NAME"_s),
+                    QCommandLineOption(u"strategy"_s, u"direct, paranoia or secure; by default the preference"_s, u"NAME"_s),
                     QCommandLineOption(u"overwrite"_s, u"Replace files already at the tracks' places"_s),
                     QCommandLineOption(u"offset"_s,
                                        u"Shift reads by N samples, the drive's read offset; by default the one set "

@@ -29,6 +29,35 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+// A finished rip by the worst of its tracks: a check only when every one was confirmed.
+std::optional<VerdictSymbol> ripMark(const RipState& state)
+{
+    const auto* finished = std::get_if<RipStates::Finished>(&state);
+    if (!finished)
+        return std::nullopt;
+    VerdictSymbol worst = VerdictSymbol::confirmed;
+    for (const TrackRipState& track : finished->tracks) {
+        if (const auto* done = std::get_if<TrackRipStates::Done>(&track))
+            worst = VerdictSymbols::worse(worst, VerdictSymbols::forVerdict(done->verdict));
+        else if (std::holds_alternative<TrackRipStates::Failed>(track))
+            worst = VerdictSymbol::failed;
+    }
+    return worst;
+}
+
+std::optional<VerdictSymbol> syncMark(const SyncControllerState& state)
+{
+    if (std::holds_alternative<SyncStates::Finished>(state))
+        return VerdictSymbol::confirmed;
+    if (std::holds_alternative<SyncStates::Failed>(state))
+        return VerdictSymbol::failed;
+    return std::nullopt;
+}
+
+} // namespace
+
 ContentView::ContentView(Library& library, QWidget* parent)
     : QWidget(parent)
     , m_library(library)
@@ -102,7 +131,11 @@ ContentView::ContentView(Library& library, QWidget* parent)
     });
     // The mark stays while the user looks at another screen: the controller outlives them all.
     connect(m_syncController, &DeviceSyncController::stateChanged, this,
-            [this] { m_sidebar->setProgress(SidebarItem{SidebarItem::Kind::devices, {}}, m_syncController->progressFraction()); });
+            [this] {
+                const SidebarItem devices{SidebarItem::Kind::devices, {}};
+                m_sidebar->setProgress(devices, m_syncController->progressFraction());
+                m_sidebar->setMark(devices, syncMark(m_syncController->state()));
+            });
     setSidebarSelection(SidebarItem{SidebarItem::Kind::music, {}});
 }
 
@@ -177,8 +210,10 @@ void ContentView::showRipProgress()
     if (m_progressShownFor && m_progressShownFor != disc)
         m_sidebar->setProgress(SidebarItem::cdRip(*m_progressShownFor), std::nullopt);
     m_progressShownFor = disc;
-    if (disc)
+    if (disc) {
         m_sidebar->setProgress(SidebarItem::cdRip(*disc), m_cdRip->overallProgress());
+        m_sidebar->setMark(SidebarItem::cdRip(*disc), ripMark(m_cdRip->state()));
+    }
 }
 
 void ContentView::nameDiscRow()

@@ -24,6 +24,7 @@ namespace {
 constexpr int kindRole = Qt::UserRole;
 constexpr int bsdNameRole = Qt::UserRole + 1;
 constexpr int progressRole = Qt::UserRole + 2;
+constexpr int markRole = Qt::UserRole + 3;
 
 // Draws a row as usual, with a ring at its right end while the row carries a progress.
 class ProgressRowDelegate : public QStyledItemDelegate {
@@ -34,10 +35,17 @@ public:
     {
         QStyledItemDelegate::paint(painter, option, index);
         const QVariant progress = index.data(progressRole);
-        if (!progress.isValid())
-            return;
-        const qreal pen = 2.0;
         const qreal side = std::min<qreal>(option.rect.height() - 8, 14);
+        if (!progress.isValid()) {
+            const QVariant mark = index.data(markRole);
+            if (!mark.isValid())
+                return;
+            const QRect at(int(option.rect.right() - side - 8), int(option.rect.center().y() - side / 2), int(side),
+                           int(side));
+            VerdictSymbols::icon(VerdictSymbol(mark.toInt())).paint(painter, at);
+            return;
+        }
+        const qreal pen = 2.0;
         const QRectF ring(option.rect.right() - side - 8 + pen, option.rect.center().y() - side / 2 + pen,
                           side - 2 * pen, side - 2 * pen);
         painter->save();
@@ -123,6 +131,24 @@ std::optional<double> SidebarView::progress(const SidebarItem& item) const
     if (!row || !row->data(progressRole).isValid())
         return std::nullopt;
     return row->data(progressRole).toDouble();
+}
+
+void SidebarView::setMark(const SidebarItem& item, std::optional<VerdictSymbol> symbol)
+{
+    QListWidgetItem* row = rowOf(item);
+    if (!row)
+        return;
+    row->setData(markRole, symbol ? QVariant(int(*symbol)) : QVariant());
+    row->setData(Qt::AccessibleTextRole,
+                 symbol ? QVariant(row->text() + u", "_s + VerdictSymbols::words(*symbol).toLower()) : QVariant());
+}
+
+std::optional<VerdictSymbol> SidebarView::mark(const SidebarItem& item) const
+{
+    const QListWidgetItem* row = rowOf(item);
+    if (!row || !row->data(markRole).isValid())
+        return std::nullopt;
+    return VerdictSymbol(row->data(markRole).toInt());
 }
 
 void SidebarView::addRow(const SidebarItem& item, const QString& text, const QString& iconName)

@@ -2,6 +2,7 @@
 
 #include "SidebarItem.h"
 #include "disc/DiscMonitor.h"
+#include "widgets/VerdictSymbol.h"
 
 #include <QHash>
 #include <QStringList>
@@ -39,6 +40,10 @@ public:
     // A small ring at the row's right end with a value in 0...1; none takes it away.
     void setProgress(const SidebarItem& item, std::optional<double> fraction);
     std::optional<double> progress(const SidebarItem& item) const;
+    // How the row's last job ended, at its right end where the ring was; none takes it away.
+    // Screen readers hear the row's text with the mark's words.
+    void setMark(const SidebarItem& item, std::optional<VerdictSymbol> symbol);
+    std::optional<VerdictSymbol> mark(const SidebarItem& item) const;
 
 signals:
     void selectionChanged(const std::optional<SidebarItem>& item);

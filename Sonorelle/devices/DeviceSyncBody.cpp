@@ -2,6 +2,7 @@
 
 #include "DeviceDisplay.h"
 #include "widgets/Icons.h"
+#include "widgets/VerdictSymbol.h"
 #include "widgets/PlaceholderView.h"
 
 #include <QFileInfo>
@@ -32,6 +33,14 @@ QListWidgetItem* row(QListWidget* list, const QString& icon, const QString& text
     auto* item = new QListWidgetItem(Icons::symbol(icon), text, list);
     item->setData(iconRole, icon);
     return item;
+}
+
+// A run's item by where it stands; screen readers hear its name and the mark's words.
+void mark(QListWidgetItem* item, const QString& name, VerdictSymbol symbol)
+{
+    item->setIcon(VerdictSymbols::icon(symbol));
+    item->setData(iconRole, VerdictSymbols::name(symbol));
+    item->setData(Qt::AccessibleTextRole, QString(name + u", "_s + VerdictSymbols::words(symbol).toLower()));
 }
 
 void heading(QListWidget* list, const QString& title, qsizetype count)
@@ -162,12 +171,14 @@ QWidget* DeviceSyncBody::makeEndPage(QLabel*& line, QPushButton*& button, const 
     connect(button, &QPushButton::clicked, this, &DeviceSyncBody::computeRequested);
     auto* layout = new QVBoxLayout(page);
     layout->addStretch(1);
-    if (&line == &m_finishedLine) {
-        auto* icon = new QLabel(page);
-        icon->setPixmap(Icons::symbol(u"checkmark.circle.fill"_s).pixmap(40, 40));
-        icon->setAlignment(Qt::AlignCenter);
-        layout->addWidget(icon);
-    }
+    const VerdictSymbol symbol = &line == &m_finishedLine ? VerdictSymbol::confirmed : VerdictSymbol::failed;
+    auto* icon = new QLabel(page);
+    icon->setObjectName(u"endMark"_s);
+    icon->setPixmap(VerdictSymbols::icon(symbol).pixmap(40, 40));
+    icon->setAccessibleName(VerdictSymbols::words(symbol));
+    icon->setProperty("symbol", VerdictSymbols::name(symbol));
+    icon->setAlignment(Qt::AlignCenter);
+    layout->addWidget(icon);
     layout->addWidget(line);
     layout->addWidget(button, 0, Qt::AlignHCenter);
     layout->addStretch(2);
@@ -272,7 +283,12 @@ void DeviceSyncBody::showSyncing(const SyncStates::Syncing& syncing)
         m_shownItems.clear();
         m_shownDone = 0;
         for (const SyncItem& item : syncing.items) {
-            row(m_items, item.isRemoval ? u"minus.circle"_s : u"circle"_s, item.name);
+            // A removal keeps its minus sign until done; an add waits behind a hollow circle.
+            QListWidgetItem* shown = row(m_items, u"minus.circle"_s, item.name);
+            if (item.isRemoval)
+                shown->setData(Qt::AccessibleTextRole, QString(item.name + u", waiting to be removed"_s));
+            else
+                mark(shown, item.name, VerdictSymbol::waiting);
             m_shownItems.append(item.id);
         }
     }
@@ -281,9 +297,7 @@ void DeviceSyncBody::showSyncing(const SyncStates::Syncing& syncing)
     while (done < syncing.items.size() && syncing.items.at(done).isDone)
         ++done;
     for (qsizetype i = m_shownDone; i < done; ++i) {
-        QListWidgetItem* item = m_items->item(int(i));
-        item->setIcon(Icons::symbol(u"checkmark.circle.fill"_s));
-        item->setData(iconRole, u"checkmark.circle.fill"_s);
+        mark(m_items->item(int(i)), syncing.items.at(i).name, VerdictSymbol::confirmed);
     }
     m_shownDone = done;
 }

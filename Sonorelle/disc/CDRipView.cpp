@@ -7,6 +7,7 @@
 #include "podcasts/CircularProgress.h"
 #include "widgets/ArtworkView.h"
 #include "widgets/Icons.h"
+#include "widgets/VerdictSymbol.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>
@@ -22,23 +23,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 enum Column { numberColumn, titleColumn, lengthColumn, statusColumn };
-
-// A check only where the database confirmed the track; what it could not tell is neutral, and
-// what it contradicts, or could not read, warns.
-QString verdictSymbol(const std::optional<AccurateRip::Verdict>& verdict)
-{
-    using Outcome = AccurateRip::Verdict::Outcome;
-    if (!verdict)
-        return u"info.circle"_s;
-    switch (verdict->outcome) {
-    case Outcome::accurate: return u"checkmark.circle.fill"_s;
-    case Outcome::mismatch:
-    case Outcome::damaged: return u"exclamationmark.triangle.fill"_s;
-    case Outcome::notInDatabase:
-    case Outcome::unchecked: break;
-    }
-    return u"info.circle"_s;
-}
 
 qsizetype countOf(const QList<TrackRipState>& tracks, auto holds)
 {
@@ -189,16 +173,30 @@ void CDRipView::addHeading(const QString& symbol, const QString& text)
     m_body->addLayout(row);
 }
 
+QLabel* CDRipView::addLine(VerdictSymbol symbol, const QString& text)
+{
+    QLabel* line = addIconLine(VerdictSymbols::icon(symbol), VerdictSymbols::words(symbol), text);
+    line->setProperty("symbol", VerdictSymbols::name(symbol));
+    return line;
+}
+
 QLabel* CDRipView::addLine(const QString& symbol, const QString& text)
 {
+    QLabel* line = addIconLine(symbol.isEmpty() ? QIcon() : Icons::symbol(symbol), QString(), text);
+    line->setProperty("symbol", symbol);
+    return line;
+}
+
+QLabel* CDRipView::addIconLine(const QIcon& icon, const QString& iconWords, const QString& text)
+{
     auto* row = new QHBoxLayout;
-    if (!symbol.isEmpty()) {
-        auto* icon = new QLabel(m_page);
-        icon->setPixmap(Icons::symbol(symbol).pixmap(16, 16));
-        row->addWidget(icon);
+    if (!icon.isNull()) {
+        auto* mark = new QLabel(m_page);
+        mark->setPixmap(icon.pixmap(16, 16));
+        mark->setAccessibleName(iconWords);
+        row->addWidget(mark);
     }
     auto* line = new QLabel(text, m_page);
-    line->setProperty("symbol", symbol);
     line->setWordWrap(true);
     row->addWidget(line, 1);
     m_body->addLayout(row);
@@ -395,20 +393,20 @@ void CDRipView::fillTrackStatus(const QList<TrackRipState>& states)
         }
         if (ring)
             m_tracks->removeItemWidget(row, statusColumn);
-        QString symbol = u"circle"_s;
+        VerdictSymbol symbol = VerdictSymbol::waiting;
         QString text;
-        QString words = u"Waiting"_s;
+        QString words = VerdictSymbols::words(symbol);
         if (const auto* ripped = std::get_if<TrackRipStates::Done>(&state)) {
-            symbol = verdictSymbol(ripped->verdict);
+            symbol = VerdictSymbols::forVerdict(ripped->verdict);
             text = ripped->verdict ? ripped->verdict->text() : QString();
             words = text.isEmpty() ? u"Ripped, not verified"_s : u"Ripped, "_s + text;
         } else if (const auto* failed = std::get_if<TrackRipStates::Failed>(&state)) {
-            symbol = u"exclamationmark.circle.fill"_s;
+            symbol = VerdictSymbol::failed;
             text = failed->error.message;
             words = u"Failed: "_s + text;
         }
-        row->setIcon(statusColumn, Icons::symbol(symbol));
-        row->setData(statusColumn, symbolRole, symbol);
+        row->setIcon(statusColumn, VerdictSymbols::icon(symbol));
+        row->setData(statusColumn, symbolRole, VerdictSymbols::name(symbol));
         row->setData(statusColumn, Qt::AccessibleTextRole, words);
         row->setText(statusColumn, text);
         row->setToolTip(statusColumn, text);
@@ -433,10 +431,10 @@ void CDRipView::addFinishedSummary(const RipStates::Finished& state)
     const qsizetype done = countOf(state.tracks, isDone);
     const qsizetype failed = countOf(state.tracks, isFailed);
     if (failed > 0) {
-        m_message = addLine(u"exclamationmark.triangle.fill"_s,
+        m_message = addLine(VerdictSymbol::warning,
                             u"%1 of %2 tracks added · %3 failed"_s.arg(done).arg(state.tracks.size()).arg(failed));
     } else {
-        m_message = addLine(u"checkmark.circle.fill"_s,
+        m_message = addLine(VerdictSymbol::confirmed,
                             u"%1 track%2 added to library"_s.arg(done).arg(done == 1 ? u""_s : u"s"_s));
     }
     QList<AccurateRip::Verdict> verdicts;
@@ -445,12 +443,9 @@ void CDRipView::addFinishedSummary(const RipStates::Finished& state)
             verdicts.append(*ripped->verdict);
     }
     // The line takes the worst of its tracks: a check only when every one was confirmed.
-    const QStringList worseFirst{u"exclamationmark.triangle.fill"_s, u"info.circle"_s, u"checkmark.circle.fill"_s};
-    QString symbol = worseFirst.constLast();
-    for (const AccurateRip::Verdict& verdict : std::as_const(verdicts)) {
-        if (const QString track = verdictSymbol(verdict); worseFirst.indexOf(track) < worseFirst.indexOf(symbol))
-            symbol = track;
-    }
+    VerdictSymbol symbol = VerdictSymbol::confirmed;
+    for (const AccurateRip::Verdict& verdict : std::as_const(verdicts))
+        symbol = VerdictSymbols::worse(symbol, VerdictSymbols::forVerdict(verdict));
     if (const QString summary = AccurateRip::summary(verdicts); !summary.isEmpty())
         m_verification = addLine(symbol, summary);
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "facade/CDRipController.h"
+#include "widgets/VerdictSymbol.h"
 
+#include <QIcon>
 #include <QPointer>
 #include <QString>
 #include <QWidget>
@@ -75,6 +77,9 @@ private:
     void showArtwork();
     void addHeading(const QString& symbol, const QString& text);
     QLabel* addLine(const QString& symbol, const QString& text);
+    // A line whose mark says how items stand, with the mark's words for screen readers.
+    QLabel* addLine(VerdictSymbol symbol, const QString& text);
+    QLabel* addIconLine(const QIcon& icon, const QString& iconWords, const QString& text);
     QTreeWidget* addTrackList(const ReleaseMetadata& release, qint64 trackCount);
     void fillTrackStatus(const QList<TrackRipState>& states);
     QPushButton* addButton(const QString& text, QLayout* row);

@@ -4,6 +4,7 @@
 #include "library/DisplayText.h"
 #include "library/RawValueEnum.h"
 #include "library/Settings.h"
+#include "widgets/VerdictSymbol.h"
 
 #include <QFileInfo>
 #include <QHBoxLayout>
@@ -116,6 +117,11 @@ QCoro::Task<> DuplicatesPanel::findDuplicates()
         self->m_progress->setValue(int(done));
         self->m_progress->setFormat(u"%v of %m files"_s);
     };
+    m_passedOver.clear();
+    search.onSkipped = [self](const Track& track, const QString& reason) {
+        if (self)
+            self->m_passedOver.append({track, reason});
+    };
     m_progress->setRange(0, int(m_library.tracks().size()));
     m_progress->setValue(0);
     setRunning(true);
@@ -127,9 +133,12 @@ QCoro::Task<> DuplicatesPanel::findDuplicates()
     setRunning(false);
     if (found) {
         m_groups = *found;
-        m_status->setText(m_groups.isEmpty() ? u"No tracks sound alike."_s
-                                             : DisplayText::counted(m_groups.size(), u"group"_s)
-                                                   + u" of tracks that sound alike."_s);
+        QString status = m_groups.isEmpty() ? u"No tracks sound alike."_s
+                                            : DisplayText::counted(m_groups.size(), u"group"_s)
+                                                  + u" of tracks that sound alike."_s;
+        if (!m_passedOver.isEmpty())
+            status += u" "_s + DisplayText::counted(m_passedOver.size(), u"file"_s) + u" passed over."_s;
+        m_status->setText(status);
         showGroups();
     } else {
         m_status->setText(u"Search cancelled."_s);
@@ -194,9 +203,23 @@ void DuplicatesPanel::showGroups()
             m_results->setItemWidget(item, actionsColumn, buttons);
         }
     }
+    if (!m_passedOver.isEmpty()) {
+        auto* parent = new QTreeWidgetItem(m_results);
+        parent->setText(titleColumn, u"Passed Over ("_s + QString::number(m_passedOver.size()) + u")"_s);
+        parent->setFirstColumnSpanned(true);
+        for (const PassedOver& file : std::as_const(m_passedOver)) {
+            auto* item = new QTreeWidgetItem(parent);
+            item->setIcon(titleColumn, VerdictSymbols::icon(VerdictSymbol::warning));
+            item->setText(titleColumn, file.track.path() + u" — "_s + file.reason);
+            item->setToolTip(titleColumn, file.reason);
+            item->setData(titleColumn, Qt::AccessibleTextRole,
+                          QString(file.track.path() + u", passed over: "_s + file.reason));
+            item->setFirstColumnSpanned(true);
+        }
+    }
     m_results->expandAll();
     for (int column = titleColumn; column < pathColumn; ++column)
         m_results->resizeColumnToContents(column);
     m_results->resizeColumnToContents(actionsColumn);
-    m_results->setVisible(!m_groups.isEmpty());
+    m_results->setVisible(!m_groups.isEmpty() || !m_passedOver.isEmpty());
 }

@@ -14,7 +14,8 @@ class QSlider;
 class QTreeWidget;
 
 // "Find Duplicates…" on the Maintenance screen: a threshold, the progress of the search, then
-// the groups of tracks that sound alike, each track with a way to it and a way out.
+// the groups of tracks that sound alike, each track with a way to it and a way out, and the
+// files it passed over with the reason.
 class DuplicatesPanel : public QWidget {
     Q_OBJECT
 
@@ -32,6 +33,12 @@ public:
 
     bool isRunning() const { return m_cancelled != nullptr; }
     const QList<DuplicateFinder::Group>& groups() const { return m_groups; }
+    // The files the last search could not listen to, each with the reason in words.
+    struct PassedOver {
+        Track track;
+        QString reason;
+    };
+    const QList<PassedOver>& passedOver() const { return m_passedOver; }
     QString status() const;
     QTreeWidget* results() const { return m_results; }
 
@@ -46,6 +53,7 @@ private:
     Confirmation m_confirm;
     std::shared_ptr<std::atomic_bool> m_cancelled;
     QList<DuplicateFinder::Group> m_groups;
+    QList<PassedOver> m_passedOver;
 
     QSlider* m_threshold;
     QLabel* m_thresholdValue;

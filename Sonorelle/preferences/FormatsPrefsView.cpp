@@ -59,14 +59,18 @@ FormatsPrefsView::FormatsPrefsView(QWidget* parent)
     readingMode->setObjectName(u"readingMode"_s);
     readingMode->addItem(u"Direct (raw sector reads)"_s, rawValue(RipStrategyKind::direct));
     readingMode->addItem(u"Paranoia (error-correcting)"_s, rawValue(RipStrategyKind::paranoia));
+    readingMode->addItem(u"Secure (read twice)"_s, rawValue(RipStrategyKind::secure));
     readingMode->setCurrentIndex(readingMode->findData(rawValue(Settings::value(Settings::ripStrategy))));
     connect(readingMode, &QComboBox::currentIndexChanged, this, [readingMode] {
         Settings::setRawString(Settings::ripStrategy.name, readingMode->currentData().toString());
     });
     rippingForm->addRow(u"Reading mode"_s, readingMode);
-    auto* explanation = new QLabel(u"Direct is faster and works on most drives. Paranoia reads each sector again until "
-                                   "the reads agree: slower, for scratched discs and drives that reject raw reads."_s,
-                                   ripping);
+    auto* explanation =
+        new QLabel(u"Direct is faster and works on most drives. Paranoia reads each sector again until "
+                   "the reads agree: slower, for scratched discs and drives that reject raw reads. Secure "
+                   "reads every track twice and compares them, reading a track that differs again "
+                   "with paranoia until two reads agree."_s,
+                   ripping);
     explanation->setWordWrap(true);
     rippingForm->addRow(explanation);
     addReadOffsetRows(rippingForm);

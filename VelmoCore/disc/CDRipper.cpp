@@ -57,6 +57,12 @@ RipError RipError::encoderWriteFailed(int errorNumber)
     return {Kind::encoderWriteFailed, u"FLAC encoder write failed: "_s + AtomicFile::describe(errorNumber), errorNumber};
 }
 
+RipError RipError::readsDisagree(qint64 trackNumber, int reads)
+{
+    return {Kind::readsDisagree,
+            u"Track %1 read differently each of %2 times: no two reads agree"_s.arg(trackNumber).arg(reads)};
+}
+
 QString trackFileName(qint64 trackNumber)
 {
     return u"track%1.flac"_s.arg(trackNumber, 2, 10, '0'_L1);

@@ -28,7 +28,14 @@ using ProgressHandler = std::function<void(const Progress&)>;
 
 class RipError : public std::runtime_error {
 public:
-    enum class Kind { deviceOpenFailed, readFailed, noAudioTracks, encoderInitFailed, encoderWriteFailed };
+    enum class Kind {
+        deviceOpenFailed,
+        readFailed,
+        noAudioTracks,
+        encoderInitFailed,
+        encoderWriteFailed,
+        readsDisagree,
+    };
 
     static RipError deviceOpenFailed(int errorNumber);
     // `sector` on the table of contents' scale, lead-in included.
@@ -37,6 +44,8 @@ public:
     static RipError encoderInitFailed();
     // With the system's reason, such as a full disk, when it is known (`errorNumber` not 0).
     static RipError encoderWriteFailed(int errorNumber = 0);
+    // A secure rip whose reads of a track never gave the same audio twice.
+    static RipError readsDisagree(qint64 trackNumber, int reads);
 
     Kind kind() const { return m_kind; }
     int errorNumber() const { return m_errorNumber; }

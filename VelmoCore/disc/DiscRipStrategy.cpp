@@ -2,6 +2,7 @@
 
 #include "DirectRipStrategy.h"
 #include "ParanoiaRipStrategy.h"
+#include "SecureRipStrategy.h"
 
 using namespace Qt::StringLiterals;
 
@@ -20,6 +21,8 @@ std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind, std::optiona
     switch (kind) {
     case RipStrategyKind::paranoia:
         return std::make_unique<ParanoiaRipStrategy>(readOffset);
+    case RipStrategyKind::secure:
+        return std::make_unique<SecureRipStrategy>(readOffset);
     case RipStrategyKind::direct:
         break;
     }
@@ -31,6 +34,8 @@ QString displayName(RipStrategyKind kind)
     switch (kind) {
     case RipStrategyKind::paranoia:
         return u"Paranoia (error-correcting)"_s;
+    case RipStrategyKind::secure:
+        return u"Secure (read twice)"_s;
     case RipStrategyKind::direct:
         break;
     }

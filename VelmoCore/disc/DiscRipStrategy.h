@@ -22,6 +22,7 @@ public:
         std::optional<TrackChecksums> checksums; // none from a strategy that cannot sum as it reads
         qint64 readOffset = 0; // samples the reads were shifted by
         qint64 recoveredReads = 0; // frames that read only when tried again
+        QList<quint32> readCRCs; // each whole read's CRC32 in order, from a strategy that reads more than once
     };
 
     virtual ~DiscRipStrategy() = default;
@@ -43,5 +44,5 @@ public:
 // read as it is.
 std::unique_ptr<DiscRipStrategy> makeStrategy(RipStrategyKind kind, std::optional<qint64> readOffset = std::nullopt);
 
-// "Direct (raw sector reads)", "Paranoia (error-correcting)".
+// "Direct (raw sector reads)", "Paranoia (error-correcting)", "Secure (read twice)".
 QString displayName(RipStrategyKind kind);

@@ -2,6 +2,7 @@
 
 #include "CueSheet.h"
 #include "metadata/MusicBrainzDiscLookup.h"
+#include "platform/CdioTOC.h"
 #include "platform/DrivePath.h"
 #include "platform/ScsiFullTOC.h"
 
@@ -54,7 +55,11 @@ QByteArray rawTOCData(const QString& source)
 {
     if (isDiscImage(source))
         return CueSheet::load(source).fullTOC();
-    const std::optional<QByteArray> toc = ScsiFullTOC::read(drivePath(source));
+    const QString device = drivePath(source);
+    // A drive that refuses the full TOC still tells its tracks through libcdio.
+    std::optional<QByteArray> toc = ScsiFullTOC::read(device);
+    if (!toc)
+        toc = CdioTOC::read(device);
     if (!toc)
         throw LookupError::tocReadFailed();
     return *toc;

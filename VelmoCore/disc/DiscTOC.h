@@ -61,7 +61,8 @@ namespace MusicBrainzDiscLookup {
 // A source names a drive (`sr0` or `/dev/sr0`) or a disc image (the path of a CUE sheet).
 bool isDiscImage(const QString& source);
 
-// The full TOC bytes of a drive (read from the device) or of an image (made from its sheet).
+// The full TOC bytes of a drive (read from the device through SG_IO, else through libcdio) or
+// of an image (made from its sheet).
 // Blocking. Throws LookupError tocReadFailed for a drive that can't give one, and
 // CueSheet::LoadError, with its own sentence, for an image whose sheet is wrong.
 QByteArray rawTOCData(const QString& source);

@@ -120,6 +120,7 @@ QCoro::Task<> RipAudit::finish(ReleaseMetadata release, QList<CDImporter::TrackI
         if (const auto ripped = m_ripped.constFind(result.trackIndex); ripped != m_ripped.constEnd()) {
             track.checksums = ripped->checksums;
             track.recoveredReads = ripped->recoveredReads;
+            track.readCRCs = ripped->readCRCs;
             record.readOffset = ripped->readOffset;
         }
         track.verdict = verdict(result.trackIndex);

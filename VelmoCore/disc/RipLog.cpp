@@ -60,6 +60,12 @@ QString logText(const Record& record)
             lines << u"  Result:          %1%2"_s.arg(
                 track.verdict->text(), track.verdict->reread ? u" after a paranoia re-read"_s : QString());
         }
+        if (!track.readCRCs.isEmpty()) {
+            QStringList crcs;
+            for (const quint32 crc : track.readCRCs)
+                crcs << hex(crc);
+            lines << u"  Reads:           %1 (CRC32 %2)"_s.arg(track.readCRCs.size()).arg(crcs.join(u", "_s));
+        }
         if (track.recoveredReads > 0)
             lines << u"  Read errors:     %1 frames read only when tried again"_s.arg(track.recoveredReads);
         else if (track.failure.isEmpty())

@@ -22,6 +22,7 @@ struct TrackRecord {
     std::optional<TrackChecksums> checksums;
     std::optional<AccurateRip::Verdict> verdict;
     qint64 recoveredReads = 0;
+    QList<quint32> readCRCs; // each whole read's CRC32, when the track was read more than once
     QString failure; // why the track did not arrive
 };
 

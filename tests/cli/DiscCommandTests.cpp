@@ -154,10 +154,19 @@ TEST_F(DiscCommandTest, RipAnImage)
     ASSERT_EQ(paranoia.status, 0) << paranoia.err.toStdString();
     EXPECT_EQ(QDir(out + u"2"_s).entryList(QDir::Files), QStringList{u"track02.flac"_s});
 
+    const VelmoResult secure = velmo({u"disc"_s, u"rip"_s, sheet, out + u"3"_s, u"--tracks"_s, u"2"_s,
+                                      u"--strategy"_s, u"secure"_s});
+    ASSERT_EQ(secure.status, 0) << secure.err.toStdString();
+    EXPECT_EQ(QDir(out + u"3"_s).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{u"track02.flac"_s})
+        << "the reads' own files are gone";
+    EXPECT_EQ(FlacFiles::decode(out + u"3/track02.flac"_s)->pcm, audio.mid(300 * 2352, 200 * 2352));
+
     const VelmoResult outside = velmo({u"disc"_s, u"rip"_s, sheet, out, u"--tracks"_s, u"2-4"_s});
     EXPECT_EQ(outside.status, 1);
     EXPECT_EQ(outside.err, u"Track 4 is not on the disc, which has 3 tracks.\n"_s);
-    EXPECT_EQ(velmo({u"disc"_s, u"rip"_s, sheet, out, u"--strategy"_s, u"aiff"_s}).status, 2);
+    const VelmoResult unknown = velmo({u"disc"_s, u"rip"_s, sheet, out, u"--strategy"_s, u"aiff"_s});
+    EXPECT_EQ(unknown.status, 2);
+    EXPECT_EQ(unknown.err, u"velmo: the strategy is \"direct\", \"paranoia\" or \"secure\".\n"_s);
 }
 
 TEST_F(DiscCommandTest, ImportLooksTheDiscUpRipsItAndEntersItsTracks)

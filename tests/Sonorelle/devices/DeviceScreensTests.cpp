@@ -21,6 +21,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+// The mark over the end page on show: its symbol and what a screen reader says of it.
+std::pair<QString, QString> endMark(const DeviceDetailView& view)
+{
+    for (const QLabel* mark : view.body()->findChildren<QLabel*>(u"endMark"_s)) {
+        if (mark->isVisibleTo(view.body()))
+            return {mark->property("symbol").toString(), mark->accessibleName()};
+    }
+    return {};
+}
+
 void trigger(QMenu& menu, const QString& text)
 {
     for (QAction* action : menu.actions()) {
@@ -195,11 +205,16 @@ TEST_F(DeviceScreensTest, ARunShowsItsProgressAndItemsThenWhatItDid)
 
     QStringList midRun;
     QStringList midRunItems;
+    QStringList midRunSpoken;
     QObject::connect(controller.get(), &DeviceSyncController::stateChanged, view.get(), [&] {
         const auto* syncing = std::get_if<SyncStates::Syncing>(&controller->state());
         if (syncing && syncing->progress.completed == 2 && midRun.isEmpty()) {
             midRun = view->body()->texts();
             midRunItems = view->body()->itemRows();
+            for (const QListWidget* list : view->body()->findChildren<QListWidget*>()) {
+                for (int i = 0; list->count() == 4 && i < list->count(); ++i)
+                    midRunSpoken.append(list->item(i)->data(Qt::AccessibleTextRole).toString());
+            }
             EXPECT_EQ(view->body()->progressBar()->value(), 2);
             EXPECT_EQ(view->body()->progressBar()->maximum(), 4);
             saveScreenshot(*view, u"device-syncing.png"_s);
@@ -212,6 +227,8 @@ TEST_F(DeviceScreensTest, ARunShowsItsProgressAndItemsThenWhatItDid)
     EXPECT_EQ(midRun, (QStringList{u"Syncing 2 of 4…"_s, u"Two"_s}));
     EXPECT_EQ(midRunItems, (QStringList{u"checkmark.circle.fill\told.flac"_s, u"checkmark.circle.fill\tOne"_s,
                                         u"circle\tTwo"_s, u"circle\tThree"_s}));
+    EXPECT_EQ(midRunSpoken, (QStringList{u"old.flac, done"_s, u"One, done"_s, u"Two, waiting"_s, u"Three, waiting"_s}));
+    EXPECT_EQ(endMark(*view), (std::pair{u"checkmark.circle.fill"_s, u"Done"_s}));
     EXPECT_EQ(view->body()->texts(), QStringList{u"3 items added  ·  1 item removed"_s});
     ASSERT_TRUE(view->body()->againButton());
     EXPECT_EQ(view->body()->againButton()->text(), u"Sync Again"_s);
@@ -232,6 +249,7 @@ TEST_F(DeviceScreensTest, AFailedRunShowsItsSentenceAndRetryLooksAgain)
 
     const QString message = std::get<SyncStates::Failed>(controller->state()).message;
     EXPECT_EQ(view->body()->texts(), QStringList{u"Sync failed — "_s + message});
+    EXPECT_EQ(endMark(*view), (std::pair{u"exclamationmark.circle.fill"_s, u"Failed"_s}));
     ASSERT_TRUE(view->body()->againButton());
     EXPECT_EQ(view->body()->againButton()->text(), u"Retry"_s);
     ASSERT_TRUE(QFile::remove(root + u"/Music"_s));

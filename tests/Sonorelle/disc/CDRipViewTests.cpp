@@ -406,6 +406,7 @@ TEST(CDRipScreenInWindow, ARemovedDiscClearsItsSelectionAndARipInProgressMarksIt
     CDRipController& controller = *content.cdRipController();
     ASSERT_TRUE(QTest::qWaitFor([&] { return std::holds_alternative<RipStates::Ready>(controller.state()); }, 15000));
     EXPECT_EQ(content.sidebar()->progress(row), std::nullopt);
+    EXPECT_EQ(content.sidebar()->mark(row), std::nullopt);
 
     QList<double> marks;
     QObject::connect(&controller, &CDRipController::stateChanged, [&] {
@@ -416,6 +417,8 @@ TEST(CDRipScreenInWindow, ARemovedDiscClearsItsSelectionAndARipInProgressMarksIt
     ASSERT_TRUE(QTest::qWaitFor([&] { return std::holds_alternative<RipStates::Finished>(controller.state()); }, 15000));
     EXPECT_FALSE(marks.isEmpty()) << "the row showed the rip's progress";
     EXPECT_EQ(content.sidebar()->progress(row), std::nullopt) << "and lets go of it at the end";
+    EXPECT_EQ(content.sidebar()->mark(row), VerdictSymbol::unconfirmed)
+        << "the tracks arrived, but no database confirmed them: no check";
     EXPECT_EQ(ejected, QStringList{image.sheet}) << "every track in: the disc is handed to the ejector";
     EXPECT_EQ(controller.pendingEjectBSDName(), std::nullopt);
 

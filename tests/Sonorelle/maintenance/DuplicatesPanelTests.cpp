@@ -124,3 +124,33 @@ TEST_F(DuplicatesPanelTest, RemembersTheThresholdAndCanBeCancelled)
     EXPECT_EQ(panel.status(), u"Search cancelled."_s);
     EXPECT_TRUE(panel.groups().isEmpty());
 }
+
+TEST_F(DuplicatesPanelTest, AFileThatCannotBeListenedToIsListedWithTheReason)
+{
+    const QString damaged = EncodedAudio::write(EncodedAudio::music(13, 30.0), root + u"/Damaged.flac"_s);
+    for (const Track& track : Library::readTracks({damaged}))
+        library.add(track);
+    EncodedAudio::damageMiddleFrame(damaged);
+    DuplicatesPanel panel{library, confirm};
+    BlockingWait::wait(panel.findDuplicates());
+    ASSERT_EQ(panel.passedOver().size(), 1);
+    EXPECT_EQ(panel.passedOver().first().track.path(), damaged);
+    EXPECT_EQ(panel.status(), u"1 group of tracks that sound alike. 1 file passed over."_s);
+
+    ASSERT_EQ(panel.results()->topLevelItemCount(), 2);
+    QTreeWidgetItem* passed = panel.results()->topLevelItem(1);
+    EXPECT_EQ(passed->text(0), u"Passed Over (1)"_s);
+    ASSERT_EQ(passed->childCount(), 1);
+    const QString reason = panel.passedOver().first().reason;
+    EXPECT_FALSE(reason.isEmpty());
+    EXPECT_EQ(passed->child(0)->text(0), damaged + u" — "_s + reason);
+    EXPECT_EQ(passed->child(0)->data(0, Qt::AccessibleTextRole).toString(), damaged + u", passed over: "_s + reason);
+    EXPECT_FALSE(passed->child(0)->icon(0).isNull());
+
+    // A search that listens to every file lists none.
+    ASSERT_TRUE(QFile::remove(damaged));
+    EncodedAudio::write(EncodedAudio::music(13, 30.0), damaged);
+    BlockingWait::wait(panel.findDuplicates());
+    EXPECT_TRUE(panel.passedOver().isEmpty());
+    EXPECT_EQ(panel.results()->topLevelItemCount(), 1);
+}

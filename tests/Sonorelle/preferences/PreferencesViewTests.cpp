@@ -85,6 +85,8 @@ TEST_F(PreferencesTest, EachChangeIsWrittenAtOnceAndTheBitrateIsKeptWhileDisable
     auto* mode = find<QComboBox>(view, u"readingMode"_s);
     mode->setCurrentIndex(mode->findText(u"Paranoia (error-correcting)"_s));
     EXPECT_EQ(stored("ripStrategy"), u"paranoia"_s);
+    mode->setCurrentIndex(mode->findText(u"Secure (read twice)"_s));
+    EXPECT_EQ(stored("ripStrategy"), u"secure"_s);
     find<QComboBox>(view, u"fileHandling"_s)->setCurrentIndex(1);
     EXPECT_EQ(stored("copyImportedFiles").toBool(), true);
     auto* structure = find<QComboBox>(view, u"folderStructure"_s);
