@@ -85,7 +85,7 @@ TEST(VerdictSymbol, AccuratelyRippedIsAGreenCheck)
     EXPECT_EQ(VerdictSymbols::words(VerdictSymbol::confirmed), u"Done"_s);
     EXPECT_TRUE(holds(drawn(VerdictSymbol::confirmed), green));
     const SidebarMark sidebar = onSidebar(VerdictSymbol::confirmed);
-    EXPECT_EQ(sidebar.spoken, u"CD Rip, done"_s);
+    EXPECT_EQ(sidebar.spoken, u"Audio CD (sr0), done"_s);
     EXPECT_TRUE(holds(sidebar.painted, green));
 }
 
@@ -101,7 +101,7 @@ TEST(VerdictSymbol, NotInTheDatabaseIsANeutralInformationMark)
     EXPECT_TRUE(neutral(drawn(VerdictSymbol::unconfirmed)));
     EXPECT_FALSE(holds(drawn(VerdictSymbol::unconfirmed), green));
     const SidebarMark sidebar = onSidebar(VerdictSymbol::unconfirmed);
-    EXPECT_EQ(sidebar.spoken, u"CD Rip, not verified"_s);
+    EXPECT_EQ(sidebar.spoken, u"Audio CD (sr0), not verified"_s);
     EXPECT_FALSE(holds(sidebar.painted, green));
 }
 
@@ -115,7 +115,7 @@ TEST(VerdictSymbol, AMismatchOrDamageIsATriangleInTheWarningColour)
     EXPECT_TRUE(holds(drawn(VerdictSymbol::warning), amber));
     EXPECT_FALSE(holds(drawn(VerdictSymbol::warning), green));
     const SidebarMark sidebar = onSidebar(VerdictSymbol::warning);
-    EXPECT_EQ(sidebar.spoken, u"CD Rip, warning"_s);
+    EXPECT_EQ(sidebar.spoken, u"Audio CD (sr0), warning"_s);
     EXPECT_TRUE(holds(sidebar.painted, amber));
 }
 
@@ -127,7 +127,7 @@ TEST(VerdictSymbol, WaitingIsAHollowNeutralCircle)
     EXPECT_TRUE(neutral(image)) << "not a red stop dot";
     EXPECT_EQ(image.pixelColor(16, 16).alpha(), 0) << "hollow";
     EXPECT_GT(image.pixelColor(16, 5).alpha(), 0) << "its ring";
-    EXPECT_EQ(onSidebar(VerdictSymbol::waiting).spoken, u"CD Rip, waiting"_s);
+    EXPECT_EQ(onSidebar(VerdictSymbol::waiting).spoken, u"Audio CD (sr0), waiting"_s);
 }
 
 TEST(VerdictSymbol, FailedIsTheErrorMark)
@@ -136,7 +136,7 @@ TEST(VerdictSymbol, FailedIsTheErrorMark)
     EXPECT_EQ(VerdictSymbols::words(VerdictSymbol::failed), u"Failed"_s);
     EXPECT_TRUE(holds(drawn(VerdictSymbol::failed), red));
     const SidebarMark sidebar = onSidebar(VerdictSymbol::failed);
-    EXPECT_EQ(sidebar.spoken, u"CD Rip, failed"_s);
+    EXPECT_EQ(sidebar.spoken, u"Audio CD (sr0), failed"_s);
     EXPECT_TRUE(holds(sidebar.painted, red));
 }
 
