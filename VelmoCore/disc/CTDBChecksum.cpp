@@ -1,9 +1,12 @@
 #include "CTDBChecksum.h"
 
+#include "platform/AudioDecoder.h"
+
 #include <zlib.h>
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <stdexcept>
 
 namespace CTDB {
@@ -89,6 +92,29 @@ TrackSamples TrackSummer::result() const
     TrackSamples samples = m_samples;
     samples.coreCRC = m_core;
     return samples;
+}
+
+TrackSamples samplesOfFile(const QString& path)
+{
+    constexpr double wholeFile = 24.0 * 3600.0;
+    const AudioDecoder::Samples decoded = AudioDecoder::decode(path, wholeFile, 2);
+    if (decoded.sampleRate != 44100 || decoded.channels != 2)
+        throw AudioDecoder::DecodeError("not CD audio: 44,100 Hz stereo");
+    const qint64 pairs = qint64(decoded.samples.size()) / 2;
+    TrackSummer summer(pairs);
+    // Sixteen-bit samples come back from the decoder as exact fractions of 32,768.
+    std::array<char, samplesPerSector * bytesPerSample> sector{};
+    for (qint64 at = 0; at < pairs; at += samplesPerSector) {
+        const qint64 count = std::min(samplesPerSector, pairs - at);
+        for (qint64 i = 0; i < 2 * count; ++i) {
+            const auto value =
+                qint16(std::clamp(std::lrint(double(decoded.samples[size_t(2 * at + i)]) * 32768.0), -32768L, 32767L));
+            sector[size_t(2 * i)] = char(quint16(value) & 0xFF);
+            sector[size_t(2 * i + 1)] = char(quint16(value) >> 8);
+        }
+        summer.add(sector.data(), count);
+    }
+    return summer.result();
 }
 
 DiscChecksums::DiscChecksums(const CTDBTOC& toc, QList<TrackSamples> tracks)

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QList>
+#include <QString>
 #include <QtGlobal>
 
 #include <optional>
@@ -54,6 +55,10 @@ private:
     qint64 m_position = 0;
     quint32 m_core = 0;
 };
+
+// The TrackSamples of an audio file, decoded whole. Blocking; throws AudioDecoder::DecodeError
+// for a file that does not decode as 44.1 kHz stereo.
+TrackSamples samplesOfFile(const QString& path);
 
 // The whole audio of a disc's rip, put together from its tracks, and its checksums at any
 // offset within the database's range.

@@ -1,6 +1,7 @@
 #include "CTDBVerifier.h"
 
 #include "library/DisplayText.h"
+#include "platform/AudioDecoder.h"
 
 #include <QHash>
 
@@ -145,6 +146,35 @@ Verification verify(const CTDBTOC& toc, const QList<std::optional<TrackSamples>>
         }
     }
     return result;
+}
+
+Verification verifyFiles(const CTDBTOC& toc, const QMap<qsizetype, QString>& files, const QList<Entry>& entries)
+{
+    const QList<qint64> boundaries = toc.audioBoundaries();
+    QList<std::optional<TrackSamples>> tracks(boundaries.size() - 1);
+    QHash<qsizetype, Verdict> failures;
+    for (auto file = files.cbegin(); file != files.cend(); ++file) {
+        const qsizetype track = file.key();
+        if (track < 0 || track >= tracks.size())
+            continue;
+        const qint64 length = (boundaries.at(track + 1) - boundaries.at(track)) * samplesPerSector;
+        try {
+            TrackSamples samples = samplesOfFile(file.value());
+            if (samples.length == length)
+                tracks[track] = std::move(samples);
+            else
+                failures.insert(track, {.reason = u"the file holds %1 samples, the track %2"_s.arg(samples.length)
+                                                      .arg(length)});
+        } catch (const AudioDecoder::DecodeError& error) {
+            const bool damaged = error.kind() == AudioDecoder::DecodeError::Kind::damaged;
+            failures.insert(track, {.status = damaged ? Verdict::Status::damaged : Verdict::Status::unchecked,
+                                    .reason = QString::fromUtf8(error.what())});
+        }
+    }
+    Verification verification = verify(toc, tracks, entries);
+    for (auto failure = failures.cbegin(); failure != failures.cend(); ++failure)
+        verification.tracks[failure.key()] = failure.value();
+    return verification;
 }
 
 QString summary(const QList<Verdict>& verdicts)

@@ -5,6 +5,7 @@
 #include "CTDBTOC.h"
 
 #include <QList>
+#include <QMap>
 #include <QString>
 
 #include <optional>
@@ -48,6 +49,10 @@ struct Verification {
 // counts as silence, is left unchecked, and keeps the whole disc from being checked.
 Verification verify(const CTDBTOC& toc, const QList<std::optional<TrackSamples>>& tracks,
                     const QList<Entry>& entries);
+
+// verify() over audio files: `files` maps a track (from 0) to its file. A file that does not
+// decode is "damaged" or unchecked, as is one whose length is not its track's. Blocking.
+Verification verifyFiles(const CTDBTOC& toc, const QMap<qsizetype, QString>& files, const QList<Entry>& entries);
 
 // "11 of 12 tracks verified by CTDB"; empty when none could be checked.
 QString summary(const QList<Verdict>& verdicts);
