@@ -37,6 +37,39 @@ QString verdictSymbol(const std::optional<AccurateRip::Verdict>& verdict)
     return u"info.circle"_s;
 }
 
+// The same for CTDB's verdict.
+QString ctdbVerdictSymbol(const std::optional<CTDB::Verdict>& verdict)
+{
+    using Status = CTDB::Verdict::Status;
+    if (verdict && verdict->status == Status::accurate)
+        return u"checkmark.circle.fill"_s;
+    if (verdict && (verdict->status == Status::differs || verdict->status == Status::damaged))
+        return u"exclamationmark.triangle.fill"_s;
+    return u"info.circle"_s;
+}
+
+// Both databases: a check only where at least one confirms the track and neither contradicts it.
+QString trackSymbol(const TrackRipStates::Done& ripped)
+{
+    const QStringList symbols{verdictSymbol(ripped.verdict), ctdbVerdictSymbol(ripped.ctdbVerdict)};
+    if (symbols.contains(u"exclamationmark.triangle.fill"_s))
+        return u"exclamationmark.triangle.fill"_s;
+    if (symbols.contains(u"checkmark.circle.fill"_s))
+        return u"checkmark.circle.fill"_s;
+    return u"info.circle"_s;
+}
+
+// "accurately ripped (confidence 12, v2) · CTDB: accurately ripped (confidence 5 of 7)".
+QString trackVerdicts(const TrackRipStates::Done& ripped)
+{
+    QStringList parts;
+    if (ripped.verdict)
+        parts.append(ripped.verdict->text());
+    if (ripped.ctdbVerdict)
+        parts.append(u"CTDB: "_s + ripped.ctdbVerdict->text());
+    return parts.join(u" · "_s);
+}
+
 qsizetype countOf(const QList<TrackRipState>& tracks, auto holds)
 {
     return std::ranges::count_if(tracks, holds);
@@ -133,7 +166,7 @@ void CDRipView::clearBody()
     m_body = new QVBoxLayout(m_page);
     m_body->setContentsMargins(24, 24, 24, 24);
     m_outer->addWidget(m_page);
-    m_heading = m_message = m_verification = nullptr;
+    m_heading = m_message = m_verification = m_ctdbVerification = nullptr;
     m_tracks = nullptr;
     m_releases = nullptr;
     m_progress = nullptr;
@@ -367,8 +400,8 @@ void CDRipView::fillTrackStatus(const QList<TrackRipState>& states)
         QString text;
         QString words = u"Waiting"_s;
         if (const auto* ripped = std::get_if<TrackRipStates::Done>(&state)) {
-            symbol = verdictSymbol(ripped->verdict);
-            text = ripped->verdict ? ripped->verdict->text() : QString();
+            symbol = trackSymbol(*ripped);
+            text = trackVerdicts(*ripped);
             words = text.isEmpty() ? u"Ripped, not verified"_s : u"Ripped, "_s + text;
         } else if (const auto* failed = std::get_if<TrackRipStates::Failed>(&state)) {
             symbol = u"exclamationmark.circle.fill"_s;
@@ -421,6 +454,25 @@ void CDRipView::addFinishedSummary(const RipStates::Finished& state)
     }
     if (const QString summary = AccurateRip::summary(verdicts); !summary.isEmpty())
         m_verification = addLine(symbol, summary);
+    addCTDBSummary(state);
+}
+
+void CDRipView::addCTDBSummary(const RipStates::Finished& state)
+{
+    QList<CTDB::Verdict> verdicts;
+    // Like the AccurateRip line, the worst of its tracks.
+    const QStringList worseFirst{u"exclamationmark.triangle.fill"_s, u"info.circle"_s, u"checkmark.circle.fill"_s};
+    QString symbol = worseFirst.constLast();
+    for (const TrackRipState& track : state.tracks) {
+        if (const auto* ripped = std::get_if<TrackRipStates::Done>(&track); ripped && ripped->ctdbVerdict) {
+            verdicts.append(*ripped->ctdbVerdict);
+            if (const QString own = ctdbVerdictSymbol(ripped->ctdbVerdict);
+                worseFirst.indexOf(own) < worseFirst.indexOf(symbol))
+                symbol = own;
+        }
+    }
+    if (const QString summary = CTDB::summary(verdicts); !summary.isEmpty())
+        m_ctdbVerification = addLine(symbol, summary);
 }
 
 void CDRipView::showFinished(const RipStates::Finished& state)
