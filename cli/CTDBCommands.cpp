@@ -97,8 +97,8 @@ QCoro::Task<int> verifyFiles(Invocation& invocation)
     QStringList arguments = invocation.arguments();
     const CTDBTOC toc = co_await tocOf(arguments.takeFirst());
     if (arguments.size() > toc.audioTrackCount())
-        co_return invocation.fail(u"The disc has %1, not %2 files' worth."_s.arg(
-            DisplayText::counted(toc.audioTrackCount(), u"audio track"_s))
+        co_return invocation.fail(u"The disc has %1, not %2 files' worth."_s
+                                      .arg(DisplayText::counted(toc.audioTrackCount(), u"audio track"_s))
                                       .arg(arguments.size()));
     invocation.err() << u"Asking CTDB for disc "_s << toc.tocID() << u"…"_s << Qt::endl;
     QList<CTDB::Entry> entries;
@@ -152,7 +152,8 @@ QCoro::Task<int> verifyFiles(Invocation& invocation)
 
 void addCTDBCommands(CommandLine& commandLine)
 {
-    commandLine.addGroup(u"ctdb"_s, u"The CUETools database: disc ids, its rips of a disc, files checked against them"_s);
+    commandLine.addGroup(u"ctdb"_s,
+                         u"The CUETools database: disc ids, its rips of a disc, files checked against them"_s);
     commandLine.add({
         .path = {u"ctdb"_s, u"id"_s},
         .arguments = u"[SOURCE]"_s,

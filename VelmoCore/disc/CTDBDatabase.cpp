@@ -64,8 +64,9 @@ Error Error::malformed(const QString& detail)
 
 Error Error::tooLarge()
 {
-    return Error(Kind::tooLarge, u"The CTDB answer is larger than %1, more than any disc has; it was not read."_s.arg(
-                                     QLocale::c().formattedDataSize(largestAnswer)));
+    return Error(Kind::tooLarge,
+                 u"The CTDB answer is larger than %1, more than any disc has; it was not read."_s.arg(
+                     QLocale::c().formattedDataSize(largestAnswer)));
 }
 
 Error Error::networkError(const MetadataHTTPClient::HTTPError& error)

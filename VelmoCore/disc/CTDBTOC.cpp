@@ -51,9 +51,8 @@ std::optional<CTDBTOC> CTDBTOC::fromText(const QString& text)
         const bool data = item.startsWith(u'-');
         if (data)
             item.remove(0, 1);
-        const bool digits = !item.isEmpty() && std::all_of(item.cbegin(), item.cend(), [](QChar c) {
-            return c >= u'0' && c <= u'9';
-        });
+        const bool digits =
+            !item.isEmpty() && std::all_of(item.cbegin(), item.cend(), [](QChar c) { return c >= u'0' && c <= u'9'; });
         bool ok = false;
         const qint64 value = item.toLongLong(&ok);
         if (!digits || !ok || value <= previous || (data && i + 1 == items.size()))

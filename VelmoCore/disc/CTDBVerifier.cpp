@@ -33,16 +33,11 @@ std::optional<qint64> nearestMatch(const QList<quint32>& crcs, qint64 range, qui
 QString Verdict::text() const
 {
     switch (status) {
-    case Status::accurate:
-        return u"accurately ripped (confidence %1 of %2)"_s.arg(confidence).arg(total);
-    case Status::differs:
-        return u"differs from the database (%1)"_s.arg(DisplayText::counted(total, u"submission"_s));
-    case Status::notInDatabase:
-        return u"not in the database"_s;
-    case Status::damaged:
-        return u"damaged: cannot be verified (%1)"_s.arg(reason);
-    case Status::unchecked:
-        break;
+    case Status::accurate: return u"accurately ripped (confidence %1 of %2)"_s.arg(confidence).arg(total);
+    case Status::differs: return u"differs from the database (%1)"_s.arg(DisplayText::counted(total, u"submission"_s));
+    case Status::notInDatabase: return u"not in the database"_s;
+    case Status::damaged: return u"damaged: cannot be verified (%1)"_s.arg(reason);
+    case Status::unchecked: break;
     }
     return u"not checked: "_s + reason;
 }
@@ -50,22 +45,16 @@ QString Verdict::text() const
 QString Verdict::statusName() const
 {
     switch (status) {
-    case Status::accurate:
-        return u"accurate"_s;
-    case Status::differs:
-        return u"differs"_s;
-    case Status::notInDatabase:
-        return u"notInDatabase"_s;
-    case Status::damaged:
-        return u"damaged"_s;
-    case Status::unchecked:
-        break;
+    case Status::accurate: return u"accurate"_s;
+    case Status::differs: return u"differs"_s;
+    case Status::notInDatabase: return u"notInDatabase"_s;
+    case Status::damaged: return u"damaged"_s;
+    case Status::unchecked: break;
     }
     return u"unchecked"_s;
 }
 
-Verification verify(const CTDBTOC& toc, const QList<std::optional<TrackSamples>>& tracks,
-                    const QList<Entry>& entries)
+Verification verify(const CTDBTOC& toc, const QList<std::optional<TrackSamples>>& tracks, const QList<Entry>& entries)
 {
     const QList<qint64> boundaries = toc.audioBoundaries();
     const qsizetype count = boundaries.size() - 1;
@@ -163,12 +152,13 @@ Verification verifyFiles(const CTDBTOC& toc, const QMap<qsizetype, QString>& fil
             if (samples.length == length)
                 tracks[track] = std::move(samples);
             else
-                failures.insert(track, {.reason = u"the file holds %1 samples, the track %2"_s.arg(samples.length)
-                                                      .arg(length)});
+                failures.insert(
+                    track, {.reason = u"the file holds %1 samples, the track %2"_s.arg(samples.length).arg(length)});
         } catch (const AudioDecoder::DecodeError& error) {
             const bool damaged = error.kind() == AudioDecoder::DecodeError::Kind::damaged;
-            failures.insert(track, {.status = damaged ? Verdict::Status::damaged : Verdict::Status::unchecked,
-                                    .reason = QString::fromUtf8(error.what())});
+            failures.insert(track,
+                            {.status = damaged ? Verdict::Status::damaged : Verdict::Status::unchecked,
+                             .reason = QString::fromUtf8(error.what())});
         }
     }
     Verification verification = verify(toc, tracks, entries);

@@ -47,8 +47,7 @@ struct Verification {
 
 // `tracks` holds one per audio track of `toc`; a track given none (not ripped, or damaged)
 // counts as silence, is left unchecked, and keeps the whole disc from being checked.
-Verification verify(const CTDBTOC& toc, const QList<std::optional<TrackSamples>>& tracks,
-                    const QList<Entry>& entries);
+Verification verify(const CTDBTOC& toc, const QList<std::optional<TrackSamples>>& tracks, const QList<Entry>& entries);
 
 // verify() over audio files: `files` maps a track (from 0) to its file. A file that does not
 // decode is "damaged" or unchecked, as is one whose length is not its track's. Blocking.

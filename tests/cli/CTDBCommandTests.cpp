@@ -107,9 +107,9 @@ TEST_F(CTDBCommandTest, IdOfAnImageAndOfRawTOCBytesAndTheDiscsTOC)
 {
     const VelmoResult result = velmo({u"ctdb"_s, u"id"_s, sheet});
     ASSERT_EQ(result.status, 0) << result.err.toStdString();
-    EXPECT_EQ(result.out, toc.tocID() + u"\n0:500:1000:1500\n"_s
-                              + services.ctdb.url(u"/lookup2.php"_s).toString()
-                              + u"?version=3&ctdb=1&fuzzy=1&metadata=none&toc=0:500:1000:1500\n"_s);
+    EXPECT_EQ(result.out,
+              toc.tocID() + u"\n0:500:1000:1500\n"_s + services.ctdb.url(u"/lookup2.php"_s).toString()
+                  + u"?version=3&ctdb=1&fuzzy=1&metadata=none&toc=0:500:1000:1500\n"_s);
 
     const QString raw = folder.filePath(u"toc.bin"_s);
     writeFile(raw, DiscImages::audioTOC({150, 11563, 25174, 45863}, 55370));
@@ -161,11 +161,10 @@ TEST_F(CTDBCommandTest, VerifyFindsFilesShiftedByAFewHundredSamplesAndTellsChang
     EXPECT_EQ(object.value("offset"_L1).toInteger(), 300);
     const QJsonArray tracks = object.value("tracks"_L1).toArray();
     ASSERT_EQ(tracks.size(), 3);
-    EXPECT_EQ(tracks.at(1).toObject(), (QJsonObject{{"track"_L1, 2},
-                                                    {"status"_L1, u"accurate"_s},
-                                                    {"confidence"_L1, 4},
-                                                    {"total"_L1, 4},
-                                                    {"offset"_L1, 300}}));
+    EXPECT_EQ(
+        tracks.at(1).toObject(),
+        (QJsonObject{
+            {"track"_L1, 2}, {"status"_L1, u"accurate"_s}, {"confidence"_L1, 4}, {"total"_L1, 4}, {"offset"_L1, 300}}));
 
     QByteArray changed = pcm;
     changed[(2 * trackFrames + 7) * 2352] = char(changed.at((2 * trackFrames + 7) * 2352) ^ 2);

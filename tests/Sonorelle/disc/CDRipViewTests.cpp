@@ -279,7 +279,8 @@ TEST_F(CDRipViewTest, EachTrackShowsBothVerdictsAndEarnsACheckOnlyWhenNoneContra
     const AccurateRipID id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(image.sheet));
     TrackChecksummer checksummer(framesPerTrack * 588, true, false);
     checksummer.add(image.trackAudio(0, framesPerTrack).constData(), framesPerTrack * 588);
-    const AccurateRip::Pressing pressing{3, id.id1, id.id2, id.cddb, {{4, checksummer.result().v2, 0}, {0, 0, 0}, {4, 1, 0}}};
+    const AccurateRip::Pressing pressing{
+        3, id.id1, id.id2, id.cddb, {{4, checksummer.result().v2, 0}, {0, 0, 0}, {4, 1, 0}}};
     services.accurateRip.route(u"/"_s + id.path(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));
     const CTDBTOC ctdbTOC = CTDBTOC::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(image.sheet));
     QList<CTDB::TrackSamples> tracks;

@@ -44,11 +44,8 @@ protected:
         for (const auto& track : CTDBImages::tracksOf(ctdbTOC, stream))
             tracks.append(*track);
         const CTDB::DiscChecksums sums(ctdbTOC, tracks);
-        CTDB::Entry entry{.id = id,
-                          .crc32 = sums.discCRC(),
-                          .confidence = confidence,
-                          .toc = ctdbTOC.text(),
-                          .stride = CTDB::stride};
+        CTDB::Entry entry{
+            .id = id, .crc32 = sums.discCRC(), .confidence = confidence, .toc = ctdbTOC.text(), .stride = CTDB::stride};
         for (qsizetype i = 0; i < sums.trackCount(); ++i)
             entry.trackCRCs.append(sums.trackCRC(i));
         return entry;
@@ -126,10 +123,11 @@ TEST_F(CTDBRipTest, EachTrackGetsBothVerdictsAndTheLogSaysWhichDatabaseConfirmed
               "/lookup2.php?version=3&ctdb=1&fuzzy=1&metadata=none&toc=0:500:1000:1500");
 
     const QString text = log();
-    EXPECT_TRUE(text.contains(u"\n[CTDB TOCID: "_s + ctdbTOC.tocID() + u"] found.\nTrack | CTDB Status\n"_s
-                              u"  1   | (5/5) Accurately ripped\n"_s
-                              u"  2   | (3/5) Accurately ripped\n"_s
-                              u"  3   | (5/5) Accurately ripped\n"_s))
+    EXPECT_TRUE(text.contains(u"\n[CTDB TOCID: "_s + ctdbTOC.tocID()
+                              + u"] found.\nTrack | CTDB Status\n"_s
+                                u"  1   | (5/5) Accurately ripped\n"_s
+                                u"  2   | (3/5) Accurately ripped\n"_s
+                                u"  3   | (5/5) Accurately ripped\n"_s))
         << text.toStdString();
     EXPECT_TRUE(text.contains(u"  Result:          does not match (1 pressing known)\n"_s
                               u"  CTDB:            accurately ripped (confidence 3 of 5)\n"_s))

@@ -87,8 +87,8 @@ TEST(CTDBTOCTest, TheLookupStringAndTOCIDOfTheDatabasesOwnExamples)
         qint64 audioSectors;
     };
     const QList<Case> cases = {
-        {audioDisc({0, 11413, 25024, 45713}, 55220), u"0:11413:25024:45713:55220"_s,
-         u"VukMWWItblELRM.CEFpXxw0FlME-"_s, 0, 55220},
+        {audioDisc({0, 11413, 25024, 45713}, 55220), u"0:11413:25024:45713:55220"_s, u"VukMWWItblELRM.CEFpXxw0FlME-"_s,
+         0, 55220},
         {enhancedDisc(), u"0:3000:7000:-22404:25000"_s, u"DWKawDWOWYP6K49UO7Fg12_a97o-"_s, 0, 11004},
         {htoaDisc, u"33:10033:22537:30000"_s, u"3043_qW_x8PrF_Rldh4.6Q3wAVs-"_s, 33, 29967},
         {audioDisc({0, 1000}, 2345), u"0:1000:2345"_s, u"mLsS8uEkDNhpywc3CJyCPewGZK0-"_s, 0, 2345},
@@ -173,14 +173,22 @@ TEST(CTDBImageTest, TheClientsAssertionsOnItsTestImageHold)
         quint32 expected;
     };
     const QList<Case> cases = {
-        {&ar, 0, 136 * s, 0, 3791227907u},         {&ar, 13 * s, 68 * s, 0, 321342250u},
-        {&ar, 68 * s, 99 * s, 0, 37001035u},       {&ar, 99 * s, 136 * s, 0, 516255430u},
-        {&ar2, 0, 136 * s, 0, 3791227907u},        {&ar, 0, 136 * s, 13, 2953798997u},
-        {&ar, 0, 136 * s, -7, 480843614u},         {&ar, 13 * s, 68 * s, 13, 1228729415u},
-        {&ar, 13 * s, 68 * s, -7, 3364131728u},    {&ar, 68 * s, 99 * s, 15, 1905873074u},
-        {&ar, 68 * s, 99 * s, -1, 611805314u},     {&ar, 99 * s, 136 * s, 15, 4242272536u},
-        {&ar, 99 * s, 136 * s, -1, 4236330757u},   {&ar2, 0, 136 * s, -7, 480843614u},
-        {&ar, 13 * s + 2940, 68 * s, 0, 4209773141u}, {&ar, 99 * s, 136 * s - 2940, 0, 1024656428u},
+        {&ar, 0, 136 * s, 0, 3791227907u},
+        {&ar, 13 * s, 68 * s, 0, 321342250u},
+        {&ar, 68 * s, 99 * s, 0, 37001035u},
+        {&ar, 99 * s, 136 * s, 0, 516255430u},
+        {&ar2, 0, 136 * s, 0, 3791227907u},
+        {&ar, 0, 136 * s, 13, 2953798997u},
+        {&ar, 0, 136 * s, -7, 480843614u},
+        {&ar, 13 * s, 68 * s, 13, 1228729415u},
+        {&ar, 13 * s, 68 * s, -7, 3364131728u},
+        {&ar, 68 * s, 99 * s, 15, 1905873074u},
+        {&ar, 68 * s, 99 * s, -1, 611805314u},
+        {&ar, 99 * s, 136 * s, 15, 4242272536u},
+        {&ar, 99 * s, 136 * s, -1, 4236330757u},
+        {&ar2, 0, 136 * s, -7, 480843614u},
+        {&ar, 13 * s + 2940, 68 * s, 0, 4209773141u},
+        {&ar, 99 * s, 136 * s - 2940, 0, 1024656428u},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(streamCRC(*c.stream, c.from + c.offset, c.to + c.offset), c.expected)
@@ -209,9 +217,8 @@ TEST(CTDBChecksumTest, TheDiscAndTrackCRCsOfTheClientsImagesAndTheWorkedVectors)
 TEST(CTDBChecksumTest, TheRampWithAHiddenPregapAtOffsets)
 {
     const CTDB::DiscChecksums sums = sumsOf(htoaDisc, ramp(30000));
-    const QList<std::pair<qint64, QString>> disc = {{0, u"a90330a4"_s},     {1, u"ca7591a4"_s},
-                                                    {-1, u"7cbb6d95"_s},    {48, u"039c335a"_s},
-                                                    {-5879, u"218be75f"_s}, {5879, u"809bb162"_s}};
+    const QList<std::pair<qint64, QString>> disc = {{0, u"a90330a4"_s},  {1, u"ca7591a4"_s},     {-1, u"7cbb6d95"_s},
+                                                    {48, u"039c335a"_s}, {-5879, u"218be75f"_s}, {5879, u"809bb162"_s}};
     const QList<quint32> rolled = sums.discCRCs();
     ASSERT_EQ(rolled.size(), 2 * 5879 + 1);
     for (const auto& [offset, crc] : disc) {

@@ -177,13 +177,14 @@ TEST(CTDBAnswerTest, EntriesAreReadWithTheirTracksAndThoseWithoutADiscPassedOver
 </ctdb>)";
     const QList<CTDB::Entry> entries = CTDB::parse(xml);
     ASSERT_EQ(entries.size(), 2);
-    EXPECT_EQ(entries.at(0), (CTDB::Entry{.id = 123456,
-                                          .crc32 = 0x1680cc34,
-                                          .confidence = 7,
-                                          .trackCRCs = {0x1680cc34},
-                                          .toc = u"0:9801"_s,
-                                          .stride = 5880,
-                                          .npar = 16}));
+    EXPECT_EQ(entries.at(0),
+              (CTDB::Entry{.id = 123456,
+                           .crc32 = 0x1680cc34,
+                           .confidence = 7,
+                           .trackCRCs = {0x1680cc34},
+                           .toc = u"0:9801"_s,
+                           .stride = 5880,
+                           .npar = 16}));
     EXPECT_EQ(entries.at(1).crc32, 0xdeadbeefu);
     EXPECT_TRUE(entries.at(1).trackCRCs.isEmpty());
     EXPECT_EQ(CTDB::parse(CTDBImages::answer(entries)), entries) << "the fake server's answers read back";
