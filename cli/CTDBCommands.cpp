@@ -97,9 +97,9 @@ QCoro::Task<int> verifyFiles(Invocation& invocation)
     QStringList arguments = invocation.arguments();
     const CTDBTOC toc = co_await tocOf(arguments.takeFirst());
     if (arguments.size() > toc.audioTrackCount())
-        co_return invocation.fail(u"The disc has %1, not %2 files' worth."_s
-                                      .arg(DisplayText::counted(toc.audioTrackCount(), u"audio track"_s))
-                                      .arg(arguments.size()));
+        co_return invocation.fail(
+            u"The disc has %1; %2 were given."_s.arg(DisplayText::counted(toc.audioTrackCount(), u"audio track"_s),
+                                                     DisplayText::counted(arguments.size(), u"file"_s)));
     invocation.err() << u"Asking CTDB for disc "_s << toc.tocID() << u"…"_s << Qt::endl;
     QList<CTDB::Entry> entries;
     try {

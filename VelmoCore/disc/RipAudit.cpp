@@ -77,8 +77,10 @@ std::optional<CTDB::Verdict> RipAudit::checkCTDB(qint64 trackIndex, const DiscRi
         return std::nullopt;
     if (!m_ctdbFailure.isEmpty())
         return CTDB::Verdict{.reason = m_ctdbFailure};
-    QList<std::optional<CTDB::TrackSamples>> tracks = ctdbTracks();
+    // The track alone, so that each check costs the same however many tracks are in: the
+    // whole disc, at every offset, is checked once they all are.
     const QList<qint64> boundaries = m_ctdbTOC->audioBoundaries();
+    QList<std::optional<CTDB::TrackSamples>> tracks(boundaries.size() - 1);
     if (trackIndex >= tracks.size()
         || ripped.ctdbSamples->length
                != (boundaries.at(trackIndex + 1) - boundaries.at(trackIndex)) * CTDB::samplesPerSector)

@@ -181,6 +181,10 @@ TEST_F(CTDBCommandTest, VerifyFindsFilesShiftedByAFewHundredSamplesAndTellsChang
     EXPECT_TRUE(text.out.contains(u"Track 3: "_s + paths[2] + u" — differs from the database (4 submissions)\n"_s))
         << text.out.toStdString();
     EXPECT_TRUE(text.out.endsWith(u"1 of 3 tracks verified by CTDB.\n"_s));
+
+    const VelmoResult tooMany = velmo(QStringList{u"ctdb"_s, u"verify"_s, sheet} + paths + QStringList{paths[0]});
+    EXPECT_EQ(tooMany.status, 1);
+    EXPECT_EQ(tooMany.err, u"The disc has 3 audio tracks; 4 files were given.\n"_s);
 }
 
 TEST_F(CTDBCommandTest, ImportAndVerifyPrintBothVerdicts)
