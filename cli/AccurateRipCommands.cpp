@@ -5,6 +5,8 @@
 #include "disc/AccurateRipDatabase.h"
 #include "disc/AccurateRipID.h"
 #include "disc/CDRipper.h"
+#include "disc/CTDBDatabase.h"
+#include "disc/CTDBVerifier.h"
 #include "disc/CueSheet.h"
 #include "disc/DiscTOC.h"
 #include "disc/ReadOffset.h"
@@ -203,6 +205,27 @@ QCoro::Task<int> findOffset(Invocation& invocation)
     co_return int(exitSuccess);
 }
 
+// The files against the CUETools database; none, after saying why, when it could not be asked.
+QCoro::Task<std::optional<CTDB::Verification>> verifyWithCTDB(Invocation& invocation, QString source,
+                                                             QMap<qint64, QString> files)
+{
+    const auto read = [source] { return CTDBTOC::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(source)); };
+    const CTDBTOC toc = co_await Background::run(read);
+    invocation.err() << u"Asking CTDB for disc "_s << toc.tocID() << u"…"_s << Qt::endl;
+    QList<CTDB::Entry> entries;
+    try {
+        entries = co_await CTDB::fetch(toc);
+    } catch (const CTDB::Error& error) {
+        invocation.err() << error.message() << Qt::endl;
+        co_return std::nullopt;
+    }
+    QMap<qsizetype, QString> byIndex;
+    for (auto file = files.cbegin(); file != files.cend(); ++file)
+        byIndex.insert(file.key() - 1, file.value());
+    const auto check = [toc, byIndex, entries] { return CTDB::verifyFiles(toc, byIndex, entries); };
+    co_return co_await Background::run(check);
+}
+
 QCoro::Task<int> verifyDisc(Invocation& invocation)
 {
     const QString source = invocation.arguments().constFirst();
@@ -235,8 +258,10 @@ QCoro::Task<int> verifyDisc(Invocation& invocation)
     if (!found)
         co_return int(exitFailure);
     const auto& [id, pressings] = *found;
+    const std::optional<CTDB::Verification> ctdb = co_await verifyWithCTDB(invocation, source, files);
 
     QList<AccurateRip::Verdict> verdicts;
+    bool allTrusted = true;
     for (auto file = files.cbegin(); file != files.cend(); ++file) {
         const qint64 number = file.key();
         const QString path = file.value();
@@ -252,12 +277,32 @@ QCoro::Task<int> verifyDisc(Invocation& invocation)
                 verdict.outcome = AccurateRip::Verdict::Outcome::damaged;
         }
         verdicts.append(verdict);
-        invocation.out() << u"Track "_s << number << u": "_s << path << u" — "_s << verdict.text() << Qt::endl;
+        invocation.out() << u"Track "_s << number << u": "_s << path << u" — "_s << verdict.text();
+        std::optional<CTDB::Verdict> ctdbVerdict;
+        if (ctdb && number - 1 < ctdb->tracks.size()) {
+            ctdbVerdict = ctdb->tracks.at(number - 1);
+            invocation.out() << u"; CTDB: "_s << ctdbVerdict->text();
+            if (ctdbVerdict->offset && *ctdbVerdict->offset != 0)
+                invocation.out() << u", at offset "_s << CTDB::signedOffset(*ctdbVerdict->offset);
+        }
+        invocation.out() << Qt::endl;
+        // Trusted: at least one database confirms the file and none contradicts it.
+        const bool confirmed = verdict.matched() || (ctdbVerdict && ctdbVerdict->matched());
+        const bool contradicted = verdict.outcome == AccurateRip::Verdict::Outcome::mismatch
+                                  || verdict.outcome == AccurateRip::Verdict::Outcome::damaged
+                                  || (ctdbVerdict && ctdbVerdict->status == CTDB::Verdict::Status::differs);
+        allTrusted = allTrusted && confirmed && !contradicted;
+    }
+    if (ctdb) {
+        QList<CTDB::Verdict> checked;
+        for (auto file = files.cbegin(); file != files.cend(); ++file) {
+            if (file.key() - 1 < ctdb->tracks.size())
+                checked.append(ctdb->tracks.at(file.key() - 1));
+        }
+        invocation.out() << CTDB::summary(checked) << u'.' << Qt::endl;
     }
     invocation.out() << AccurateRip::summary(verdicts) << u'.' << Qt::endl;
-    const bool allVerified =
-        std::all_of(verdicts.cbegin(), verdicts.cend(), [](const AccurateRip::Verdict& v) { return v.matched(); });
-    co_return allVerified ? int(exitSuccess) : int(exitFailure);
+    co_return allTrusted ? int(exitSuccess) : int(exitFailure);
 }
 
 } // namespace

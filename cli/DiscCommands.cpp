@@ -4,6 +4,8 @@
 #include "disc/AccurateRipID.h"
 #include "disc/CDImporter.h"
 #include "disc/CDTOCDiagnostics.h"
+#include "disc/CTDBTOC.h"
+#include "disc/CTDBVerifier.h"
 #include "disc/DiscRipStrategy.h"
 #include "disc/DiscTOC.h"
 #include "disc/UnknownDisc.h"
@@ -74,6 +76,7 @@ QCoro::Task<int> showTOC(Invocation& invocation)
         co_return int(exitUsage);
     const DiscTOC toc = MusicBrainzDiscLookup::parseDiscTOC(*bytes);
     const QString accurateRipID = AccurateRipID::fromFullTOC(*bytes).text();
+    const QString ctdbTocID = CTDBTOC::fromFullTOC(*bytes).tocID();
     if (invocation.json()) {
         QJsonArray offsets;
         for (qint64 offset : toc.trackOffsets)
@@ -82,7 +85,8 @@ QCoro::Task<int> showTOC(Invocation& invocation)
                                  {u"trackCount"_s, toc.trackCount},
                                  {u"trackOffsets"_s, offsets},
                                  {u"leadOutOffset"_s, toc.leadOutOffset},
-                                 {u"accurateRipID"_s, accurateRipID}};
+                                 {u"accurateRipID"_s, accurateRipID},
+                                 {u"ctdbTocID"_s, ctdbTocID}};
         invocation.out() << QJsonDocument(object).toJson(QJsonDocument::Indented);
         co_return int(exitSuccess);
     }
@@ -91,7 +95,7 @@ QCoro::Task<int> showTOC(Invocation& invocation)
     for (qint64 i = 0; i < toc.trackCount; ++i)
         out << u"  "_s << QString::number(i + 1).rightJustified(2) << u"  "_s << toc.trackOffsets[i] << u'\n';
     out << u"Lead-out: "_s << toc.leadOutOffset << u'\n' << u"Disc ID:  "_s << toc.discID << u'\n'
-        << u"AccurateRip ID: "_s << accurateRipID << u'\n';
+        << u"AccurateRip ID: "_s << accurateRipID << u'\n' << u"CTDB TOCID: "_s << ctdbTocID << u'\n';
     co_return int(exitSuccess);
 }
 
@@ -384,6 +388,17 @@ QCoro::Task<int> importDisc(Invocation& invocation)
     const QList<CDImporter::TrackImportResult> results =
         co_await CDImporter::importDisc(source, toc, *release, artwork, library.rootURL(), *indexes,
                                         invocation.isSet(u"overwrite"_s), *strategy, noProgress, entered);
+    // The whole disc's check at every offset comes once all its tracks are in.
+    for (const CDImporter::TrackImportResult& result : results) {
+        if (!result.track || !result.ctdbVerdict)
+            continue;
+        invocation.out() << u"Track "_s << result.trackIndex + 1 << u": CTDB — "_s << result.ctdbVerdict->text();
+        if (result.ctdbVerdict->offset && *result.ctdbVerdict->offset != 0)
+            invocation.out() << u", at offset "_s << CTDB::signedOffset(*result.ctdbVerdict->offset);
+        invocation.out() << Qt::endl;
+    }
+    if (const QString verified = CDImporter::ctdbSummary(results); !verified.isEmpty())
+        invocation.out() << verified << u'.' << Qt::endl;
     if (const QString verified = CDImporter::verdictSummary(results); !verified.isEmpty())
         invocation.out() << verified << u'.' << Qt::endl;
     invocation.err() << u"Imported "_s << indexes->size() - failed << u" of "_s

@@ -82,6 +82,7 @@ QList<Setting> settings()
         boolean(Settings::copyImportedFiles),
         choice(Settings::ripStrategy),
         boolean(Settings::keepRipLog),
+        boolean(Settings::verifyWithCTDB),
         choice(Settings::defaultOutputFormat),
         integer(Settings::defaultBitrate, {128, 192, 256, 320}),
         choice(Settings::defaultFolderStructure),

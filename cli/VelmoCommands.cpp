@@ -1,6 +1,7 @@
 #include "VelmoCommands.h"
 
 #include "AccurateRipCommands.h"
+#include "CTDBCommands.h"
 #include "DeviceCommands.h"
 #include "DiscCommands.h"
 #include "ImportCommands.h"
@@ -35,5 +36,6 @@ CommandLine velmoCommands()
     addSettingsCommands(commandLine);
     addDiscCommands(commandLine);
     addAccurateRipCommands(commandLine);
+    addCTDBCommands(commandLine);
     return commandLine;
 }

@@ -24,6 +24,17 @@ namespace {
 
 enum Column { numberColumn, titleColumn, lengthColumn, statusColumn };
 
+// "accurately ripped (confidence 12, v2) · CTDB: accurately ripped (confidence 5 of 7)".
+QString trackVerdicts(const TrackRipStates::Done& ripped)
+{
+    QStringList parts;
+    if (ripped.verdict)
+        parts.append(ripped.verdict->text());
+    if (ripped.ctdbVerdict)
+        parts.append(u"CTDB: "_s + ripped.ctdbVerdict->text());
+    return parts.join(u" · "_s);
+}
+
 qsizetype countOf(const QList<TrackRipState>& tracks, auto holds)
 {
     return std::ranges::count_if(tracks, holds);
@@ -120,7 +131,7 @@ void CDRipView::clearBody()
     m_body = new QVBoxLayout(m_page);
     m_body->setContentsMargins(24, 24, 24, 24);
     m_outer->addWidget(m_page);
-    m_heading = m_message = m_verification = nullptr;
+    m_heading = m_message = m_verification = m_ctdbVerification = nullptr;
     m_tracks = nullptr;
     m_releases = nullptr;
     m_progress = nullptr;
@@ -397,8 +408,8 @@ void CDRipView::fillTrackStatus(const QList<TrackRipState>& states)
         QString text;
         QString words = VerdictSymbols::words(symbol);
         if (const auto* ripped = std::get_if<TrackRipStates::Done>(&state)) {
-            symbol = VerdictSymbols::forVerdict(ripped->verdict);
-            text = ripped->verdict ? ripped->verdict->text() : QString();
+            symbol = VerdictSymbols::forTrack(ripped->verdict, ripped->ctdbVerdict);
+            text = trackVerdicts(*ripped);
             words = text.isEmpty() ? u"Ripped, not verified"_s : u"Ripped, "_s + text;
         } else if (const auto* failed = std::get_if<TrackRipStates::Failed>(&state)) {
             symbol = VerdictSymbol::failed;
@@ -448,6 +459,22 @@ void CDRipView::addFinishedSummary(const RipStates::Finished& state)
         symbol = VerdictSymbols::worse(symbol, VerdictSymbols::forVerdict(verdict));
     if (const QString summary = AccurateRip::summary(verdicts); !summary.isEmpty())
         m_verification = addLine(symbol, summary);
+    addCTDBSummary(state);
+}
+
+void CDRipView::addCTDBSummary(const RipStates::Finished& state)
+{
+    QList<CTDB::Verdict> verdicts;
+    // Like the AccurateRip line, the worst of its tracks.
+    VerdictSymbol symbol = VerdictSymbol::confirmed;
+    for (const TrackRipState& track : state.tracks) {
+        if (const auto* ripped = std::get_if<TrackRipStates::Done>(&track); ripped && ripped->ctdbVerdict) {
+            verdicts.append(*ripped->ctdbVerdict);
+            symbol = VerdictSymbols::worse(symbol, VerdictSymbols::forVerdict(ripped->ctdbVerdict));
+        }
+    }
+    if (const QString summary = CTDB::summary(verdicts); !summary.isEmpty())
+        m_ctdbVerification = addLine(symbol, summary);
 }
 
 void CDRipView::showFinished(const RipStates::Finished& state)

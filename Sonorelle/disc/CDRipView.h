@@ -36,6 +36,8 @@ public:
     QLabel* message() const { return m_message; }
     // The AccurateRip line of a finished rip; none when no track could be checked.
     QLabel* verification() const { return m_verification; }
+    // The CTDB line beside it; none when the setting is off or no track could be checked.
+    QLabel* ctdbVerification() const { return m_ctdbVerification; }
     QTreeWidget* trackList() const { return m_tracks; }
     QComboBox* releaseChoice() const { return m_releases; }
     QProgressBar* progressBar() const { return m_progress; }
@@ -74,6 +76,7 @@ private:
     void showFinished(const RipStates::Finished& state);
     // The summary of a finished rip, above its buttons: the one place its lines are made.
     void addFinishedSummary(const RipStates::Finished& state);
+    void addCTDBSummary(const RipStates::Finished& state);
     void showArtwork();
     void addHeading(const QString& symbol, const QString& text);
     QLabel* addLine(const QString& symbol, const QString& text);
@@ -95,6 +98,7 @@ private:
     QLabel* m_heading = nullptr;
     QLabel* m_message = nullptr;
     QLabel* m_verification = nullptr;
+    QLabel* m_ctdbVerification = nullptr;
     QTreeWidget* m_tracks = nullptr;
     QComboBox* m_releases = nullptr;
     QProgressBar* m_progress = nullptr;

@@ -79,6 +79,12 @@ FormatsPrefsView::FormatsPrefsView(QWidget* parent)
     keepLog->setChecked(Settings::value(Settings::keepRipLog));
     connect(keepLog, &QCheckBox::toggled, this, [](bool on) { Settings::setValue(Settings::keepRipLog, on); });
     rippingForm->addRow(keepLog);
+    auto* verifyCTDB = new QCheckBox(u"Verify with CTDB"_s, ripping);
+    verifyCTDB->setObjectName(u"verifyWithCTDB"_s);
+    verifyCTDB->setChecked(Settings::value(Settings::verifyWithCTDB));
+    connect(verifyCTDB, &QCheckBox::toggled, this,
+            [](bool on) { Settings::setValue(Settings::verifyWithCTDB, on); });
+    rippingForm->addRow(verifyCTDB);
     layout->addWidget(ripping);
     layout->addStretch();
 }

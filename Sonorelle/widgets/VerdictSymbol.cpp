@@ -103,6 +103,32 @@ VerdictSymbol forVerdict(const std::optional<AccurateRip::Verdict>& verdict)
     return VerdictSymbol::unconfirmed;
 }
 
+VerdictSymbol forVerdict(const std::optional<CTDB::Verdict>& verdict)
+{
+    using Status = CTDB::Verdict::Status;
+    if (!verdict)
+        return VerdictSymbol::unconfirmed;
+    switch (verdict->status) {
+    case Status::accurate: return VerdictSymbol::confirmed;
+    case Status::differs:
+    case Status::damaged: return VerdictSymbol::warning;
+    case Status::notInDatabase:
+    case Status::unchecked: break;
+    }
+    return VerdictSymbol::unconfirmed;
+}
+
+VerdictSymbol forTrack(const std::optional<AccurateRip::Verdict>& accurateRip, const std::optional<CTDB::Verdict>& ctdb)
+{
+    const VerdictSymbol a = forVerdict(accurateRip);
+    const VerdictSymbol b = forVerdict(ctdb);
+    if (a == VerdictSymbol::warning || b == VerdictSymbol::warning)
+        return VerdictSymbol::warning;
+    if (a == VerdictSymbol::confirmed || b == VerdictSymbol::confirmed)
+        return VerdictSymbol::confirmed;
+    return VerdictSymbol::unconfirmed;
+}
+
 VerdictSymbol worse(VerdictSymbol a, VerdictSymbol b)
 {
     return rank(b) < rank(a) ? b : a;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "disc/AccurateRipDatabase.h"
+#include "disc/CTDBVerifier.h"
 
 #include <QIcon>
 #include <QString>
@@ -22,6 +23,12 @@ namespace VerdictSymbols {
 
 // A track that arrived, by its AccurateRip verdict; without one it is unconfirmed.
 VerdictSymbol forVerdict(const std::optional<AccurateRip::Verdict>& verdict);
+
+// The same by the CUETools database's verdict.
+VerdictSymbol forVerdict(const std::optional<CTDB::Verdict>& verdict);
+
+// Both databases: a check only where at least one confirms the track and neither contradicts it.
+VerdictSymbol forTrack(const std::optional<AccurateRip::Verdict>& accurateRip, const std::optional<CTDB::Verdict>& ctdb);
 
 // The worse of two, for a line that stands for several items: failed, then warning,
 // unconfirmed, waiting, confirmed.

@@ -56,6 +56,16 @@ Track makeTrack(const QUrl& file, const TrackMetadataStub& stub, const ReleaseMe
     return track;
 }
 
+QString ctdbSummary(const QList<TrackImportResult>& results)
+{
+    QList<CTDB::Verdict> verdicts;
+    for (const TrackImportResult& result : results) {
+        if (result.ctdbVerdict)
+            verdicts.append(*result.ctdbVerdict);
+    }
+    return CTDB::summary(verdicts);
+}
+
 QString verdictSummary(const QList<TrackImportResult>& results)
 {
     QList<AccurateRip::Verdict> verdicts;
@@ -191,6 +201,7 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
             const DiscRipStrategy::RippedTrack kept = co_await audit.check(index, read, temporary, forward);
             ripped = kept.file;
             result.verdict = audit.verdict(index);
+            result.ctdbVerdict = audit.ctdbVerdict(index);
         } catch (const CDRipper::RipError& error) {
             result.error = TrackError{TrackError::Kind::ripFailed, error.message()};
         } catch (const CueSheet::LoadError& error) {
@@ -220,6 +231,9 @@ QCoro::Task<QList<TrackImportResult>> importDisc(QString source, DiscTOC toc, Re
         if (onTrackComplete)
             onTrackComplete(result);
     }
+    co_await audit.concludeCTDB();
+    for (TrackImportResult& result : results)
+        result.ctdbVerdict = audit.ctdbVerdict(result.trackIndex);
     co_await audit.finish(release, results);
     co_return results;
 }

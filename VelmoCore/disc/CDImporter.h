@@ -2,6 +2,7 @@
 
 #include "AccurateRipDatabase.h"
 #include "CDRipper.h"
+#include "CTDBVerifier.h"
 #include "DiscRipStrategy.h"
 #include "DiscTOC.h"
 #include "library/Track.h"
@@ -37,12 +38,19 @@ struct TrackImportResult {
     std::optional<TrackError> error;
     // What AccurateRip says of the rip; none when the track was not ripped or not checked.
     std::optional<AccurateRip::Verdict> verdict;
+    // What the CUETools database says; none when the setting is off or the track was not ripped.
+    // While the rip goes on it is the track's own check; the result of the whole import holds
+    // the whole disc's.
+    std::optional<CTDB::Verdict> ctdbVerdict;
 
     bool succeeded() const { return track.has_value(); }
 };
 
 // "11 of 12 tracks verified by AccurateRip"; empty when no track could be checked.
 QString verdictSummary(const QList<TrackImportResult>& results);
+
+// "11 of 12 tracks verified by CTDB"; empty when no track could be checked.
+QString ctdbSummary(const QList<TrackImportResult>& results);
 
 using TrackProgressHandler = std::function<void(qint64 trackIndex, const CDRipper::Progress&)>;
 using TrackCompleteHandler = std::function<void(const TrackImportResult&)>;

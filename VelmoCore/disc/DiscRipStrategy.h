@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CDRipper.h"
+#include "CTDBChecksum.h"
 #include "TrackChecksums.h"
 #include "library/RipStrategyKind.h"
 
@@ -20,6 +21,7 @@ public:
     struct RippedTrack {
         QUrl file;
         std::optional<TrackChecksums> checksums; // none from a strategy that cannot sum as it reads
+        std::optional<CTDB::TrackSamples> ctdbSamples; // what the CUETools database's check needs of it
         qint64 readOffset = 0; // samples the reads were shifted by
         qint64 recoveredReads = 0; // frames that read only when tried again
         QList<quint32> readCRCs; // each whole read's CRC32 in order, from a strategy that reads more than once

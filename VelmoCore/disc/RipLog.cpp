@@ -33,6 +33,38 @@ QString quoted(QString text)
 
 } // namespace
 
+namespace {
+
+// The database's section in the layout the logs of other rippers give it, so that tools that
+// read those logs find it: the disc's TOCID and whether it was found, then a row per track.
+QStringList ctdbSection(const Record& record)
+{
+    const CTDBLookup& ctdb = *record.ctdb;
+    const QString tocID = ctdb.tocID.isEmpty() ? u"unknown"_s : ctdb.tocID;
+    if (!ctdb.failure.isEmpty())
+        return {u"[CTDB TOCID: %1] could not be asked: %2"_s.arg(tocID, ctdb.failure)};
+    if (!ctdb.found)
+        return {u"[CTDB TOCID: %1] disk not present in database."_s.arg(tocID)};
+    QStringList lines{u"[CTDB TOCID: %1] found."_s.arg(tocID), u"Track | CTDB Status"_s};
+    for (const TrackRecord& track : record.tracks) {
+        if (!track.ctdbVerdict)
+            continue;
+        const CTDB::Verdict& verdict = *track.ctdbVerdict;
+        const int width = int(QString::number(verdict.total).size());
+        QString status;
+        if (verdict.status == CTDB::Verdict::Status::accurate)
+            status = u"(%1/%2) Accurately ripped"_s.arg(verdict.confidence, width).arg(verdict.total);
+        else if (verdict.status == CTDB::Verdict::Status::differs)
+            status = u"(%1/%2) No match"_s.arg(0, width).arg(verdict.total);
+        else
+            status = verdict.text();
+        lines << u" %1   | %2"_s.arg(track.number, 2).arg(status);
+    }
+    return lines;
+}
+
+} // namespace
+
 QString logText(const Record& record)
 {
     QStringList lines;
@@ -66,13 +98,28 @@ QString logText(const Record& record)
                 crcs << hex(crc);
             lines << u"  Reads:           %1 (CRC32 %2)"_s.arg(track.readCRCs.size()).arg(crcs.join(u", "_s));
         }
+        if (track.ctdbVerdict) {
+            QString line = u"  CTDB:            "_s + track.ctdbVerdict->text();
+            if (track.ctdbVerdict->offset && *track.ctdbVerdict->offset != 0)
+                line += u", at offset "_s + CTDB::signedOffset(*track.ctdbVerdict->offset);
+            lines << line;
+        }
         if (track.recoveredReads > 0)
             lines << u"  Read errors:     %1 frames read only when tried again"_s.arg(track.recoveredReads);
         else if (track.failure.isEmpty())
             lines << u"  Read errors:     none"_s;
     }
+    if (record.ctdb)
+        lines << QString() << ctdbSection(record);
     if (const QString summary = AccurateRip::summary(verdicts); !summary.isEmpty())
         lines << QString() << summary + u'.';
+    QList<CTDB::Verdict> ctdbVerdicts;
+    for (const TrackRecord& track : record.tracks) {
+        if (track.ctdbVerdict)
+            ctdbVerdicts.append(*track.ctdbVerdict);
+    }
+    if (const QString summary = CTDB::summary(ctdbVerdicts); !summary.isEmpty())
+        lines << (verdicts.isEmpty() ? QStringList{QString(), summary + u'.'} : QStringList{summary + u'.'});
     return lines.join(u'\n') + u'\n';
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AccurateRipDatabase.h"
+#include "CTDBVerifier.h"
 #include "TrackChecksums.h"
 
 #include <QList>
@@ -21,9 +22,19 @@ struct TrackRecord {
     qint64 pregapFrames = 0; // silence before the track's first frame on the disc
     std::optional<TrackChecksums> checksums;
     std::optional<AccurateRip::Verdict> verdict;
+    std::optional<CTDB::Verdict> ctdbVerdict;
     qint64 recoveredReads = 0;
     QList<quint32> readCRCs; // each whole read's CRC32, when the track was read more than once
     QString failure; // why the track did not arrive
+};
+
+// What became of asking the CUETools database.
+struct CTDBLookup {
+    QString tocID; // empty when the disc's table of contents could not be read
+    bool found = false; // it holds rips of the disc
+    QString failure; // why it could not be asked
+
+    bool operator==(const CTDBLookup&) const = default;
 };
 
 struct Record {
@@ -36,6 +47,7 @@ struct Record {
     QString artist;
     QString album;
     QList<TrackRecord> tracks;
+    std::optional<CTDBLookup> ctdb; // none when the setting left it out
 };
 
 QString logText(const Record& record);

@@ -103,6 +103,7 @@ DiscRipStrategy::RippedTrack SectorRipStrategy::ripTrackNow(const QString& sourc
     const QString path = QDir(folder).filePath(CDRipper::trackFileName(trackIndex + 1));
     FlacTrackEncoder encoder(path, count * 588);
     TrackChecksummer checksummer(count * 588, trackIndex == 0, trackIndex == toc.trackCount - 1);
+    CTDB::TrackSummer ctdbSummer(count * 588);
 
     if (const int error = device->open())
         throw CDRipper::RipError::deviceOpenFailed(error);
@@ -122,6 +123,7 @@ DiscRipStrategy::RippedTrack SectorRipStrategy::ripTrackNow(const QString& sourc
             throw CDRipper::RipError::readFailed(error, sector);
         encoder.writeFrame(frame.data());
         checksummer.add(frame.data(), 588);
+        ctdbSummer.add(frame.data(), 588);
         if (onProgress)
             onProgress({trackIndex + 1, toc.trackCount, double(sector - start + 1) / double(count)});
     }
@@ -129,5 +131,6 @@ DiscRipStrategy::RippedTrack SectorRipStrategy::ripTrackNow(const QString& sourc
     encoder.finish();
     ripped.file = QUrl::fromLocalFile(path);
     ripped.checksums = checksummer.result();
+    ripped.ctdbSamples = ctdbSummer.result();
     return ripped;
 }

@@ -452,7 +452,7 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
             return;
         TrackRipState& track = running->tracks[result.trackIndex];
         if (result.track)
-            track = TrackRipStates::Done{*result.track, result.verdict};
+            track = TrackRipStates::Done{*result.track, result.verdict, result.ctdbVerdict};
         else if (result.error)
             track = TrackRipStates::Failed{*result.error};
         else
@@ -473,7 +473,7 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
         if (result.track) {
             const Track stored = library.upsertRippedTrack(*result.track, enteredThisRip);
             enteredThisRip.insert(stored.id);
-            outcomes.append({result.trackIndex, TrackRipStates::Done{stored, result.verdict}});
+            outcomes.append({result.trackIndex, TrackRipStates::Done{stored, result.verdict, result.ctdbVerdict}});
         } else if (result.error) {
             outcomes.append({result.trackIndex, TrackRipStates::Failed{*result.error}});
         }

@@ -32,6 +32,8 @@ struct Done {
     Track track;
     // What AccurateRip said of this rip; none for a track the library held already.
     std::optional<AccurateRip::Verdict> verdict;
+    // What CTDB said: of the track alone while the rip goes on, of the whole disc once it is over.
+    std::optional<CTDB::Verdict> ctdbVerdict;
 };
 struct Failed {
     CDImporter::TrackError error;

@@ -38,6 +38,8 @@ inline constexpr Key<qint64> lastUpdateCheck{"lastUpdateCheck", 0};
 inline constexpr Key<qint64> duplicateThresholdPercent{"duplicateThresholdPercent", 90};
 // "Keep a rip log and cue sheet": a rip leaves both beside the album's tracks.
 inline constexpr Key<bool> keepRipLog{"keepRipLog", true};
+// "Verify with CTDB": each rip is also checked against the CUETools database.
+inline constexpr Key<bool> verifyWithCTDB{"verifyWithCTDB", true};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);

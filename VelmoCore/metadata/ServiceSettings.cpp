@@ -12,6 +12,7 @@ ServiceSettings ServiceSettings::load()
         .coverArtArchive = QUrl(u"https://coverartarchive.org"_s),
         .iTunes = QUrl(u"https://itunes.apple.com"_s),
         .accurateRip = QUrl(u"http://www.accuraterip.com/accuraterip"_s),
+        .ctdb = QUrl(u"http://db.cuetools.net"_s),
         .contact = u"sonorelle@localhost"_s,
     };
     // Most important first: the first file that names a key decides it.
@@ -35,6 +36,7 @@ ServiceSettings ServiceSettings::load()
     url(u"coverArtArchive"_s, settings.coverArtArchive);
     url(u"iTunes"_s, settings.iTunes);
     url(u"accurateRip"_s, settings.accurateRip);
+    url(u"ctdb"_s, settings.ctdb);
     url(u"updates"_s, settings.updates);
     if (const QString contact = lookup(u"contact"_s); !contact.isEmpty())
         settings.contact = contact;

@@ -13,6 +13,8 @@ struct ServiceSettings {
     QUrl iTunes;
     // The folder of the AccurateRip database's dBAR files.
     QUrl accurateRip;
+    // The CUETools database, whose lookup2.php is asked.
+    QUrl ctdb;
     // The contact address that the MusicBrainz policy asks to find in the User-Agent.
     QString contact;
     // The release feed asked by "Check for Updates…"; empty unless an installation names one.

@@ -2,6 +2,7 @@
 #include "disc/DiscTOC.h"
 #include "facade/LibraryStores.h"
 #include "library/TagReader.h"
+#include "support/CTDBImages.h"
 #include "support/DiscImages.h"
 #include "support/FakeServices.h"
 
@@ -52,7 +53,10 @@ TEST_F(DiscCommandTest, TocOfAnEnhancedCDImage)
     EXPECT_EQ(toc.value("accurateRipID"_L1).toString().left(4), u"003-"_s) << "the data track is not counted";
     EXPECT_EQ(text.out, u"Tracks:   3\n   1  150\n   2  450\n   3  650\nLead-out: 850\nDisc ID:  "_s
                             + toc.value("discID"_L1).toString() + u"\nAccurateRip ID: "_s
-                            + toc.value("accurateRipID"_L1).toString() + u"\n"_s);
+                            + toc.value("accurateRipID"_L1).toString() + u"\nCTDB TOCID: "_s
+                            + toc.value("ctdbTocID"_L1).toString() + u"\n"_s);
+    EXPECT_EQ(toc.value("ctdbTocID"_L1).toString(), CTDBImages::audioDisc({0, 300, 500}, 700).tocID())
+        << "the audio ends where the first session's lead-out is, the data track left out";
 }
 
 // pornophonique, "8-bit lagerfeuer", as whipper's log gives its TOC and MusicBrainz disc ID, with

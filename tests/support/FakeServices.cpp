@@ -18,10 +18,12 @@ QString servicesFile()
 
 FakeServices::FakeServices()
 {
-    configure(musicBrainz.url(QString()), coverArt.url(QString()), iTunes.url(QString()), accurateRip.url(QString()));
+    configure(musicBrainz.url(QString()), coverArt.url(QString()), iTunes.url(QString()), accurateRip.url(QString()),
+              ctdb.url(QString()));
 }
 
-void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes, const QUrl& accurateRip)
+void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes, const QUrl& accurateRip,
+                             const QUrl& ctdb)
 {
     // QSettings keeps the files it has read and trusts them while their size and time stay
     // the same, so a rewrite within one millisecond could go unseen: a comment of another
@@ -32,7 +34,7 @@ void FakeServices::configure(const QUrl& musicBrainz, const QUrl& coverArt, cons
               "; " + QByteArray(version, '#') + "\n[General]\nmusicBrainz=" + musicBrainz.toEncoded()
                   + "\ncoverArtArchive=" + coverArt.toEncoded() + "\niTunes=" + iTunes.toEncoded()
                   + "\naccurateRip=" + (accurateRip.isEmpty() ? vacantAddress() : accurateRip).toEncoded()
-                  + "\ncontact=" + contact + "\n");
+                  + "\nctdb=" + (ctdb.isEmpty() ? vacantAddress() : ctdb).toEncoded() + "\ncontact=" + contact + "\n");
 }
 
 QUrl FakeServices::vacantAddress()

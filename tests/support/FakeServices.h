@@ -2,7 +2,8 @@
 
 #include "FakeHttpServer.h"
 
-// MusicBrainz, the Cover Art Archive, the iTunes Search API and AccurateRip, each on its own local server,
+// MusicBrainz, the Cover Art Archive, the iTunes Search API, AccurateRip and the CUETools database, each on
+// its own local server,
 // with a services.conf that points the program at them for the life of the object.
 class FakeServices {
 public:
@@ -13,9 +14,9 @@ public:
     FakeServices& operator=(const FakeServices&) = delete;
 
     // Points the program at other addresses, such as a vacant one, until the object goes.
-    // AccurateRip, unless given, is a vacant address: a rip is never checked far away.
+    // AccurateRip and CTDB, unless given, are vacant addresses: a rip is never checked far away.
     static void configure(const QUrl& musicBrainz, const QUrl& coverArt, const QUrl& iTunes,
-                          const QUrl& accurateRip = {});
+                          const QUrl& accurateRip = {}, const QUrl& ctdb = {});
     // An address on which nothing listens: a service that can't be reached.
     static QUrl vacantAddress();
 
@@ -23,6 +24,7 @@ public:
     FakeHttpServer coverArt;
     FakeHttpServer iTunes;
     FakeHttpServer accurateRip;
+    FakeHttpServer ctdb; // answers at "/lookup2.php"
 
     static constexpr const char* contact = "tests@sonorelle.invalid";
 };

@@ -32,10 +32,11 @@ void isolate()
     qputenv("XDG_CONFIG_HOME", configHome().toUtf8());
     qputenv("XDG_CACHE_HOME", (base + u"/cache"_s).toUtf8());
     qputenv("XDG_RUNTIME_DIR", (base + u"/runtime"_s).toUtf8());
-    // Every rip asks AccurateRip; a test without fake services must not reach the real one.
+    // Every rip asks AccurateRip and CTDB; a test without fake services must not reach the real ones.
     // The system's configuration, which a test's own services.conf overrides, says where.
     qputenv("XDG_CONFIG_DIRS", (base + u"/system-config"_s).toUtf8());
-    writeFile(base + u"/system-config/Sonorelle/services.conf"_s, "[General]\naccurateRip=http://127.0.0.1:9\n");
+    writeFile(base + u"/system-config/Sonorelle/services.conf"_s,
+              "[General]\naccurateRip=http://127.0.0.1:9\nctdb=http://127.0.0.1:9\n");
 }
 
 QString home() { return root()->path() + u"/home"_s; }

@@ -1,6 +1,7 @@
 #include "app/ContentView.h"
 #include "app/SidebarView.h"
 #include "disc/AccurateRipID.h"
+#include "disc/CTDBTOC.h"
 #include "disc/CDRipView.h"
 #include "disc/DiscMonitor.h"
 #include "disc/DiscNamesForm.h"
@@ -8,6 +9,7 @@
 #include "facade/Library.h"
 #include "library/BlockingWait.h"
 #include "metadata/MusicBrainzDiscLookup.h"
+#include "support/CTDBImages.h"
 #include "support/DiscImages.h"
 #include "support/FakeClock.h"
 #include "support/FakeServices.h"
@@ -334,6 +336,41 @@ TEST_F(CDRipViewTest, ATrackTheDatabaseContradictsWarnsAndSoDoesTheSummary)
         << "the summary takes the worst of its tracks";
 }
 
+TEST_F(CDRipViewTest, EachTrackShowsBothVerdictsAndEarnsACheckOnlyWhenNoneContradicts)
+{
+    knownAs({release(u"a"_s)});
+    // AccurateRip confirms track 1, does not know track 2 and contradicts track 3; CTDB confirms all.
+    const AccurateRipID id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(image.sheet));
+    TrackChecksummer checksummer(framesPerTrack * 588, true, false);
+    checksummer.add(image.trackAudio(0, framesPerTrack).constData(), framesPerTrack * 588);
+    const AccurateRip::Pressing pressing{
+        3, id.id1, id.id2, id.cddb, {{4, checksummer.result().v2, 0}, {0, 0, 0}, {4, 1, 0}}};
+    services.accurateRip.route(u"/"_s + id.path(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));
+    const CTDBTOC ctdbTOC = CTDBTOC::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(image.sheet));
+    QList<CTDB::TrackSamples> tracks;
+    for (const auto& track : CTDBImages::tracksOf(ctdbTOC, image.audio))
+        tracks.append(*track);
+    const CTDB::DiscChecksums sums(ctdbTOC, tracks);
+    const CTDB::Entry entry{
+        .id = 1, .crc32 = sums.discCRC(), .confidence = 2, .toc = ctdbTOC.text(), .stride = CTDB::stride};
+    services.ctdb.route(u"/lookup2.php"_s, FakeResponse::ok(CTDBImages::answer({entry}), "text/xml"));
+
+    const auto view = show();
+    ASSERT_TRUE(waitFor<RipStates::Ready>());
+    view->button(u"Start Ripping"_s)->click();
+    ASSERT_TRUE(waitFor<RipStates::Finished>());
+    EXPECT_EQ(statuses(view->trackList()), (QStringList{u"checkmark.circle.fill"_s, u"checkmark.circle.fill"_s,
+                                                        u"exclamationmark.triangle.fill"_s}));
+    EXPECT_EQ(view->trackList()->topLevelItem(1)->text(3),
+              u"not in the database · CTDB: accurately ripped (confidence 2 of 2)"_s);
+    EXPECT_TRUE(spokenStatuses(view->trackList()).at(2).startsWith(u"Ripped, does not match"_s));
+    ASSERT_NE(view->ctdbVerification(), nullptr);
+    EXPECT_EQ(view->ctdbVerification()->text(), u"3 of 3 tracks verified by CTDB"_s);
+    EXPECT_EQ(view->ctdbVerification()->property("symbol").toString(), u"checkmark.circle.fill"_s);
+    ASSERT_NE(view->verification(), nullptr);
+    EXPECT_EQ(view->verification()->text(), u"1 of 3 tracks verified by AccurateRip"_s);
+}
+
 TEST_F(CDRipViewTest, FinishedCountsFailuresOffersARetryAndDoneLeaves)
 {
     knownAs({release(u"a"_s)});
@@ -356,12 +393,14 @@ TEST_F(CDRipViewTest, FinishedCountsFailuresOffersARetryAndDoneLeaves)
     EXPECT_EQ(statuses(view->trackList()),
               (QStringList{u"checkmark.circle.fill"_s, u"checkmark.circle.fill"_s, u"exclamationmark.circle.fill"_s}));
     EXPECT_FALSE(view->trackList()->topLevelItem(2)->text(3).isEmpty()) << "the failure in words";
-    EXPECT_EQ(spokenStatuses(view->trackList()).constFirst(), u"Ripped, accurately ripped (confidence 4, v2)"_s);
+    EXPECT_EQ(spokenStatuses(view->trackList()).constFirst(),
+              u"Ripped, accurately ripped (confidence 4, v2) · CTDB: not in the database"_s);
     EXPECT_TRUE(spokenStatuses(view->trackList()).constLast().startsWith(u"Failed: "_s));
     ASSERT_NE(view->verification(), nullptr);
     EXPECT_EQ(view->verification()->text(), u"2 of 2 tracks verified by AccurateRip"_s);
     EXPECT_EQ(view->verification()->property("symbol").toString(), u"checkmark.circle.fill"_s);
-    EXPECT_EQ(view->trackList()->topLevelItem(0)->text(3), u"accurately ripped (confidence 4, v2)"_s);
+    EXPECT_EQ(view->trackList()->topLevelItem(0)->text(3),
+              u"accurately ripped (confidence 4, v2) · CTDB: not in the database"_s);
 
     drive->badSectors.clear();
     view->button(u"Retry Failed Tracks"_s)->click();

@@ -140,4 +140,11 @@ TEST_F(PreferencesTest, EachDriveKeepsItsReadOffsetAndTheRipLogCanBeTurnedOff)
     EXPECT_TRUE(keepLog->isChecked()) << "on by default";
     keepLog->setChecked(false);
     EXPECT_EQ(stored("keepRipLog").toBool(), false);
+
+    auto* verifyCTDB = find<QCheckBox>(view, u"verifyWithCTDB"_s);
+    ASSERT_TRUE(verifyCTDB);
+    EXPECT_EQ(verifyCTDB->text(), u"Verify with CTDB"_s);
+    EXPECT_TRUE(verifyCTDB->isChecked()) << "on by default";
+    verifyCTDB->setChecked(false);
+    EXPECT_EQ(stored("verifyWithCTDB").toBool(), false);
 }
