@@ -95,7 +95,7 @@ TEST(VerdictSymbol, NotInTheDatabaseIsANeutralInformationMark)
               VerdictSymbol::unconfirmed);
     EXPECT_EQ(VerdictSymbols::forVerdict(AccurateRip::Verdict{.outcome = Outcome::unchecked}),
               VerdictSymbol::unconfirmed);
-    EXPECT_EQ(VerdictSymbols::forVerdict(std::nullopt), VerdictSymbol::unconfirmed) << "no verdict is no check";
+    EXPECT_EQ(VerdictSymbols::forVerdict(std::optional<AccurateRip::Verdict>{}), VerdictSymbol::unconfirmed) << "no verdict is no check";
     EXPECT_EQ(VerdictSymbols::name(VerdictSymbol::unconfirmed), u"info.circle"_s);
     EXPECT_EQ(VerdictSymbols::words(VerdictSymbol::unconfirmed), u"Not verified"_s);
     EXPECT_TRUE(neutral(drawn(VerdictSymbol::unconfirmed)));
@@ -148,4 +148,25 @@ TEST(VerdictSymbol, ASummaryTakesTheWorstOfItsItems)
     EXPECT_EQ(VerdictSymbols::worse(warning, failed), failed);
     EXPECT_EQ(VerdictSymbols::worse(confirmed, waiting), waiting);
     EXPECT_EQ(VerdictSymbols::worse(confirmed, confirmed), confirmed);
+}
+
+TEST(VerdictSymbol, ATrackEarnsACheckWhenOneDatabaseConfirmsItAndNoneContradicts)
+{
+    using Status = CTDB::Verdict::Status;
+    const AccurateRip::Verdict accurate{.outcome = Outcome::accurate, .confidence = 4};
+    const AccurateRip::Verdict unknown{.outcome = Outcome::notInDatabase};
+    const AccurateRip::Verdict mismatch{.outcome = Outcome::mismatch, .pressings = 1};
+    const CTDB::Verdict ctdbAccurate{.status = Status::accurate, .confidence = 5, .total = 7};
+    const CTDB::Verdict ctdbUnknown{.status = Status::notInDatabase};
+    const CTDB::Verdict ctdbDiffers{.status = Status::differs, .total = 7};
+    const CTDB::Verdict ctdbDamaged{.status = Status::damaged};
+
+    EXPECT_EQ(VerdictSymbols::forTrack(unknown, ctdbAccurate), VerdictSymbol::confirmed);
+    EXPECT_EQ(VerdictSymbols::forTrack(accurate, ctdbUnknown), VerdictSymbol::confirmed);
+    EXPECT_EQ(VerdictSymbols::forTrack(accurate, std::nullopt), VerdictSymbol::confirmed);
+    EXPECT_EQ(VerdictSymbols::forTrack(accurate, ctdbDiffers), VerdictSymbol::warning) << "one contradicts";
+    EXPECT_EQ(VerdictSymbols::forTrack(mismatch, ctdbAccurate), VerdictSymbol::warning) << "one contradicts";
+    EXPECT_EQ(VerdictSymbols::forTrack(accurate, ctdbDamaged), VerdictSymbol::warning);
+    EXPECT_EQ(VerdictSymbols::forTrack(unknown, ctdbUnknown), VerdictSymbol::unconfirmed);
+    EXPECT_EQ(VerdictSymbols::forTrack(std::nullopt, std::nullopt), VerdictSymbol::unconfirmed);
 }
