@@ -38,6 +38,9 @@ inline constexpr Key<qint64> lastUpdateCheck{"lastUpdateCheck", 0};
 inline constexpr Key<qint64> duplicateThresholdPercent{"duplicateThresholdPercent", 90};
 // "Keep a rip log and cue sheet": a rip leaves both beside the album's tracks.
 inline constexpr Key<bool> keepRipLog{"keepRipLog", true};
+// Whether a rip, and a folder import, end by writing the new tracks' ReplayGain tags.
+inline constexpr Key<bool> analyseLoudnessAfterRipping{"analyseLoudnessAfterRipping", true};
+inline constexpr Key<bool> analyseLoudnessAfterImport{"analyseLoudnessAfterImport", false};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);
