@@ -75,6 +75,12 @@ FormatsPrefsView::FormatsPrefsView(QWidget* parent)
     keepLog->setChecked(Settings::value(Settings::keepRipLog));
     connect(keepLog, &QCheckBox::toggled, this, [](bool on) { Settings::setValue(Settings::keepRipLog, on); });
     rippingForm->addRow(keepLog);
+    auto* loudness = new QCheckBox(u"Analyse loudness after ripping"_s, ripping);
+    loudness->setObjectName(u"analyseLoudnessAfterRipping"_s);
+    loudness->setChecked(Settings::value(Settings::analyseLoudnessAfterRipping));
+    connect(loudness, &QCheckBox::toggled, this,
+            [](bool on) { Settings::setValue(Settings::analyseLoudnessAfterRipping, on); });
+    rippingForm->addRow(loudness);
     layout->addWidget(ripping);
     layout->addStretch();
 }

@@ -488,6 +488,15 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
     }
     setState(RipStates::Finished{tracks, running->metadata});
     co_await applyLateArtwork(library);
+    if (!libraryAlive || !Settings::value(Settings::analyseLoudnessAfterRipping))
+        co_return;
+    QList<Track> ripped;
+    for (const Track& track : library.tracks()) {
+        if (enteredThisRip.contains(track.id))
+            ripped.append(track);
+    }
+    if (!ripped.isEmpty())
+        co_await library.analyseLoudness(ripped, {});
 }
 
 void CDRipController::reset()

@@ -15,6 +15,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <mutex>
 
@@ -102,7 +103,10 @@ void decode(const QString& path, double maxSeconds, int maxChannels, const Block
     if (rate <= 0 || sourceChannels <= 0)
         fail(path, "has no sample rate or channels");
     const int channels = std::min(sourceChannels, maxChannels);
-    const auto wantedFrames = qint64(std::floor(maxSeconds * rate));
+    // An endless limit means the whole file.
+    const qint64 wantedFrames = maxSeconds < double(std::numeric_limits<qint64>::max() / rate)
+                                    ? qint64(std::floor(maxSeconds * rate))
+                                    : std::numeric_limits<qint64>::max();
 
     // Interleaved float at the same rate and layout; only the first channels are kept after.
     SwrContext* rawResampler = nullptr;

@@ -47,7 +47,7 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels);
 
 // The same audio handed over block by block as it decodes, so that a whole album can be
 // measured in little memory. `onBlock` receives the rate, the channels kept and interleaved
-// frames; the checks and throws are those of decode.
+// frames; the checks and throws are those of decode. An infinite `maxSeconds` is the whole file.
 using BlockHandler = std::function<void(int sampleRate, int channels, std::span<const float> interleaved)>;
 void decode(const QString& path, double maxSeconds, int maxChannels, const BlockHandler& onBlock);
 
