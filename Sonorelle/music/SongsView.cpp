@@ -46,7 +46,7 @@ SongsView::SongsView(Library& library, TextPrompt prompt, QWidget* parent)
     m_table->horizontalHeader()->setContextMenuPolicy(Qt::CustomContextMenu);
     connect(m_table->horizontalHeader(), &QHeaderView::customContextMenuRequested, this, [this](const QPoint& position) {
         QMenu menu;
-        QAction* gain = menu.addAction(u"Gain"_s);
+        QAction* gain = menu.addAction(QStringLiteral("Gain"));
         gain->setCheckable(true);
         gain->setChecked(!m_table->isColumnHidden(SongsTableModel::gain));
         connect(gain, &QAction::toggled, this,
