@@ -332,7 +332,8 @@ QCoro::Task<int> importDisc(Invocation& invocation)
             if (enteredThisRip.contains(track.id))
                 ripped.append(track);
         }
-        const Library::LoudnessSummary loudness = co_await library.analyseLoudness(ripped, {});
+        const Library::LoudnessOptions options;
+        const Library::LoudnessSummary loudness = co_await library.analyseLoudness(ripped, options);
         invocation.err() << u"Loudness: "_s << loudness.message() << Qt::endl;
     }
     co_return failed > 0 ? int(exitFailure) : int(exitSuccess);

@@ -129,7 +129,8 @@ QCoro::Task<int> import(Invocation& invocation)
             if (importedIDs.contains(track.id))
                 tracks.append(track);
         }
-        const Library::LoudnessSummary loudness = co_await library.analyseLoudness(tracks, {});
+        const Library::LoudnessOptions options;
+        const Library::LoudnessSummary loudness = co_await library.analyseLoudness(tracks, options);
         invocation.err() << u"Loudness: "_s << loudness.message() << Qt::endl;
     }
     library.flush();

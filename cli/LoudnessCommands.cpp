@@ -95,7 +95,7 @@ QCoro::Task<int> loudness(Invocation& invocation)
     }
 
     TerminalProgress progress(invocation.err());
-    const auto onProgress = [&progress](const Library::LoudnessProgress& step) {
+    const Library::LoudnessProgressHandler onProgress = [&progress](const Library::LoudnessProgress& step) {
         progress.show(step.tracksDone, step.trackCount, u"tracks measured"_s);
     };
     const Library::LoudnessSummary summary = co_await library.analyseLoudness(tracks, options, onProgress);

@@ -170,7 +170,8 @@ QCoro::Task<> ImportController::importSelected()
             if (importedIDs.contains(track.id))
                 tracks.append(track);
         }
-        co_await library->analyseLoudness(tracks, {});
+        const Library::LoudnessOptions options;
+        co_await library->analyseLoudness(tracks, options);
     }
 }
 

@@ -495,8 +495,9 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
         if (enteredThisRip.contains(track.id))
             ripped.append(track);
     }
+    const Library::LoudnessOptions options;
     if (!ripped.isEmpty())
-        co_await library.analyseLoudness(ripped, {});
+        co_await library.analyseLoudness(ripped, options);
 }
 
 void CDRipController::reset()

@@ -90,7 +90,8 @@ TEST_F(VelmoLoudnessTest, TagsMixedFormatsAlbumByAlbumAndPassesOverTaggedOnesUnl
     ASSERT_EQ(tagged.size(), 5) << qPrintable(first.out);
 
     EXPECT_NEAR(tagged[u"Loud"_s].value(u"trackGain"_s).toDouble(), -1.01, 0.1);
-    EXPECT_NEAR(tagged[u"Quiet"_s].value(u"trackGain"_s).toDouble(), 8.99, 0.2);
+    // MP3: the encoder's delay and padding and its coding move a quiet sine a little.
+    EXPECT_NEAR(tagged[u"Quiet"_s].value(u"trackGain"_s).toDouble(), 8.99, 0.35);
     const double albumGain = tagged[u"Loud"_s].value(u"albumGain"_s).toDouble();
     for (const QString& title : {u"Quiet"_s, u"Music"_s})
         EXPECT_EQ(tagged[title].value(u"albumGain"_s).toDouble(), albumGain) << qPrintable(title);
