@@ -1,5 +1,6 @@
 #include "VelmoTest.h"
 #include "facade/LibraryStores.h"
+#include "library/Settings.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
 #include "support/EncodedAudio.h"
@@ -148,4 +149,20 @@ TEST_F(VelmoLoudnessTest, JobsAreAWholeNumberFromOne)
         EXPECT_TRUE(result.err.contains(u"The number of jobs is a whole number from 1"_s)) << qPrintable(result.err);
     }
     EXPECT_EQ(velmo({u"library"_s, u"loudness"_s, u"nothing-like-this"_s}).status, 1);
+}
+
+TEST_F(VelmoLoudnessTest, AnImportAnalysesWhenTheSettingSaysSo)
+{
+    EXPECT_EQ(velmo({u"settings"_s, u"get"_s, u"analyseLoudnessAfterImport"_s}).out, u"false\n"_s);
+    EXPECT_EQ(velmo({u"settings"_s, u"get"_s, u"analyseLoudnessAfterRipping"_s}).out, u"true\n"_s);
+    ASSERT_EQ(velmo({u"settings"_s, u"set"_s, u"analyseLoudnessAfterImport"_s, u"true"_s}).status, 0);
+    ASSERT_TRUE(Settings::value(Settings::analyseLoudnessAfterImport));
+
+    const QString incoming = stores.folder() + u"/More/"_s;
+    writeTagged(EncodedAudio::write(sine(-20.0, 5.0), incoming + u"new.flac"_s), u"New"_s, u"Other"_s);
+    const VelmoResult imported = velmo({u"import"_s, incoming});
+    ASSERT_EQ(imported.status, 0) << qPrintable(imported.err);
+    EXPECT_TRUE(imported.err.contains(u"Loudness: Tagged 1 track of 1 album."_s)) << qPrintable(imported.err);
+    for (const Track& track : LibraryStores::readTracks().value)
+        EXPECT_EQ(track.replayGainTrack.has_value(), track.title == u"New"_s) << qPrintable(track.title);
 }
