@@ -353,11 +353,7 @@ QCoro::Task<> CDRipController::startRip(QString bsdName, Library& library, std::
             tracks[i] = TrackRipStates::Done{present.constFirst()};
     }
     setState(RipStates::Ripping{tracks, release});
-    QPointer<CDRipController> self(this);
-    co_await rip(bsdName, library, trackIndices, overwriteExisting);
-    if (!self)
-        co_return;
-    askEjectWhenAllDone(bsdName);
+    co_await rip(bsdName, library, trackIndices, overwriteExisting, true);
 }
 
 QCoro::Task<> CDRipController::retryFailedTracks(QString bsdName, Library& library)
@@ -376,7 +372,7 @@ QCoro::Task<> CDRipController::retryFailedTracks(QString bsdName, Library& libra
     if (failed.isEmpty())
         co_return;
     setState(RipStates::Ripping{tracks, finished->metadata});
-    co_await rip(bsdName, library, failed, false);
+    co_await rip(bsdName, library, failed, false, false);
 }
 
 QCoro::Task<> CDRipController::ripWithoutMetadata(QString bsdName, Library& library)
@@ -407,14 +403,11 @@ QCoro::Task<> CDRipController::ripWithoutMetadata(QString bsdName, Library& libr
     m_cachedReleases = {release};
     m_cachedRelease = release;
     setState(RipStates::Ripping{QList<TrackRipState>(toc->trackCount, TrackRipStates::Waiting{}), release});
-    co_await rip(bsdName, library, std::nullopt, false);
-    if (!self)
-        co_return;
-    askEjectWhenAllDone(bsdName);
+    co_await rip(bsdName, library, std::nullopt, false, true);
 }
 
 QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optional<QList<qint64>> indices,
-                                   bool overwriteExisting)
+                                   bool overwriteExisting, bool askEject)
 {
     const DiscTOC toc = *m_cachedTOC;
     const ReleaseMetadata release = *m_cachedRelease;
@@ -487,6 +480,8 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
             tracks[index] = outcome;
     }
     setState(RipStates::Finished{tracks, running->metadata});
+    if (askEject)
+        askEjectWhenAllDone(bsdName);
     co_await applyLateArtwork(library);
     if (!libraryAlive || !Settings::value(Settings::analyseLoudnessAfterRipping))
         co_return;
