@@ -403,6 +403,16 @@ QCoro::Task<int> importDisc(Invocation& invocation)
         invocation.out() << verified << u'.' << Qt::endl;
     invocation.err() << u"Imported "_s << indexes->size() - failed << u" of "_s
                      << DisplayText::counted(indexes->size(), u"track"_s) << u"."_s << Qt::endl;
+    if (Settings::value(Settings::analyseLoudnessAfterRipping) && !enteredThisRip.isEmpty()) {
+        QList<Track> ripped;
+        for (const Track& track : library.tracks()) {
+            if (enteredThisRip.contains(track.id))
+                ripped.append(track);
+        }
+        const Library::LoudnessOptions options;
+        const Library::LoudnessSummary loudness = co_await library.analyseLoudness(ripped, options);
+        invocation.err() << u"Loudness: "_s << loudness.message() << Qt::endl;
+    }
     co_return failed > 0 ? int(exitFailure) : int(exitSuccess);
 }
 

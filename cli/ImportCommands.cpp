@@ -10,6 +10,7 @@
 #include "library/Settings.h"
 
 #include <QFileInfo>
+#include <QSet>
 #include <QJsonDocument>
 
 using namespace Qt::StringLiterals;
@@ -97,11 +98,13 @@ QCoro::Task<int> import(Invocation& invocation)
     qsizetype imported = 0;
     qsizetype done = 0;
     QStringList failures;
+    QSet<QUuid> importedIDs;
     for (const Track& track : std::as_const(chosen)) {
         QString failure;
         try {
             co_await FolderImport::importTrack(library, track, copy);
             ++imported;
+            importedIDs.insert(track.id);
         } catch (const FolderImport::ImportError& error) {
             failure = error.message();
             failures.append(failure);
@@ -119,6 +122,16 @@ QCoro::Task<int> import(Invocation& invocation)
         co_return invocation.fail(failures.size() == 1 ? u"Nothing was imported: "_s + failures.constFirst()
                                                        : u"Nothing was imported; the lines above say why for each "
                                                          "file."_s);
+    }
+    if (Settings::value(Settings::analyseLoudnessAfterImport)) {
+        QList<Track> tracks;
+        for (const Track& track : library.tracks()) {
+            if (importedIDs.contains(track.id))
+                tracks.append(track);
+        }
+        const Library::LoudnessOptions options;
+        const Library::LoudnessSummary loudness = co_await library.analyseLoudness(tracks, options);
+        invocation.err() << u"Loudness: "_s << loudness.message() << Qt::endl;
     }
     library.flush();
     if (!library.saveFailures().isEmpty()) {

@@ -80,9 +80,11 @@ QList<Setting> settings()
              return u"The music folder is chosen once, with \"velmo library init\"."_s;
          }},
         boolean(Settings::copyImportedFiles),
+        boolean(Settings::analyseLoudnessAfterImport),
         choice(Settings::ripStrategy),
         boolean(Settings::keepRipLog),
         boolean(Settings::verifyWithCTDB),
+        boolean(Settings::analyseLoudnessAfterRipping),
         choice(Settings::defaultOutputFormat),
         integer(Settings::defaultBitrate, {128, 192, 256, 320}),
         choice(Settings::defaultFolderStructure),

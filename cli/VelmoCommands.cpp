@@ -6,6 +6,7 @@
 #include "DiscCommands.h"
 #include "ImportCommands.h"
 #include "LibraryCommands.h"
+#include "LoudnessCommands.h"
 #include "MetadataCommands.h"
 #include "PlaylistCommands.h"
 #include "PlaylistEditCommands.h"
@@ -25,6 +26,7 @@ CommandLine velmoCommands()
     CommandLine commandLine(u"velmo"_s, u"velmo: the command-line companion of Sonorelle."_s,
                             QStringLiteral(SONORELLE_VERSION));
     addLibraryCommands(commandLine);
+    addLoudnessCommands(commandLine);
     addTrackCommands(commandLine);
     addTagCommands(commandLine);
     addImportCommands(commandLine);

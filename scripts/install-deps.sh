@@ -10,7 +10,7 @@ packages=(
     # libraries
     qt6-base-dev qt6-base-dev-tools qcoro-qt6-dev libtag1-dev libflac-dev libchromaprint-dev
     libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
-    libcdio-paranoia-dev libcdio-dev libudev-dev zlib1g-dev
+    libcdio-paranoia-dev libcdio-dev libudev-dev zlib1g-dev libebur128-dev
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream
     # the rip benchmark measures against the command-line encoder

@@ -1,6 +1,7 @@
 #include "LibraryMaintenanceView.h"
 
 #include "DuplicatesPanel.h"
+#include "LoudnessPanel.h"
 #include "facade/Library.h"
 #include "widgets/Icons.h"
 
@@ -79,6 +80,22 @@ LibraryMaintenanceView::LibraryMaintenanceView(Library& library, Confirmation co
     duplicatesSection->addWidget(m_duplicates);
     m_sections->addLayout(duplicatesSection);
     connect(m_duplicates, &DuplicatesPanel::showInSongs, this, &LibraryMaintenanceView::showInSongs);
+
+    auto* loudnessHeading = new QLabel(u"Analyse Loudness"_s, this);
+    loudnessHeading->setFont(bold);
+    auto* loudnessText = new QLabel(u"Measures how loud each track and each album sounds and writes ReplayGain tags, "
+                                    u"so that players can play them at one level. Tracks that carry the tags already "
+                                    u"are skipped; a damaged file is named and left as it is."_s,
+                                    this);
+    loudnessText->setWordWrap(true);
+    loudnessText->setEnabled(false);
+    m_loudness = new LoudnessPanel(library, this);
+    auto* loudnessSection = new QVBoxLayout;
+    loudnessSection->setContentsMargins(0, 8, 0, 8);
+    loudnessSection->addWidget(loudnessHeading);
+    loudnessSection->addWidget(loudnessText);
+    loudnessSection->addWidget(m_loudness);
+    m_sections->addLayout(loudnessSection);
 
     m_status->setWordWrap(true);
     auto* content = new QWidget;

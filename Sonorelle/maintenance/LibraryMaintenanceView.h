@@ -10,14 +10,15 @@
 #include <optional>
 
 class DuplicatesPanel;
+class LoudnessPanel;
 class Library;
 class QLabel;
 class QPushButton;
 class QVBoxLayout;
 
 // The Maintenance screen: scan and reconcile, organise files, fetch artwork, prune playlists,
-// with the report of the last scan and the confirmations before missing tracks are removed
-// and before every cover is replaced.
+// find duplicates and analyse loudness, with the report of the last scan and the
+// confirmations before missing tracks are removed and before every cover is replaced.
 class LibraryMaintenanceView : public QWidget {
     Q_OBJECT
 
@@ -38,6 +39,7 @@ public:
     // The lines of the report as shown.
     QStringList reportLines() const;
     DuplicatesPanel* duplicates() const { return m_duplicates; }
+    LoudnessPanel* loudness() const { return m_loudness; }
 
 signals:
     void showInSongs(const Track& track);
@@ -67,4 +69,5 @@ private:
     QVBoxLayout* m_reportLines;
     QLabel* m_status;
     DuplicatesPanel* m_duplicates;
+    LoudnessPanel* m_loudness;
 };

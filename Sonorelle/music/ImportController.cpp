@@ -5,6 +5,7 @@
 #include "library/Settings.h"
 
 #include <QDir>
+#include <QSet>
 
 #include <algorithm>
 
@@ -133,6 +134,7 @@ QCoro::Task<> ImportController::importSelected()
     emit changed();
 
     qsizetype imported = 0;
+    QSet<QUuid> importedIDs;
     for (const Track& track : std::as_const(selected)) {
         std::optional<QString> failure;
         try {
@@ -144,10 +146,12 @@ QCoro::Task<> ImportController::importSelected()
             co_return;
         ++m_importProgress;
         emit progressChanged();
-        if (failure)
+        if (failure) {
             m_importFailures.append(*failure);
-        else
+        } else {
             ++imported;
+            importedIDs.insert(track.id);
+        }
     }
 
     m_isImporting = false;
@@ -159,6 +163,16 @@ QCoro::Task<> ImportController::importSelected()
         m_importComplete = true;
     }
     emit changed();
+    // After the sheet has closed: the tags follow in the background.
+    if (!importedIDs.isEmpty() && Settings::value(Settings::analyseLoudnessAfterImport)) {
+        QList<Track> tracks;
+        for (const Track& track : library->tracks()) {
+            if (importedIDs.contains(track.id))
+                tracks.append(track);
+        }
+        const Library::LoudnessOptions options;
+        co_await library->analyseLoudness(tracks, options);
+    }
 }
 
 void ImportController::dismiss()

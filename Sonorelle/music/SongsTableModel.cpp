@@ -1,6 +1,7 @@
 #include "SongsTableModel.h"
 
 #include "library/DisplayText.h"
+#include "library/ReplayGain.h"
 
 #include <QHash>
 
@@ -129,6 +130,7 @@ QVariant SongsTableModel::data(const QModelIndex& index, int role) const
     case year: return track.year ? QString::number(*track.year) : u"–"_s;
     case duration: return DisplayText::formatDuration(track.duration);
     case format: return DisplayText::formatText(track.format);
+    case gain: return track.replayGainTrack ? ReplayGain::gainText(*track.replayGainTrack) : u"–"_s;
     default: return {};
     }
 }
@@ -138,6 +140,6 @@ QVariant SongsTableModel::headerData(int section, Qt::Orientation orientation, i
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
     static const QStringList headers{u"#"_s,    u"Title"_s,    u"Artist"_s, u"Album"_s,
-                                     u"Year"_s, u"Duration"_s, u"Format"_s};
+                                     u"Year"_s, u"Duration"_s, u"Format"_s, u"Gain"_s};
     return headers.value(section);
 }

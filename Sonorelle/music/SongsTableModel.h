@@ -5,13 +5,13 @@
 #include <QAbstractTableModel>
 #include <QList>
 
-// The songs table over the filtered tracks: seven columns, sorted once when the rows, the
-// tracks or the sort order change, never while painting.
+// The songs table over the filtered tracks: seven columns and a hidden "Gain", sorted once
+// when the rows, the tracks or the sort order change, never while painting.
 class SongsTableModel : public QAbstractTableModel {
     Q_OBJECT
 
 public:
-    enum Column { number, title, artist, album, year, duration, format, columnTotal };
+    enum Column { number, title, artist, album, year, duration, format, gain, columnTotal };
 
     explicit SongsTableModel(QObject* parent = nullptr);
 
@@ -21,7 +21,7 @@ public:
     const Track& trackAt(int row) const;
     int rowOf(const QUuid& id) const;
 
-    // "#" sorts by disc × 10000 + track; year, duration and format do not sort.
+    // "#" sorts by disc × 10000 + track; year, duration, format and gain do not sort.
     static bool isSortable(int column);
     static qint64 numberSortKey(const Track& track);
 

@@ -38,8 +38,21 @@ SongsView::SongsView(Library& library, TextPrompt prompt, QWidget* parent)
     m_table->setColumnWidth(SongsTableModel::year, 50);
     m_table->setColumnWidth(SongsTableModel::duration, 68);
     m_table->setColumnWidth(SongsTableModel::format, 58);
+    m_table->setColumnWidth(SongsTableModel::gain, 76);
+    m_table->setColumnHidden(SongsTableModel::gain, true);
     m_table->horizontalHeader()->setMinimumSectionSize(40);
     m_table->setContextMenuPolicy(Qt::CustomContextMenu);
+    // The header's menu shows and hides the columns that may go.
+    m_table->horizontalHeader()->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_table->horizontalHeader(), &QHeaderView::customContextMenuRequested, this, [this](const QPoint& position) {
+        QMenu menu;
+        QAction* gain = menu.addAction(QStringLiteral("Gain"));
+        gain->setCheckable(true);
+        gain->setChecked(!m_table->isColumnHidden(SongsTableModel::gain));
+        connect(gain, &QAction::toggled, this,
+                [this](bool shown) { m_table->setColumnHidden(SongsTableModel::gain, !shown); });
+        menu.exec(m_table->horizontalHeader()->mapToGlobal(position));
+    });
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

@@ -4,6 +4,7 @@
 #include "library/Background.h"
 #include "library/DisplayText.h"
 #include "library/ImageType.h"
+#include "library/ReplayGain.h"
 #include "library/TagWriter.h"
 #include "widgets/ArtworkView.h"
 #include "widgets/ElidedLabel.h"
@@ -200,6 +201,12 @@ void TrackDetailView::showReadMode()
         m_readFields->addRow(new QLabel(numbers.join(u"   "_s)));
     for (auto it = t.customTags.cbegin(); it != t.customTags.cend(); ++it)
         row(it.key(), it.value());
+    QStringList gains;
+    if (t.replayGainTrack)
+        gains.append(u"Track "_s + ReplayGain::gainText(*t.replayGainTrack));
+    if (t.replayGainAlbum)
+        gains.append(u"Album "_s + ReplayGain::gainText(*t.replayGainAlbum));
+    row(u"ReplayGain"_s, gains.join(u"   "_s));
 
     QStringList info{DisplayText::formatText(t.format)};
     if (t.bitrate)

@@ -85,6 +85,12 @@ FormatsPrefsView::FormatsPrefsView(QWidget* parent)
     connect(verifyCTDB, &QCheckBox::toggled, this,
             [](bool on) { Settings::setValue(Settings::verifyWithCTDB, on); });
     rippingForm->addRow(verifyCTDB);
+    auto* loudness = new QCheckBox(u"Analyse loudness after ripping"_s, ripping);
+    loudness->setObjectName(u"analyseLoudnessAfterRipping"_s);
+    loudness->setChecked(Settings::value(Settings::analyseLoudnessAfterRipping));
+    connect(loudness, &QCheckBox::toggled, this,
+            [](bool on) { Settings::setValue(Settings::analyseLoudnessAfterRipping, on); });
+    rippingForm->addRow(loudness);
     layout->addWidget(ripping);
     layout->addStretch();
 }

@@ -51,6 +51,12 @@ GeneralPrefsView::GeneralPrefsView(std::function<void()> checkForUpdates, QWidge
         Settings::setValue(Settings::copyImportedFiles, fileHandling->currentData().toBool());
     });
     importForm->addRow(u"File handling"_s, fileHandling);
+    auto* loudness = new QCheckBox(u"Analyse loudness after importing"_s, import);
+    loudness->setObjectName(u"analyseLoudnessAfterImport"_s);
+    loudness->setChecked(Settings::value(Settings::analyseLoudnessAfterImport));
+    connect(loudness, &QCheckBox::toggled, this,
+            [](bool on) { Settings::setValue(Settings::analyseLoudnessAfterImport, on); });
+    importForm->addRow(loudness);
     layout->addWidget(import);
 
     auto* updates = new QGroupBox(u"Updates"_s, this);

@@ -350,11 +350,9 @@ QCoro::Task<> CDRipController::startRip(QString bsdName, Library& library, std::
     setState(RipStates::Ripping{tracks, release});
     const QString discID = m_cachedTOC->discID;
     QPointer<CDRipController> self(this);
-    co_await rip(bsdName, library, trackIndices, overwriteExisting);
-    if (!self)
-        co_return;
-    m_namedDiscs.remove(discID);
-    askEjectWhenAllDone(bsdName);
+    co_await rip(bsdName, library, trackIndices, overwriteExisting, true);
+    if (self)
+        m_namedDiscs.remove(discID);
 }
 
 QCoro::Task<> CDRipController::retryFailedTracks(QString bsdName, Library& library)
@@ -373,7 +371,7 @@ QCoro::Task<> CDRipController::retryFailedTracks(QString bsdName, Library& libra
     if (failed.isEmpty())
         co_return;
     setState(RipStates::Ripping{tracks, finished->metadata});
-    co_await rip(bsdName, library, failed, false);
+    co_await rip(bsdName, library, failed, false, false);
 }
 
 QCoro::Task<> CDRipController::ripWithoutMetadata(QString bsdName, Library& library)
@@ -414,7 +412,7 @@ void CDRipController::nameDisc(const ReleaseMetadata& release)
 }
 
 QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optional<QList<qint64>> indices,
-                                   bool overwriteExisting)
+                                   bool overwriteExisting, bool askEject)
 {
     const DiscTOC toc = *m_cachedTOC;
     const ReleaseMetadata release = *m_cachedRelease;
@@ -487,7 +485,19 @@ QCoro::Task<> CDRipController::rip(QString bsdName, Library& library, std::optio
             tracks[index] = outcome;
     }
     setState(RipStates::Finished{tracks, running->metadata});
+    if (askEject)
+        askEjectWhenAllDone(bsdName);
     co_await applyLateArtwork(library);
+    if (!libraryAlive || !Settings::value(Settings::analyseLoudnessAfterRipping))
+        co_return;
+    QList<Track> ripped;
+    for (const Track& track : library.tracks()) {
+        if (enteredThisRip.contains(track.id))
+            ripped.append(track);
+    }
+    const Library::LoudnessOptions options;
+    if (!ripped.isEmpty())
+        co_await library.analyseLoudness(ripped, options);
 }
 
 void CDRipController::reset()

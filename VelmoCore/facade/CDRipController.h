@@ -160,8 +160,11 @@ private:
     void fetchArtworkFor(const ReleaseMetadata& release, Library& library);
     QCoro::Task<> fetchArtwork(ReleaseMetadata release, Library* library, qint64 generation);
     QCoro::Task<> applyLateArtwork(Library& library);
-    // Runs the importer over `indices` (all tracks when none) and enters what arrived.
-    QCoro::Task<> rip(QString bsdName, Library& library, std::optional<QList<qint64>> indices, bool overwriteExisting);
+    // Runs the importer over `indices` (all tracks when none) and enters what arrived; then,
+    // with `askEject`, asks for the disc when every track is in, and measures the loudness of
+    // what arrived when the settings say so, without holding the disc for it.
+    QCoro::Task<> rip(QString bsdName, Library& library, std::optional<QList<qint64>> indices, bool overwriteExisting,
+                      bool askEject);
     RipStates::Ripping* ripping();
 
     MetadataHTTPClient& m_client;

@@ -2,6 +2,7 @@
 
 #include "library/ArtworkCache.h"
 #include "library/DuplicateFinder.h"
+#include "library/ReplayGain.h"
 #include "library/ReconcileReport.h"
 #include "library/StoreLocations.h"
 #include "library/Track.h"
@@ -31,6 +32,7 @@
 #include <QCoro/QCoroTask>
 
 #include <array>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -155,6 +157,40 @@ public:
         QString m_message;
     };
     void moveToTrash(const QUuid& trackID);
+
+    // Loudness (facade/LibraryLoudness.cpp).
+
+    struct LoudnessOptions {
+        // Analyse tracks whose files carry ReplayGain tags already.
+        bool force = false;
+        // Tracks measured at once; 0 for one per core.
+        int jobs = 0;
+        // Set from anywhere to stop after the album in progress; that album is left untagged.
+        std::shared_ptr<std::atomic_bool> cancel;
+    };
+    struct LoudnessProgress {
+        qsizetype tracksDone = 0;
+        qsizetype trackCount = 0;
+    };
+    using LoudnessProgressHandler = std::function<void(const LoudnessProgress&)>;
+    struct LoudnessSummary {
+        QList<std::pair<Track, ReplayGain::Values>> tagged; // the entries as they now are
+        QList<Track> skipped;                              // tagged already
+        QList<std::pair<Track, QString>> failed;           // did not decode or took no tags; why
+        qsizetype albumCount = 0;                          // albums measured
+        bool cancelled = false;
+
+        // "Tagged 12 tracks of 1 album; 3 already tagged; 1 could not be analysed."
+        QString message() const;
+    };
+
+    // Measures the tracks album by album (an album's tracks at once, one per core), writes
+    // each file's ReplayGain tags and then its entry's gains. The rest of each album they
+    // belong to is measured with them, in library order. An album whose every file carries
+    // its gains is passed over unless forced; a file that does not decode is reported and
+    // left untagged. Tracks not in the library are passed over.
+    QCoro::Task<LoudnessSummary> analyseLoudness(QList<Track> tracks, LoudnessOptions options,
+                                                 LoudnessProgressHandler onProgress = {});
 
     // The operations of each subsystem follow, each group implemented beside its subsystem
     // (playlists/LibraryPlaylists.cpp, podcasts/LibraryPodcasts.cpp, ...).

@@ -40,6 +40,9 @@ inline constexpr Key<qint64> duplicateThresholdPercent{"duplicateThresholdPercen
 inline constexpr Key<bool> keepRipLog{"keepRipLog", true};
 // "Verify with CTDB": each rip is also checked against the CUETools database.
 inline constexpr Key<bool> verifyWithCTDB{"verifyWithCTDB", true};
+// Whether a rip, and a folder import, end by writing the new tracks' ReplayGain tags.
+inline constexpr Key<bool> analyseLoudnessAfterRipping{"analyseLoudnessAfterRipping", true};
+inline constexpr Key<bool> analyseLoudnessAfterImport{"analyseLoudnessAfterImport", false};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);

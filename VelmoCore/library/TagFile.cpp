@@ -13,14 +13,28 @@
 #include <taglib/tfilestream.h>
 #include <taglib/wavfile.h>
 
+#include <algorithm>
+#include <cctype>
+
 namespace {
 
 const TagLib::String freeFormPrefix = "----:com.apple.iTunes:";
 
-// The names TagLib's MP4 mapping does not know are all ours.
+// The names TagLib's MP4 mapping does not know: ours, and the ReplayGain ones.
 bool isOurs(const TagLib::String& name)
 {
-    return name.upper().startsWith("VELMO_");
+    const TagLib::String upper = name.upper();
+    return upper.startsWith("VELMO_") || upper.startsWith("REPLAYGAIN_");
+}
+
+// Other programs write and look for the ReplayGain atoms in lower case
+// ("----:com.apple.iTunes:replaygain_track_gain"); ours are upper case.
+TagLib::String atomName(const TagLib::String& name)
+{
+    std::string text = name.upper().to8Bit(true);
+    if (text.starts_with("REPLAYGAIN_"))
+        std::transform(text.begin(), text.end(), text.begin(), [](char c) { return char(std::tolower(static_cast<unsigned char>(c))); });
+    return freeFormPrefix + TagLib::String(text, TagLib::String::UTF8);
 }
 
 TagLib::ID3v2::Version versionOf(const TagLib::ID3v2::Tag* tag)
@@ -62,7 +76,7 @@ TagLib::PropertyMap TagFile::properties() const
     if (const TagLib::MP4::Tag* mp4 = mp4Tag(m_ref)) {
         for (const auto& [atom, item] : mp4->itemMap()) {
             if (atom.startsWith(freeFormPrefix) && isOurs(atom.substr(freeFormPrefix.size())))
-                properties.replace(atom.substr(freeFormPrefix.size()), item.toStringList());
+                properties.replace(atom.substr(freeFormPrefix.size()).upper(), item.toStringList());
         }
     }
     return properties;
@@ -85,15 +99,20 @@ void TagFile::setProperties(const TagLib::PropertyMap& properties)
     TagLib::StringList stale;
     for (const auto& [atom, item] : mp4->itemMap()) {
         if (atom.startsWith(freeFormPrefix) && isOurs(atom.substr(freeFormPrefix.size()))
-            && !properties.contains(atom.substr(freeFormPrefix.size())))
+            && (!properties.contains(atom.substr(freeFormPrefix.size())) || atom != atomName(atom.substr(freeFormPrefix.size()))))
             stale.append(atom);
     }
     for (const TagLib::String& atom : stale)
         mp4->removeItem(atom);
     for (const auto& [name, values] : properties) {
         if (isOurs(name))
-            mp4->setItem(freeFormPrefix + name.upper(), values);
+            mp4->setItem(atomName(name), values);
     }
+}
+
+bool TagFile::isOpus() const
+{
+    return dynamic_cast<const TagLib::Ogg::Opus::File*>(m_ref.file()) != nullptr;
 }
 
 bool TagFile::save()

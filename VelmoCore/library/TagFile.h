@@ -9,8 +9,8 @@
 #include <taglib/tpropertymap.h>
 
 // One audio file opened for its tags, for the length of one call. Two gaps in TagLib 1.13
-// are closed here: its MP4 tag forgets property names it does not know (ours among them),
-// so those live in iTunes free-form atoms; and an Opus stream in a ".ogg" file is opened
+// are closed here: its MP4 tag forgets property names it does not know (ours and the
+// ReplayGain ones), so those live in iTunes free-form atoms; and an Opus stream in a ".ogg" file is opened
 // by its content.
 class TagFile {
 public:
@@ -27,6 +27,9 @@ public:
     TagLib::File& file() { return *m_ref.file(); }
     TagLib::Tag& tag() { return *m_ref.tag(); }
     const TagLib::AudioProperties* audioProperties() const { return m_ref.audioProperties(); }
+
+    // Opus carries its gains in R128 tags of its own, not in ReplayGain ones.
+    bool isOpus() const;
 
     TagLib::PropertyMap properties() const;
     void setProperties(const TagLib::PropertyMap& properties);

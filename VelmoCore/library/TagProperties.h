@@ -24,6 +24,13 @@ inline const TagLib::String musicBrainzAlbumID = "MUSICBRAINZ_ALBUMID";
 inline const TagLib::String musicBrainzReleaseGroupID = "MUSICBRAINZ_RELEASEGROUPID";
 inline const TagLib::String bpm = "BPM";
 inline const TagLib::String customKeys = "VELMO_CUSTOM_KEYS";
+// ReplayGain 2.0, and in Opus files the R128 gains in its stead.
+inline const TagLib::String replayGainTrackGain = "REPLAYGAIN_TRACK_GAIN";
+inline const TagLib::String replayGainTrackPeak = "REPLAYGAIN_TRACK_PEAK";
+inline const TagLib::String replayGainAlbumGain = "REPLAYGAIN_ALBUM_GAIN";
+inline const TagLib::String replayGainAlbumPeak = "REPLAYGAIN_ALBUM_PEAK";
+inline const TagLib::String r128TrackGain = "R128_TRACK_GAIN";
+inline const TagLib::String r128AlbumGain = "R128_ALBUM_GAIN";
 
 // "VELMO_CUSTOM_" + key, upper-cased. Vorbis comment names allow only printable ASCII
 // without "=", so any other character (and "%" itself) is written as %XX of its UTF-8

@@ -4,6 +4,7 @@
 #include "TagFile.h"
 #include "TagPictures.h"
 #include "TagProperties.h"
+#include "ReplayGain.h"
 
 #include <QFileInfo>
 
@@ -46,6 +47,14 @@ std::optional<TrackMetadata> read(const QUrl& url)
     metadata.releaseGroupMBID = property(musicBrainzReleaseGroupID);
     if (const auto beats = property(bpm))
         metadata.bpm = NumberParsing::roundedNumber(*beats);
+
+    if (file.isOpus()) {
+        metadata.replayGainTrack = ReplayGain::fromOpusGain(property(r128TrackGain).value_or(QString()));
+        metadata.replayGainAlbum = ReplayGain::fromOpusGain(property(r128AlbumGain).value_or(QString()));
+    } else {
+        metadata.replayGainTrack = ReplayGain::parseGain(property(replayGainTrackGain).value_or(QString()));
+        metadata.replayGainAlbum = ReplayGain::parseGain(property(replayGainAlbumGain).value_or(QString()));
+    }
 
     for (const QString& key : splitKeys(property(customKeys).value_or(QString()))) {
         if (const auto value = first(properties, customPropertyName(key)))

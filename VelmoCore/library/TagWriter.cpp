@@ -123,6 +123,35 @@ void write(const Track& track)
         throw WriteError(WriteError::Kind::saveFailed, path);
 }
 
+void writeReplayGain(const QString& path, const ReplayGain::Values& values)
+{
+    using namespace TagProperties;
+    checkExists(path);
+    TagFile file(path, TagFile::Access::write);
+    checkValid(file, path);
+    TagLib::PropertyMap properties = file.properties();
+    const auto number = [](double value) { return std::optional<QString>(QString::number(value)); };
+    if (file.isOpus()) {
+        setOrRemove(properties, r128TrackGain, number(ReplayGain::opusGain(values.trackLoudness)));
+        setOrRemove(properties, r128AlbumGain,
+                    values.albumLoudness ? number(ReplayGain::opusGain(*values.albumLoudness)) : std::nullopt);
+    } else {
+        const auto gain = [](std::optional<double> value) {
+            return value ? std::optional<QString>(ReplayGain::gainText(*value)) : std::nullopt;
+        };
+        const auto peak = [](std::optional<double> value) {
+            return value ? std::optional<QString>(ReplayGain::peakText(*value)) : std::nullopt;
+        };
+        setOrRemove(properties, replayGainTrackGain, gain(values.trackGain()));
+        setOrRemove(properties, replayGainTrackPeak, peak(values.trackPeak));
+        setOrRemove(properties, replayGainAlbumGain, gain(values.albumGain()));
+        setOrRemove(properties, replayGainAlbumPeak, peak(values.albumPeak));
+    }
+    file.setProperties(properties);
+    if (!file.save())
+        throw WriteError(WriteError::Kind::saveFailed, path);
+}
+
 void writeArtwork(const QUrl& url, const QByteArray& data, const QString& mimeType)
 {
     const QString path = url.toLocalFile();

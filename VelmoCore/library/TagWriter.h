@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ReplayGain.h"
 #include "Track.h"
 
 #include <QByteArray>
@@ -32,6 +33,11 @@ private:
 // Every tag field of the track, "VELMO_TRACK_ID" always. The MusicBrainz ids are written
 // when present and never removed; the custom tags replace the file's own. Throws WriteError.
 void write(const Track& track);
+
+// The loudness tags in the container's usual fields: the four ReplayGain ones, or in an Opus
+// file R128_TRACK_GAIN and R128_ALBUM_GAIN. Album tags left from before go when the values
+// have none. Nothing else in the file changes. Throws WriteError.
+void writeReplayGain(const QString& path, const ReplayGain::Values& values);
 
 // Replaces the file's pictures with one front cover. Empty bytes write nothing: an empty
 // picture is no way of deleting artwork. Throws WriteError.

@@ -28,6 +28,8 @@ Track Track::fromFile(const QUrl& url, const TrackMetadata& m)
     track.releaseGroupMBID = m.releaseGroupMBID;
     track.bpm = m.bpm;
     track.customTags = m.customTags;
+    track.replayGainTrack = m.replayGainTrack;
+    track.replayGainAlbum = m.replayGainAlbum;
     track.artworkData = m.artworkData;
     return track;
 }
@@ -71,6 +73,8 @@ void Track::writeJson(JsonWriter& w) const
             w.value(it.value());
         }
     w.endObject();
+    Json::writeIfPresent(w, "replayGainTrack"_L1, replayGainTrack);
+    Json::writeIfPresent(w, "replayGainAlbum"_L1, replayGainAlbum);
     w.endObject();
 }
 
@@ -100,6 +104,11 @@ Track Track::fromJson(const JsonObject& o)
     if (const auto tags = Json::optional(o, "customTags"_L1)) {
         for (const JsonObject::Member& tag : Json::toObject(*tags, "customTags"_L1))
             track.customTags.insert(tag.key(), Json::toString(tag.value, "customTags"_L1));
+    }
+    for (const auto& [key, gain] : {std::pair{"replayGainTrack"_L1, &track.replayGainTrack},
+                                    std::pair{"replayGainAlbum"_L1, &track.replayGainAlbum}}) {
+        if (const auto value = Json::optional(o, key))
+            *gain = Json::toNumber(*value, key);
     }
     return track;
 }

@@ -38,6 +38,9 @@ struct Track {
     std::optional<QString> releaseGroupMBID;
     std::optional<qint64> bpm;
     QMap<QString, QString> customTags;
+    // ReplayGain 2.0 gains in dB as the file's tags carry them; none before an analysis.
+    std::optional<double> replayGainTrack;
+    std::optional<double> replayGainAlbum;
     // A carrier from a file read, rip or fetch to the artwork cache; never stored. Shared
     // bytes, so arrays of tracks with pictures copy cheaply.
     std::optional<QByteArray> artworkData;
@@ -59,7 +62,7 @@ struct Track {
     void writeJson(JsonWriter& writer) const;
     static Track fromJson(const JsonObject& object);
 
-    // All 21 fields, artworkData included: a track with its picture loaded differs from its
+    // All 23 fields, artworkData included: a track with its picture loaded differs from its
     // stored copy.
     bool operator==(const Track&) const = default;
 };

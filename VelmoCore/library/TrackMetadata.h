@@ -28,6 +28,9 @@ struct TrackMetadata {
     std::optional<QString> releaseGroupMBID;
     std::optional<qint64> bpm;
     QMap<QString, QString> customTags;
+    // From REPLAYGAIN_TRACK_GAIN and REPLAYGAIN_ALBUM_GAIN, or an Opus file's R128 tags.
+    std::optional<double> replayGainTrack;
+    std::optional<double> replayGainAlbum;
 
     bool operator==(const TrackMetadata&) const = default;
 };

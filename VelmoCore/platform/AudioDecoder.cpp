@@ -15,6 +15,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <mutex>
 
@@ -82,7 +83,7 @@ QString position(double seconds)
     return QStringLiteral("%1:%2").arg(whole / 60, 2, 10, QLatin1Char('0')).arg(whole % 60, 2, 10, QLatin1Char('0'));
 }
 
-Samples decode(const QString& path, double maxSeconds, int maxChannels)
+void decode(const QString& path, double maxSeconds, int maxChannels, const BlockHandler& onBlock)
 {
     OpenStream open = openAudio(path);
     const AVCodec* codec = avcodec_find_decoder(open.stream->codecpar->codec_id);
@@ -101,11 +102,11 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
     const int sourceChannels = decoder->ch_layout.nb_channels;
     if (rate <= 0 || sourceChannels <= 0)
         fail(path, "has no sample rate or channels");
-    Samples result;
-    result.sampleRate = rate;
-    result.channels = std::min(sourceChannels, maxChannels);
-    const auto wantedFrames = qint64(std::floor(maxSeconds * rate));
-    result.samples.reserve(size_t(std::min<qint64>(wantedFrames, qint64(rate) * 600)) * size_t(result.channels));
+    const int channels = std::min(sourceChannels, maxChannels);
+    // An endless limit means the whole file.
+    const qint64 wantedFrames = maxSeconds < double(std::numeric_limits<qint64>::max() / rate)
+                                    ? qint64(std::floor(maxSeconds * rate))
+                                    : std::numeric_limits<qint64>::max();
 
     // Interleaved float at the same rate and layout; only the first channels are kept after.
     SwrContext* rawResampler = nullptr;
@@ -121,6 +122,7 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
     Packet packet(av_packet_alloc());
     FFmpeg::Frame frame(av_frame_alloc());
     std::vector<float> converted;
+    std::vector<float> kept;
     qint64 frames = 0;
     bool decodedAny = false;
 
@@ -138,9 +140,18 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
             if (count < 0)
                 fail(path, "could not be converted");
             const qint64 take = std::min<qint64>(count, wantedFrames - frames);
-            for (qint64 i = 0; i < take; ++i)
-                for (int c = 0; c < result.channels; ++c)
-                    result.samples.push_back(converted[size_t(i) * size_t(sourceChannels) + size_t(c)]);
+            if (take <= 0)
+                continue;
+            if (channels == sourceChannels) {
+                onBlock(rate, channels, std::span<const float>(converted.data(), size_t(take) * size_t(channels)));
+            } else {
+                kept.resize(size_t(take) * size_t(channels));
+                for (qint64 i = 0; i < take; ++i)
+                    for (int c = 0; c < channels; ++c)
+                        kept[size_t(i) * size_t(channels) + size_t(c)]
+                            = converted[size_t(i) * size_t(sourceChannels) + size_t(c)];
+                onBlock(rate, channels, kept);
+            }
             frames += take;
         }
         if (code != AVERROR(EAGAIN) && code != AVERROR_EOF)
@@ -170,6 +181,21 @@ Samples decode(const QString& path, double maxSeconds, int maxChannels)
             damaged(path, QStringLiteral("ends at %1 of the %2 it states")
                               .arg(position(double(frames) / rate), position(double(stated) / rate)));
     }
+}
+
+Samples decode(const QString& path, double maxSeconds, int maxChannels)
+{
+    Samples result;
+    const auto append = [&result, maxSeconds](int rate, int channels, std::span<const float> interleaved) {
+        if (result.samples.empty()) {
+            result.sampleRate = rate;
+            result.channels = channels;
+            const auto wanted = qint64(std::min(maxSeconds, 600.0) * rate) * channels;
+            result.samples.reserve(size_t(std::max<qint64>(wanted, 0)));
+        }
+        result.samples.insert(result.samples.end(), interleaved.begin(), interleaved.end());
+    };
+    decode(path, maxSeconds, maxChannels, append);
     return result;
 }
 

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -42,6 +44,12 @@ QString position(double seconds);
 // a frame that does not decode or a FLAC file shorter than its STREAMINFO says: nothing may be
 // computed over silently shortened audio.
 Samples decode(const QString& path, double maxSeconds, int maxChannels);
+
+// The same audio handed over block by block as it decodes, so that a whole album can be
+// measured in little memory. `onBlock` receives the rate, the channels kept and interleaved
+// frames; the checks and throws are those of decode. An infinite `maxSeconds` is the whole file.
+using BlockHandler = std::function<void(int sampleRate, int channels, std::span<const float> interleaved)>;
+void decode(const QString& path, double maxSeconds, int maxChannels, const BlockHandler& onBlock);
 
 // A hash of the packets that hold the first `maxSeconds` of audio, without decoding them.
 // Throws DecodeError as decode does.

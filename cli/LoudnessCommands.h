@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// velmo library loudness
+void addLoudnessCommands(CommandLine& commandLine);
