@@ -21,11 +21,13 @@ protected:
     }
     void TearDown() override { EXPECT_TRUE(coverSearchEnded()); }
 
-    // An unknown disc: no release to look up, the rip goes ahead without one.
+    // An unknown disc: no release to look up, so it is ripped under the names it starts with.
     void rip()
     {
         BlockingWait::wait(controller.start(image.sheet, library));
         BlockingWait::wait(controller.ripWithoutMetadata(image.sheet, library));
+        ASSERT_TRUE(std::holds_alternative<RipStates::Ready>(controller.state()));
+        BlockingWait::wait(controller.startRip(image.sheet, library, std::nullopt, false));
         ASSERT_TRUE(std::holds_alternative<RipStates::Finished>(controller.state()));
         ASSERT_EQ(library.tracks().size(), 2);
     }
