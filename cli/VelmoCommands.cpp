@@ -12,6 +12,7 @@
 #include "SettingsCommands.h"
 #include "TagCommands.h"
 #include "TrackCommands.h"
+#include "TranscodeCacheCommands.h"
 
 #include <QCoreApplication>
 
@@ -31,6 +32,7 @@ CommandLine velmoCommands()
     addPlaylistEditCommands(commandLine);
     addPodcastCommands(commandLine);
     addDeviceCommands(commandLine);
+    addTranscodeCacheCommands(commandLine);
     addMetadataCommands(commandLine);
     addSettingsCommands(commandLine);
     addDiscCommands(commandLine);

@@ -9,7 +9,7 @@ packages=(
     g++ cmake ninja-build ccache pkgconf
     # libraries
     qt6-base-dev qt6-base-dev-tools qcoro-qt6-dev libtag1-dev libflac-dev libchromaprint-dev
-    libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
+    libavformat-dev libavcodec-dev libswresample-dev libswscale-dev libavutil-dev
     libcdio-paranoia-dev libcdio-dev libudev-dev
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream
@@ -21,6 +21,8 @@ packages=(
     libchromaprint-tools
     # the transcode benchmark measures against the command-line converter
     ffmpeg
+    # the device tests write onto real FAT32 and exFAT images
+    dosfstools exfatprogs mtools
     # the eject adapter is tested against a fake disk service on a bus of its own
     dbus-daemon
     # running the application

@@ -38,6 +38,8 @@ inline constexpr Key<qint64> lastUpdateCheck{"lastUpdateCheck", 0};
 inline constexpr Key<qint64> duplicateThresholdPercent{"duplicateThresholdPercent", 90};
 // "Keep a rip log and cue sheet": a rip leaves both beside the album's tracks.
 inline constexpr Key<bool> keepRipLog{"keepRipLog", true};
+// The most the transcode cache keeps, in bytes.
+inline constexpr Key<qint64> transcodeCacheLimit{"transcodeCacheLimit", qint64(2) << 30};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);

@@ -1,11 +1,13 @@
 #include "Transcoder.h"
 
+#include "TranscodeCache.h"
 #include "library/Background.h"
 #include "library/FilePaths.h"
 #include "library/ImageType.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
 #include "platform/AtomicFile.h"
+#include "platform/ImageScaling.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -16,6 +18,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -80,18 +83,61 @@ std::optional<int> syncToDisk(const QString& path)
     return std::nullopt;
 }
 
-void writeTags(const Track& track, const QUrl& source, const QString& path)
+// The front cover for the device: the track's own artwork, or else the picture in its file.
+std::optional<QByteArray> frontCover(const Track& track, const QUrl& source)
+{
+    if (track.artworkData && !track.artworkData->isEmpty())
+        return track.artworkData;
+    if (const std::optional<TrackMetadata> metadata = TagReader::read(source)) {
+        if (metadata->artworkData && !metadata->artworkData->isEmpty())
+            return metadata->artworkData;
+    }
+    return std::nullopt;
+}
+
+// The file's pictures replaced by the one front cover, fitted when a size is given. A cover
+// that does not decode could not be fitted, and a player could not show it either: it goes.
+void writeCover(const QString& path, std::optional<QByteArray> cover, std::optional<int> coverPixels)
+{
+    if (!cover)
+        return;
+    const QUrl url = QUrl::fromLocalFile(path);
+    if (coverPixels)
+        cover = ImageScaling::fittedJpeg(*cover, *coverPixels);
+    if (cover)
+        TagWriter::writeArtwork(url, *cover, ImageType::mimeType(*cover));
+    else
+        TagWriter::removeArtwork(url);
+}
+
+void writeTags(const Track& track, const QUrl& source, const QString& path, std::optional<int> coverPixels)
 {
     Track tagged = track;
     tagged.url = QUrl::fromLocalFile(path);
     TagWriter::write(tagged);
-    std::optional<QByteArray> cover = track.artworkData;
-    if (!cover || cover->isEmpty()) {
-        if (const std::optional<TrackMetadata> metadata = TagReader::read(source))
-            cover = metadata->artworkData;
-    }
-    if (cover && !cover->isEmpty())
-        TagWriter::writeArtwork(tagged.url, *cover, ImageType::mimeType(*cover));
+    writeCover(path, frontCover(track, source), coverPixels);
+}
+
+// The key of a transcode's result in the cache: none when the source cannot be looked at,
+// which the encoder then reports.
+std::optional<QString> cacheKey(const Track& track, const QString& source, const Settings& settings)
+{
+    struct stat status {};
+    if (::stat(QFile::encodeName(source).constData(), &status) != 0)
+        return std::nullopt;
+    const qint64 modified = qint64(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+    return TranscodeCache::key(track.id.toString(QUuid::WithoutBraces), qint64(status.st_size), modified,
+                               settings.cacheText());
+}
+
+// The file at `partial` made durable and renamed into place.
+void moveIntoPlace(const QString& partial, const QString& destination, const QString& source)
+{
+    using Kind = TranscodeError::Kind;
+    if (const std::optional<int> error = syncToDisk(partial))
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(*error));
+    if (::rename(QFile::encodeName(partial).constData(), QFile::encodeName(destination).constData()) != 0)
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(errno));
 }
 
 } // namespace
@@ -107,6 +153,16 @@ TranscodeError::TranscodeError(Kind kind, const QString& source, const QString& 
 QString TranscodeError::message() const
 {
     return QString::fromUtf8(what());
+}
+
+QString Settings::cacheText() const
+{
+    const AudioTranscoding::Target target = encoderSettings(format, bitrateKbps);
+    return u"%1 %2 %3 Hz %4 ch %5 bit/s cover %6"_s.arg(target.container, target.encoder)
+        .arg(target.sampleRate)
+        .arg(target.channels)
+        .arg(target.bitRate)
+        .arg(coverPixels ? QString::number(*coverPixels) : u"original"_s);
 }
 
 AudioTranscoding::Target encoderSettings(OutputFormat format, qint64 bitrateKbps)
@@ -128,44 +184,75 @@ AudioTranscoding::Target encoderSettings(OutputFormat format, qint64 bitrateKbps
     return target;
 }
 
-void transcodeFile(const QUrl& from, const QUrl& to, OutputFormat format, qint64 bitrateKbps,
-                   const std::optional<Track>& tags)
+void transcodeFile(const QUrl& from, const QUrl& to, const Settings& settings, const std::optional<Track>& tags,
+                   const Means& means)
 {
     using Kind = TranscodeError::Kind;
     const QString source = from.toLocalFile();
     const QString destination = to.toLocalFile();
-    const AudioTranscoding::Target target = encoderSettings(format, bitrateKbps);
+    const AudioTranscoding::Target target = encoderSettings(settings.format, settings.bitrateKbps);
     removeLeftovers(destination);
     const QString partial = partialPath(destination);
     auto removePartial = qScopeGuard([&partial] { QFile::remove(partial); });
 
-    try {
-        AudioTranscoding::transcode(source, partial, target);
-    } catch (const AudioTranscoding::Failure& failure) {
-        switch (failure.stage()) {
-        case AudioTranscoding::Failure::Stage::noAudio: throw TranscodeError(Kind::noAudioTrack, source);
-        case AudioTranscoding::Failure::Stage::read: throw TranscodeError(Kind::readFailed, source, failure.detail());
-        case AudioTranscoding::Failure::Stage::write: throw TranscodeError(Kind::writeFailed, source, failure.detail());
-        }
-    }
-    if (tags) {
+    const QString extension = FilePaths::pathExtension(destination).toLower();
+    const std::optional<QString> key = means.cache && tags ? cacheKey(*tags, source, settings) : std::nullopt;
+    if (!key || !means.cache->fetch(*key, partial, extension)) {
         try {
-            writeTags(*tags, from, partial);
-        } catch (const TagWriter::WriteError&) {
-            throw TranscodeError(Kind::writeFailed, source, u"its tags could not be written"_s);
+            if (means.encoder)
+                means.encoder(source, partial, target);
+            else
+                AudioTranscoding::transcode(source, partial, target);
+        } catch (const AudioTranscoding::Failure& failure) {
+            switch (failure.stage()) {
+            case AudioTranscoding::Failure::Stage::noAudio: throw TranscodeError(Kind::noAudioTrack, source);
+            case AudioTranscoding::Failure::Stage::read: throw TranscodeError(Kind::readFailed, source, failure.detail());
+            case AudioTranscoding::Failure::Stage::write: throw TranscodeError(Kind::writeFailed, source, failure.detail());
+            }
         }
+        if (tags) {
+            try {
+                writeTags(*tags, from, partial, settings.coverPixels);
+            } catch (const TagWriter::WriteError&) {
+                throw TranscodeError(Kind::writeFailed, source, u"its tags could not be written"_s);
+            }
+        }
+        if (key)
+            means.cache->store(*key, partial, extension);
     }
-    if (const std::optional<int> error = syncToDisk(partial))
-        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(*error));
-    if (::rename(QFile::encodeName(partial).constData(), QFile::encodeName(destination).constData()) != 0)
-        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(errno));
+    moveIntoPlace(partial, destination, source);
     removePartial.dismiss();
 }
 
-QCoro::Task<> transcode(QUrl from, QUrl to, OutputFormat format, qint64 bitrateKbps, std::optional<Track> tags)
+QCoro::Task<> transcode(QUrl from, QUrl to, Settings settings, std::optional<Track> tags)
 {
-    const auto job = [from, to, format, bitrateKbps, tags] { transcodeFile(from, to, format, bitrateKbps, tags); };
+    const auto job = [from, to, settings, tags] { transcodeFile(from, to, settings, tags); };
     co_await Background::run(job);
+}
+
+void copyWithFittedCover(const QUrl& from, const QUrl& to, int coverPixels, const Track& track)
+{
+    using Kind = TranscodeError::Kind;
+    const QString source = from.toLocalFile();
+    const QString destination = to.toLocalFile();
+    struct stat status {};
+    if (::stat(QFile::encodeName(source).constData(), &status) != 0)
+        throw TranscodeError(Kind::readFailed, source, AtomicFile::describe(errno));
+    removeLeftovers(destination);
+    const QString partial = partialPath(destination);
+    auto removePartial = qScopeGuard([&partial] { QFile::remove(partial); });
+    if (const std::optional<QString> failure = AtomicFile::copy(source, partial, AtomicFile::Existing::replace))
+        throw TranscodeError(Kind::writeFailed, source, *failure);
+    try {
+        writeCover(partial, frontCover(track, from), coverPixels);
+    } catch (const TagWriter::WriteError&) {
+        throw TranscodeError(Kind::writeFailed, source, u"its cover could not be written"_s);
+    }
+    const struct timespec times[2] = {status.st_atim, status.st_mtim};
+    if (::utimensat(AT_FDCWD, QFile::encodeName(partial).constData(), times, 0) != 0)
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(errno));
+    moveIntoPlace(partial, destination, source);
+    removePartial.dismiss();
 }
 
 } // namespace Transcoder

@@ -131,7 +131,8 @@ TEST_F(DeviceCommandTest, DiffJsonGivesTheExactLists)
     EXPECT_EQ(toAdd.at(0).toObject(),
               (QJsonObject{{u"trackID"_s, tracks.at(0).id.toString(QUuid::WithoutBraces).toUpper()},
                            {u"destination"_s, QString(device() + u"/Music/Band/Album/One.flac"_s)},
-                           {u"needsTranscode"_s, false}}));
+                           {u"needsTranscode"_s, false},
+                           {u"action"_s, u"copy"_s}}));
     EXPECT_EQ(diff.value("toRemove"_L1).toArray(), QJsonArray{QString(device() + u"/Music/Old/Gone.mp3"_s)});
     EXPECT_EQ(diff.value("unchanged"_L1).toInt(), 1);
 
@@ -144,7 +145,7 @@ TEST_F(DeviceCommandTest, DiffJsonGivesTheExactLists)
                            {u"unchanged"_s, 0}}));
 
     const QString text = velmo({u"device"_s, u"diff"_s, u"Stick"_s}).out;
-    EXPECT_TRUE(text.contains(u"To add (2):\n  copy       "_s + device() + u"/Music/Band/Album/One.flac"_s)) << text.toStdString();
+    EXPECT_TRUE(text.contains(u"To add (2):\n  "_s + device() + u"/Music/Band/Album/One.flac  (copy)"_s)) << text.toStdString();
     EXPECT_TRUE(text.contains(u"Unchanged: 1 track"_s)) << text.toStdString();
     EXPECT_TRUE(QFileInfo::exists(device() + u"/Music/Old/Gone.mp3"_s));
 }
