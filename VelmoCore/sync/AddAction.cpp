@@ -36,6 +36,13 @@ bool isInFormat(const Track& track, OutputFormat format)
     return false;
 }
 
+// A measured rate reads a little above the one the file was encoded at, since headers and
+// tags count in: a 128 kbps MP3 with a large cover may read 131.
+bool isAtMost(qint64 measuredKbps, qint64 nominalKbps)
+{
+    return measuredKbps * 100 <= nominalKbps * 105;
+}
+
 // The lowest rate the encoders take that is at least `kbps`; none above the highest.
 qint64 standardRateAtLeast(qint64 kbps)
 {
@@ -55,7 +62,7 @@ AddAction AddAction::forTrack(const Track& track, const DeviceProfile& profile)
     if (isLossless(track.format) || !sourceRate)
         return encode;
     if (isInFormat(track, profile.outputFormat))
-        return *sourceRate <= profile.transcodeBitrate ? AddAction() : encode;
+        return isAtMost(*sourceRate, profile.transcodeBitrate) ? AddAction() : encode;
     return {Kind::transcode, profile.outputFormat, std::min(profile.transcodeBitrate, standardRateAtLeast(*sourceRate))};
 }
 

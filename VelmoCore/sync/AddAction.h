@@ -17,7 +17,8 @@ struct AddAction {
 
     // For a profile that keeps the source's format, always a copy. Otherwise: a lossless
     // source is encoded at the profile's rate; a lossy one already in the profile's format is
-    // copied when its rate is at or below the profile's, else encoded at the profile's rate;
+    // copied when its rate is at or below the profile's (measured rates may read up to 5 %
+    // above the rate a file was made at), else encoded at the profile's rate;
     // one in another lossy format is encoded at the profile's rate or the source's rounded up
     // to the next rate the encoders take, whichever is lower. A lossy source of unknown rate
     // is encoded at the profile's rate.

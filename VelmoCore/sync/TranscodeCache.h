@@ -37,12 +37,14 @@ public:
     // folder is within its limit. A failure only means that the next device encodes again.
     void store(const QString& key, const QString& file, const QString& extension) const;
 
+    // Where the file of `key` is kept, whether it is there or not.
+    QString pathFor(const QString& key, const QString& extension) const;
+
     Stats stats() const;
     // Removes every file of the cache; the count removed.
     qint64 clear() const;
 
 private:
-    QString pathFor(const QString& key, const QString& extension) const;
     void evict() const;
 
     QString m_folder;

@@ -51,6 +51,9 @@ TEST(AddActionTest, LossySourcesAreNeverEncodedUpward)
         {"a.mp3", F::mp3, 320, O::mp3, 320, "copy"},
         {"a.MP3", F::mp3, 192, O::mp3, 256, "copy"},
         {"a.mp3", F::mp3, 320, O::mp3, 192, "transcode to MP3 192 kbps"},
+        // A measured rate a few percent above the profile's is the same rate.
+        {"a.mp3", F::mp3, 131, O::mp3, 128, "copy"},
+        {"a.mp3", F::mp3, 135, O::mp3, 128, "transcode to MP3 128 kbps"},
         {"a.m4a", F::aac, 256, O::aac, 256, "copy"},
         {"a.m4a", F::aac, 256, O::aac, 128, "transcode to AAC 128 kbps"},
         // A raw AAC stream is not the M4A file the device gets.
