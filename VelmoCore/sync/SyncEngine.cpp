@@ -5,6 +5,8 @@
 #include "VelmoDeviceFile.h"
 #include "library/Background.h"
 #include "library/Settings.h"
+#include "platform/AtomicFile.h"
+#include "platform/ImageScaling.h"
 #include "playlists/PlaylistExporter.h"
 #include "playlists/SmartRuleEngine.h"
 
@@ -13,10 +15,12 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QScopeGuard>
+#include <QSet>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <deque>
 #include <exception>
+#include <limits>
 #include <mutex>
 #include <optional>
 
@@ -132,6 +136,30 @@ void exportPlaylists(const DeviceProfile& profile, const QList<Playlist>& playli
         } catch (const PlaylistExporter::ExportError&) {
             // A name that would leave the folder, or a full device: the next playlist follows.
         }
+    }
+}
+
+// A "cover.jpg" in each album folder that this run added to and that has none yet, from the
+// front cover of its first track there, fitted like the embedded ones. Nothing here fails
+// the run: a folder without a cover is merely plainer.
+void writeAlbumCovers(const DeviceProfile& profile, const QList<SyncDiff::AddItem>& adds)
+{
+    QSet<QString> done;
+    for (const SyncDiff::AddItem& item : adds) {
+        const QString folder = QFileInfo(item.destinationURL.toLocalFile()).path();
+        if (done.contains(folder))
+            continue;
+        const QString path = folder + u"/cover.jpg"_s;
+        if (QFileInfo::exists(path) || DeviceFiles::prepareWrite(profile.rootPath, path)) {
+            done.insert(folder);
+            continue;
+        }
+        const std::optional<QByteArray> cover = Transcoder::frontCover(item.track);
+        const std::optional<QByteArray> jpeg
+            = cover ? ImageScaling::fittedJpeg(*cover, profile.coverPixels().value_or(std::numeric_limits<int>::max()))
+                    : std::nullopt;
+        if (jpeg && !AtomicFile::save(path, *jpeg))
+            done.insert(folder);
     }
 }
 
@@ -258,6 +286,11 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
     }
     if (failure)
         std::rethrow_exception(failure->error);
+
+    if (profile.writeCoverFiles && profile.folderStructure != FolderStructure::flat) {
+        const auto covers = [profile, adds = diff.toAdd] { writeAlbumCovers(profile, adds); };
+        co_await Background::run(covers);
+    }
 
     if (profile.syncPlaylists) {
         const auto write = [profile, playlists, smartPlaylists, allTracks, libraryRoot] {

@@ -83,18 +83,6 @@ std::optional<int> syncToDisk(const QString& path)
     return std::nullopt;
 }
 
-// The front cover for the device: the track's own artwork, or else the picture in its file.
-std::optional<QByteArray> frontCover(const Track& track, const QUrl& source)
-{
-    if (track.artworkData && !track.artworkData->isEmpty())
-        return track.artworkData;
-    if (const std::optional<TrackMetadata> metadata = TagReader::read(source)) {
-        if (metadata->artworkData && !metadata->artworkData->isEmpty())
-            return metadata->artworkData;
-    }
-    return std::nullopt;
-}
-
 // The file's pictures replaced by the one front cover, fitted when a size is given. A cover
 // that does not decode could not be fitted, and a player could not show it either: it goes.
 void writeCover(const QString& path, std::optional<QByteArray> cover, std::optional<int> coverPixels)
@@ -115,7 +103,9 @@ void writeTags(const Track& track, const QUrl& source, const QString& path, std:
     Track tagged = track;
     tagged.url = QUrl::fromLocalFile(path);
     TagWriter::write(tagged);
-    writeCover(path, frontCover(track, source), coverPixels);
+    Track original = track;
+    original.url = source;
+    writeCover(path, frontCover(original), coverPixels);
 }
 
 // The key of a transcode's result in the cache: none when the source cannot be looked at,
@@ -153,6 +143,17 @@ TranscodeError::TranscodeError(Kind kind, const QString& source, const QString& 
 QString TranscodeError::message() const
 {
     return QString::fromUtf8(what());
+}
+
+std::optional<QByteArray> frontCover(const Track& track)
+{
+    if (track.artworkData && !track.artworkData->isEmpty())
+        return track.artworkData;
+    if (const std::optional<TrackMetadata> metadata = TagReader::read(track.url)) {
+        if (metadata->artworkData && !metadata->artworkData->isEmpty())
+            return metadata->artworkData;
+    }
+    return std::nullopt;
 }
 
 QString Settings::cacheText() const
@@ -244,7 +245,9 @@ void copyWithFittedCover(const QUrl& from, const QUrl& to, int coverPixels, cons
     if (const std::optional<QString> failure = AtomicFile::copy(source, partial, AtomicFile::Existing::replace))
         throw TranscodeError(Kind::writeFailed, source, *failure);
     try {
-        writeCover(partial, frontCover(track, from), coverPixels);
+        Track original = track;
+        original.url = from;
+        writeCover(partial, frontCover(original), coverPixels);
     } catch (const TagWriter::WriteError&) {
         throw TranscodeError(Kind::writeFailed, source, u"its cover could not be written"_s);
     }

@@ -80,6 +80,9 @@ void transcodeFile(const QUrl& from, const QUrl& to, const Settings& settings,
 // transcodeFile on the global thread pool.
 QCoro::Task<> transcode(QUrl from, QUrl to, Settings settings, std::optional<Track> tags = std::nullopt);
 
+// The front cover a device gets for the track: its artworkData, or else the picture in its file.
+std::optional<QByteArray> frontCover(const Track& track);
+
 // Blocking. The file copied as it is but for its pictures: the front cover (the track's
 // artworkData, or else the file's own) fitted to `coverPixels` as the only one. Written like a
 // transcode, under a hidden name renamed into place when complete, and given the source's

@@ -10,6 +10,7 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
 
@@ -123,4 +124,25 @@ TEST_F(DeviceCoverTest, TheChosenSizeAppliesAndOriginalLeavesTheCoverAlone)
     sync();
     EXPECT_EQ(digest(device.filePath(u"Music/Band - Lossless.flac"_s)), digests.at(0));
     EXPECT_EQ(digest(device.filePath(u"Music/Band - Lossy.mp3"_s)), digests.at(1));
+}
+
+TEST_F(DeviceCoverTest, AlbumFoldersGetACoverFileWhenTheProfileAsksAndKeepTheirOwn)
+{
+    profile.outputFormat = OutputFormat::aac;
+    profile.folderStructure = FolderStructure::artistAlbumTrack;
+    sync();
+    EXPECT_FALSE(QFileInfo::exists(device.filePath(u"Music/Band/Album/cover.jpg"_s)));
+
+    ASSERT_TRUE(QDir(device.filePath(u"Music"_s)).removeRecursively());
+    profile.writeCoverFiles = true;
+    sync();
+    const QByteArray cover = readFile(device.filePath(u"Music/Band/Album/cover.jpg"_s));
+    EXPECT_EQ(ImageType::mimeType(cover), u"image/jpeg"_s);
+    EXPECT_EQ(ImageScaling::dimensions(cover), (std::pair{500, 500}));
+
+    // A cover the user put there stays.
+    writeFile(device.filePath(u"Music/Band/Album/cover.jpg"_s), "mine");
+    QFile::remove(device.filePath(u"Music/Band/Album/Lossy.m4a"_s));
+    sync();
+    EXPECT_EQ(readFile(device.filePath(u"Music/Band/Album/cover.jpg"_s)), "mine");
 }
