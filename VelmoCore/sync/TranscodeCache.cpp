@@ -46,18 +46,13 @@ QString TranscodeCache::pathFor(const QString& key, const QString& extension) co
     return m_folder + u'/' + QString::fromLatin1(digest) + u'.' + extension;
 }
 
-bool TranscodeCache::fetch(const QString& key, const QString& destination, const QString& extension) const
+std::optional<QString> TranscodeCache::find(const QString& key, const QString& extension) const
 {
     const QString path = pathFor(key, extension);
-    if (!QFileInfo::exists(path))
-        return false;
-    if (AtomicFile::copy(path, destination, AtomicFile::Existing::replace)) {
-        QFile::remove(destination);
-        return false;
-    }
     // Its date is when it was last used: eviction goes by it.
-    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), nullptr, 0);
-    return true;
+    if (::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), nullptr, 0) != 0)
+        return std::nullopt;
+    return path;
 }
 
 void TranscodeCache::store(const QString& key, const QString& file, const QString& extension) const

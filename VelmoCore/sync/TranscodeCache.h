@@ -30,9 +30,9 @@ public:
     // shapes the bytes, as text. The same inputs always give the same key.
     static QString key(const QString& trackID, qint64 sourceSize, qint64 sourceModifiedNs, const QString& settings);
 
-    // Copies the file kept under `key` to `destination` and marks it used now. False for a
-    // miss or a copy that failed, which leaves nothing at `destination` worth keeping.
-    bool fetch(const QString& key, const QString& destination, const QString& extension) const;
+    // The file kept under `key`, marked used now; none for a miss. Another process may
+    // still evict it, so a copy from it that fails is a miss too.
+    std::optional<QString> find(const QString& key, const QString& extension) const;
     // Keeps a copy of `file` under `key`, then removes the least recently used files until the
     // folder is within its limit. A failure only means that the next device encodes again.
     void store(const QString& key, const QString& file, const QString& extension) const;

@@ -17,6 +17,7 @@
 #include <QScopeGuard>
 
 #include <cerrno>
+#include <vector>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -120,6 +121,45 @@ std::optional<QString> cacheKey(const Track& track, const QString& source, const
                                settings.cacheText());
 }
 
+// A plain copy into the part file: it is hidden and named for its destination already, so a
+// kill leaves nothing that the next transcode or copy to that destination does not remove.
+std::optional<int> copyInto(const QString& source, const QString& partial)
+{
+    const int in = ::open(QFile::encodeName(source).constData(), O_RDONLY | O_CLOEXEC);
+    if (in < 0)
+        return errno;
+    const int out = ::open(QFile::encodeName(partial).constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (out < 0) {
+        const int error = errno;
+        ::close(in);
+        return error;
+    }
+    std::optional<int> failure;
+    std::vector<char> buffer(1 << 20);
+    for (;;) {
+        const ssize_t got = ::read(in, buffer.data(), buffer.size());
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0) {
+            if (got < 0)
+                failure = errno;
+            break;
+        }
+        for (ssize_t written = 0; written < got && !failure;) {
+            const ssize_t put = ::write(out, buffer.data() + written, size_t(got - written));
+            if (put < 0 && errno != EINTR)
+                failure = errno;
+            written += std::max<ssize_t>(put, 0);
+        }
+        if (failure)
+            break;
+    }
+    ::close(in);
+    if (::close(out) != 0 && !failure)
+        failure = errno;
+    return failure;
+}
+
 // The file at `partial` made durable and renamed into place.
 void moveIntoPlace(const QString& partial, const QString& destination, const QString& source)
 {
@@ -198,7 +238,14 @@ void transcodeFile(const QUrl& from, const QUrl& to, const Settings& settings, c
 
     const QString extension = FilePaths::pathExtension(destination).toLower();
     const std::optional<QString> key = means.cache && tags ? cacheKey(*tags, source, settings) : std::nullopt;
-    if (!key || !means.cache->fetch(*key, partial, extension)) {
+    const auto fromCache = [&]() -> bool {
+        const std::optional<QString> kept = key ? means.cache->find(*key, extension) : std::nullopt;
+        if (kept && !copyInto(*kept, partial))
+            return true;
+        QFile::remove(partial);
+        return false;
+    };
+    if (!fromCache()) {
         try {
             if (means.encoder)
                 means.encoder(source, partial, target);
@@ -242,8 +289,8 @@ void copyWithFittedCover(const QUrl& from, const QUrl& to, int coverPixels, cons
     removeLeftovers(destination);
     const QString partial = partialPath(destination);
     auto removePartial = qScopeGuard([&partial] { QFile::remove(partial); });
-    if (const std::optional<QString> failure = AtomicFile::copy(source, partial, AtomicFile::Existing::replace))
-        throw TranscodeError(Kind::writeFailed, source, *failure);
+    if (const std::optional<int> error = copyInto(source, partial))
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(*error));
     try {
         Track original = track;
         original.url = from;
