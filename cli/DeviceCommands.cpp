@@ -126,6 +126,9 @@ void printProfile(QTextStream& out, const DeviceProfile& profile, const Library&
         << u"Folder structure: "_s << rawValue(profile.folderStructure) << u'\n'
         << u"Folders:          "_s << profile.musicFolder << u", "_s << profile.podcastsFolder << u", "_s
         << profile.playlistsFolder << u'\n'
+        << u"Cover size:       "_s << rawValue(profile.effectiveCoverSize())
+        << (profile.coverSize ? QString() : u" (the format's default)"_s) << u'\n'
+        << u"Cover files:      "_s << yesNo(profile.writeCoverFiles) << u'\n'
         << u"Sync playlists:   "_s << yesNo(profile.syncPlaylists) << u'\n'
         << u"Sync podcasts:    "_s << yesNo(profile.syncPodcasts) << u'\n';
     if (const std::optional<DeviceProfile::Problem> problem = profile.problem())
@@ -193,8 +196,10 @@ std::optional<QString> applySetting(QJsonObject& object, const QString& assignme
     const QString key = assignment.left(equals);
     const QString value = assignment.mid(equals + 1);
     static const QStringList textKeys{u"name"_s, u"rootPath"_s, u"syncScope"_s, u"outputFormat"_s,
-                                      u"folderStructure"_s, u"musicFolder"_s, u"podcastsFolder"_s, u"playlistsFolder"_s};
-    static const QStringList rawKeys{u"transcodeBitrate"_s, u"syncPlaylists"_s, u"syncPodcasts"_s, u"podcastConfigs"_s};
+                                      u"folderStructure"_s, u"musicFolder"_s, u"podcastsFolder"_s, u"playlistsFolder"_s,
+                                      u"coverSize"_s};
+    static const QStringList rawKeys{u"transcodeBitrate"_s, u"syncPlaylists"_s, u"syncPodcasts"_s, u"podcastConfigs"_s,
+                                     u"writeCoverFiles"_s};
 
     if (textKeys.contains(key)) {
         object.insert(key, value);
@@ -272,7 +277,10 @@ void writeDiffJson(JsonWriter& w, const SyncDiff& diff, const DeviceProfile& pro
         w.beginObject();
         Json::writeUuid(w, "trackID"_L1, item.track.id);
         w.field("destination"_L1, item.destinationURL.toLocalFile());
-        w.field("needsTranscode"_L1, item.needsTranscode);
+        w.field("needsTranscode"_L1, item.needsTranscode());
+        w.field("action"_L1, item.needsTranscode() ? u"transcode"_s : u"copy"_s);
+        if (item.needsTranscode())
+            w.field("bitrate"_L1, item.action.bitrateKbps);
         w.endObject();
     }
     w.endArray();
@@ -334,7 +342,7 @@ void printDiff(QTextStream& out, const SyncDiff& result, const DeviceProfile& pr
         out << profile.rootPath << u" is not there: the device is not connected, so everything is to add.\n"_s;
     out << u"To add ("_s << result.toAdd.size() << u"):\n"_s;
     for (const SyncDiff::AddItem& item : result.toAdd)
-        out << (item.needsTranscode ? u"  transcode  "_s : u"  copy       "_s) << item.destinationURL.toLocalFile() << u'\n';
+        out << u"  "_s << item.destinationURL.toLocalFile() << u"  ("_s << item.action.description() << u")\n"_s;
     out << u"To remove ("_s << result.toRemove.size() << u"):\n"_s;
     for (const QUrl& url : result.toRemove)
         out << u"  "_s << url.toLocalFile() << u'\n';
@@ -447,7 +455,7 @@ QCoro::Task<int> syncDevice(Invocation& invocation)
     reporter.finish();
     const qsizetype added = countPresent(plan.toAdd);
     const qsizetype transcoded = std::count_if(plan.toAdd.cbegin(), plan.toAdd.cend(), [](const SyncDiff::AddItem& item) {
-        return item.needsTranscode && QFileInfo::exists(item.destinationURL.toLocalFile());
+        return item.needsTranscode() && QFileInfo::exists(item.destinationURL.toLocalFile());
     });
     const qsizetype removed = std::count_if(plan.toRemove.cbegin(), plan.toRemove.cend(),
                                             [](const QUrl& url) { return !QFileInfo::exists(url.toLocalFile()); });

@@ -90,6 +90,7 @@ QList<Setting> settings()
         choice(Settings::defaultFolderStructure),
         boolean(Settings::defaultSyncPlaylists),
         boolean(Settings::defaultSyncPodcasts),
+        integer(Settings::transcodeCacheLimit),
         boolean(Settings::automaticallyCheckForUpdates),
         integer(Settings::lastUpdateCheck),
     };

@@ -14,6 +14,7 @@
 #include "SettingsCommands.h"
 #include "TagCommands.h"
 #include "TrackCommands.h"
+#include "TranscodeCacheCommands.h"
 
 #include <QCoreApplication>
 
@@ -34,6 +35,7 @@ CommandLine velmoCommands()
     addPlaylistEditCommands(commandLine);
     addPodcastCommands(commandLine);
     addDeviceCommands(commandLine);
+    addTranscodeCacheCommands(commandLine);
     addMetadataCommands(commandLine);
     addSettingsCommands(commandLine);
     addDiscCommands(commandLine);

@@ -9,7 +9,7 @@ packages=(
     g++ cmake ninja-build ccache pkgconf
     # libraries
     qt6-base-dev qt6-base-dev-tools qcoro-qt6-dev libtag1-dev libflac-dev libchromaprint-dev
-    libavformat-dev libavcodec-dev libswresample-dev libavutil-dev
+    libavformat-dev libavcodec-dev libswresample-dev libswscale-dev libavutil-dev
     libcdio-paranoia-dev libcdio-dev libudev-dev zlib1g-dev libebur128-dev
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev xvfb xauth desktop-file-utils appstream

@@ -92,8 +92,17 @@ DeviceProfileEditorSheet::DeviceProfileEditorSheet(Library& library, VolumeMonit
     if (m_bitrate->findData(shown.transcodeBitrate) < 0)
         m_bitrate->addItem(u"%1 kbps"_s.arg(shown.transcodeBitrate), shown.transcodeBitrate);
     m_bitrate->setCurrentIndex(m_bitrate->findData(shown.transcodeBitrate));
+    m_coverSize = new QComboBox(formatSection);
+    addChoice(m_coverSize, u"Original"_s, CoverSize::original);
+    addChoice(m_coverSize, u"500 px"_s, CoverSize::px500);
+    addChoice(m_coverSize, u"300 px"_s, CoverSize::px300);
+    m_coverSize->setCurrentIndex(m_coverSize->findData(int(shown.effectiveCoverSize())));
+    m_coverFiles = new QCheckBox(u"Put cover.jpg in each album folder"_s, formatSection);
+    m_coverFiles->setChecked(shown.writeCoverFiles);
     formatLayout->addRow(u"Format"_s, m_format);
     formatLayout->addRow(u"Bitrate"_s, m_bitrate);
+    formatLayout->addRow(u"Cover size"_s, m_coverSize);
+    formatLayout->addRow(m_coverFiles);
     sections->addWidget(formatSection);
 
     auto* structureSection = new QGroupBox(u"Folder Structure"_s, content);
@@ -140,6 +149,15 @@ DeviceProfileEditorSheet::DeviceProfileEditorSheet(Library& library, VolumeMonit
     };
     connect(m_format, &QComboBox::currentIndexChanged, this, showBitrate);
     showBitrate();
+    // Until the user picks a cover size, it follows the format's default.
+    connect(m_coverSize, &QComboBox::activated, this, [this] { m_coverSizeChosen = true; });
+    connect(m_format, &QComboBox::currentIndexChanged, this, [this] {
+        if (m_coverSizeChosen)
+            return;
+        DeviceProfile byDefault;
+        byDefault.outputFormat = chosen<OutputFormat>(m_format);
+        m_coverSize->setCurrentIndex(m_coverSize->findData(int(byDefault.effectiveCoverSize())));
+    });
     connect(m_name, &QLineEdit::textChanged, this, &DeviceProfileEditorSheet::updateConfirm);
     for (QLineEdit* field : {m_musicFolder, m_podcastsFolder, m_playlistsFolder})
         connect(field, &QLineEdit::textChanged, this, &DeviceProfileEditorSheet::updateConfirm);
@@ -433,6 +451,9 @@ void DeviceProfileEditorSheet::applyTo(DeviceProfile& profile) const
     profile.smartPlaylistIDs = checkedIDs(m_smartPlaylistBoxes);
     profile.outputFormat = chosen<OutputFormat>(m_format);
     profile.transcodeBitrate = m_bitrate->currentData().toLongLong();
+    if (m_coverSizeChosen)
+        profile.coverSize = chosen<CoverSize>(m_coverSize);
+    profile.writeCoverFiles = m_coverFiles->isChecked();
     profile.folderStructure = chosen<FolderStructure>(m_structure);
     profile.musicFolder = trimmedOr(m_musicFolder, u"Music"_s);
     profile.podcastsFolder = trimmedOr(m_podcastsFolder, u"Podcasts"_s);

@@ -50,6 +50,8 @@ public:
     QCheckBox* playlistBox(const QString& name) const;
     QComboBox* formatPicker() const { return m_format; }
     QComboBox* bitratePicker() const { return m_bitrate; }
+    QComboBox* coverSizePicker() const { return m_coverSize; }
+    QCheckBox* coverFilesBox() const { return m_coverFiles; }
     QComboBox* structurePicker() const { return m_structure; }
     QLineEdit* musicFolderField() const { return m_musicFolder; }
     QLineEdit* podcastsFolderField() const { return m_podcastsFolder; }
@@ -101,6 +103,9 @@ private:
     QLabel* m_noPlaylists = nullptr;
     QComboBox* m_format = nullptr;
     QComboBox* m_bitrate = nullptr;
+    QComboBox* m_coverSize = nullptr;
+    QCheckBox* m_coverFiles = nullptr;
+    bool m_coverSizeChosen = false; // by the user; until then it follows the format
     QComboBox* m_structure = nullptr;
     QLineEdit* m_musicFolder = nullptr;
     QLineEdit* m_podcastsFolder = nullptr;

@@ -241,8 +241,8 @@ void DeviceSyncBody::fillChanges()
         heading(m_changes, u"Music to Add ("_s, m_diff.toAdd.size());
         for (const SyncDiff::AddItem& item : std::as_const(m_diff.toAdd)) {
             QString text = item.track.title.isEmpty() ? fileName(item.destinationURL) : item.track.title;
-            if (item.needsTranscode)
-                text += u"  —  Will transcode"_s;
+            if (item.needsTranscode())
+                text += u"  —  Will "_s + item.action.description();
             row(m_changes, u"plus.circle"_s, text);
         }
     }

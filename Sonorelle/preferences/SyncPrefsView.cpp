@@ -1,5 +1,6 @@
 #include "SyncPrefsView.h"
 
+#include "library/DisplayText.h"
 #include "library/Settings.h"
 
 #include <QCheckBox>
@@ -32,4 +33,20 @@ SyncPrefsView::SyncPrefsView(QWidget* parent)
     };
     toggle(Settings::defaultSyncPlaylists, u"Sync playlists"_s, u"syncPlaylists"_s);
     toggle(Settings::defaultSyncPodcasts, u"Sync podcasts"_s, u"syncPodcasts"_s);
+
+    // Transcodes kept for the next device with the same settings.
+    auto* cacheLimit = new QComboBox(this);
+    cacheLimit->setObjectName(u"transcodeCacheLimit"_s);
+    constexpr qint64 gib = qint64(1) << 30;
+    cacheLimit->addItem(u"Off"_s, qint64(0));
+    for (const qint64 size : {gib / 2, gib, 2 * gib, 5 * gib, 10 * gib, 20 * gib})
+        cacheLimit->addItem(DisplayText::dataSize(size), size);
+    const qint64 limit = Settings::value(Settings::transcodeCacheLimit);
+    if (cacheLimit->findData(limit) < 0)
+        cacheLimit->addItem(DisplayText::dataSize(limit), limit);
+    cacheLimit->setCurrentIndex(cacheLimit->findData(limit));
+    connect(cacheLimit, &QComboBox::currentIndexChanged, this, [cacheLimit] {
+        Settings::setValue(Settings::transcodeCacheLimit, cacheLimit->currentData().toLongLong());
+    });
+    form->addRow(u"Transcode cache"_s, cacheLimit);
 }

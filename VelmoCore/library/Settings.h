@@ -43,6 +43,8 @@ inline constexpr Key<bool> verifyWithCTDB{"verifyWithCTDB", true};
 // Whether a rip, and a folder import, end by writing the new tracks' ReplayGain tags.
 inline constexpr Key<bool> analyseLoudnessAfterRipping{"analyseLoudnessAfterRipping", true};
 inline constexpr Key<bool> analyseLoudnessAfterImport{"analyseLoudnessAfterImport", false};
+// The most the transcode cache keeps, in bytes.
+inline constexpr Key<qint64> transcodeCacheLimit{"transcodeCacheLimit", qint64(2) << 30};
 
 bool value(const Key<bool>& key);
 qint64 value(const Key<qint64>& key);

@@ -123,6 +123,21 @@ QString DeviceProfile::contentSummary() const
     return parts.isEmpty() ? u"No content selected"_s : parts.join(u" · "_s);
 }
 
+CoverSize DeviceProfile::effectiveCoverSize() const
+{
+    return coverSize.value_or(outputFormat == OutputFormat::keepSource ? CoverSize::original : CoverSize::px500);
+}
+
+std::optional<int> DeviceProfile::coverPixels() const
+{
+    switch (effectiveCoverSize()) {
+    case CoverSize::original: return std::nullopt;
+    case CoverSize::px500: return 500;
+    case CoverSize::px300: return 300;
+    }
+    return std::nullopt;
+}
+
 QString DeviceProfile::formatSummary() const
 {
     switch (outputFormat) {
@@ -155,6 +170,9 @@ void DeviceProfile::writeJson(JsonWriter& w) const
     w.field("musicFolder"_L1, musicFolder);
     w.field("podcastsFolder"_L1, podcastsFolder);
     w.field("playlistsFolder"_L1, playlistsFolder);
+    if (coverSize)
+        w.field("coverSize"_L1, rawValue(*coverSize));
+    w.field("writeCoverFiles"_L1, writeCoverFiles);
     w.endObject();
 }
 
@@ -186,5 +204,9 @@ DeviceProfile DeviceProfile::fromJson(const JsonObject& o)
     profile.musicFolder = text("musicFolder"_L1, profile.musicFolder);
     profile.podcastsFolder = text("podcastsFolder"_L1, profile.podcastsFolder);
     profile.playlistsFolder = text("playlistsFolder"_L1, profile.playlistsFolder);
+    if (const auto size = Json::optional(o, "coverSize"_L1))
+        profile.coverSize = Json::toEnum<CoverSize>(*size, "coverSize"_L1);
+    if (const auto files = Json::optional(o, "writeCoverFiles"_L1))
+        profile.writeCoverFiles = Json::toBool(*files, "writeCoverFiles"_L1);
     return profile;
 }

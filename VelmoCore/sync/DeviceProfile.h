@@ -22,6 +22,16 @@ struct EnumRawValues<SyncScope> {
                                        std::pair{SyncScope::selectedPlaylists, "selectedPlaylists"}};
 };
 
+// How large the cover embedded in each file on the device may be.
+enum class CoverSize { original, px500, px300 };
+
+template <>
+struct EnumRawValues<CoverSize> {
+    static constexpr std::array values{std::pair{CoverSize::original, "original"},
+                                       std::pair{CoverSize::px500, "500px"},
+                                       std::pair{CoverSize::px300, "300px"}};
+};
+
 struct PodcastDeviceConfig {
     bool enabled = true;
 
@@ -73,6 +83,14 @@ struct DeviceProfile {
     QString musicFolder = QStringLiteral("Music");
     QString podcastsFolder = QStringLiteral("Podcasts");
     QString playlistsFolder = QStringLiteral("Playlists");
+    // None: 500 px for a profile that transcodes, the original for one that keeps the format.
+    std::optional<CoverSize> coverSize;
+    bool writeCoverFiles = false; // a "cover.jpg" in each album folder on the device
+
+    // The cover size that applies, chosen or by default.
+    CoverSize effectiveCoverSize() const;
+    // The longest side a cover on the device may have, in pixels; none keeps it as it is.
+    std::optional<int> coverPixels() const;
 
     // "Full Library", "2 playlists · 3 tracks", "No content selected".
     QString contentSummary() const;

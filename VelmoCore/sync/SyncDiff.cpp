@@ -305,7 +305,6 @@ SyncDiff SyncDiff::compute(const QList<Track>& tracks, const QList<Playlist>& pl
     }
     planner.join();
 
-    const bool transcodes = profile.outputFormat != OutputFormat::keepSource;
     QSet<QString> expected;
     expected.reserve(wanted.size());
     for (qsizetype i = 0; i < wanted.size(); ++i) {
@@ -314,8 +313,10 @@ SyncDiff SyncDiff::compute(const QList<Track>& tracks, const QList<Playlist>& pl
         const std::optional<FileTree::Attributes> copy = device.attributes(destination);
         if (copy && copy->kind == FileTree::Kind::link)
             continue; // listed as passed over; never written through
-        if (!copy || isStale(sources.at(i), *copy))
-            diff.toAdd.append({tracks.at(wanted.at(i)), QUrl::fromLocalFile(destination), transcodes});
+        if (!copy || isStale(sources.at(i), *copy)) {
+            const Track& track = tracks.at(wanted.at(i));
+            diff.toAdd.append({track, QUrl::fromLocalFile(destination), AddAction::forTrack(track, profile)});
+        }
     }
     diff.unchanged = std::max<qint64>(wanted.size() - diff.toAdd.size(), 0);
 

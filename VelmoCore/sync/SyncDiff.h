@@ -1,5 +1,6 @@
 #pragma once
 
+#include "AddAction.h"
 #include "DeviceProfile.h"
 #include "library/Track.h"
 #include "playlists/Playlist.h"
@@ -22,7 +23,9 @@ struct SyncDiff {
     struct AddItem {
         Track track;
         QUrl destinationURL;
-        bool needsTranscode = false;
+        AddAction action;
+
+        bool needsTranscode() const { return action.kind == AddAction::Kind::transcode; }
 
         bool operator==(const AddItem&) const = default;
     };

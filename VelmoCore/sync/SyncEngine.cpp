@@ -4,6 +4,9 @@
 #include "Transcoder.h"
 #include "VelmoDeviceFile.h"
 #include "library/Background.h"
+#include "library/Settings.h"
+#include "platform/AtomicFile.h"
+#include "platform/ImageScaling.h"
 #include "playlists/PlaylistExporter.h"
 #include "playlists/SmartRuleEngine.h"
 
@@ -12,10 +15,13 @@
 #include <QFileInfo>
 #include <QHash>
 #include <QScopeGuard>
+#include <QSet>
 #include <QtConcurrent/QtConcurrentRun>
 
 #include <deque>
 #include <exception>
+#include <limits>
+#include <mutex>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -59,6 +65,8 @@ SyncEngine::SyncEngine(QObject* parent)
 SyncEngine& SyncEngine::shared()
 {
     static SyncEngine engine;
+    static std::once_flag cacheChosen;
+    std::call_once(cacheChosen, [] { engine.setTranscodeCacheFolder(TranscodeCache::defaultFolder()); });
     return engine;
 }
 
@@ -131,6 +139,30 @@ void exportPlaylists(const DeviceProfile& profile, const QList<Playlist>& playli
     }
 }
 
+// A "cover.jpg" in each album folder that this run added to and that has none yet, from the
+// front cover of its first track there, fitted like the embedded ones. Nothing here fails
+// the run: a folder without a cover is merely plainer.
+void writeAlbumCovers(const DeviceProfile& profile, const QList<SyncDiff::AddItem>& adds)
+{
+    QSet<QString> done;
+    for (const SyncDiff::AddItem& item : adds) {
+        const QString folder = QFileInfo(item.destinationURL.toLocalFile()).path();
+        if (done.contains(folder))
+            continue;
+        const QString path = folder + u"/cover.jpg"_s;
+        if (QFileInfo::exists(path) || DeviceFiles::prepareWrite(profile.rootPath, path)) {
+            done.insert(folder);
+            continue;
+        }
+        const std::optional<QByteArray> cover = Transcoder::frontCover(item.track);
+        const std::optional<QByteArray> jpeg
+            = cover ? ImageScaling::fittedJpeg(*cover, profile.coverPixels().value_or(std::numeric_limits<int>::max()))
+                    : std::nullopt;
+        if (jpeg && !AtomicFile::save(path, *jpeg))
+            done.insert(folder);
+    }
+}
+
 } // namespace
 
 QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playlist> playlists,
@@ -149,6 +181,10 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
     };
 
     VelmoDeviceFile::write(profile.id, profile.rootPath);
+    std::optional<TranscodeCache> cache;
+    if (m_cacheFolder)
+        cache.emplace(*m_cacheFolder, Settings::value(Settings::transcodeCacheLimit));
+    const std::optional<int> coverPixels = profile.coverPixels();
     const qint64 removals = diff.toRemove.size();
     const qint64 total = removals + diff.toAdd.size();
 
@@ -178,7 +214,7 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
     for (qsizetype j = 0; j < diff.toAdd.size() && !failure; ++j) {
         const SyncDiff::AddItem& item = diff.toAdd.at(j);
         const QString destination = item.destinationURL.toLocalFile();
-        if (item.needsTranscode) {
+        if (item.needsTranscode()) {
             // A free worker first, so that a failure found meanwhile ends the run before this
             // add is reported.
             while (std::ssize(running) >= m_transcodes.maxThreadCount()) {
@@ -200,10 +236,12 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
             note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::writeRefused, destination, *reason)));
             break;
         }
-        if (item.needsTranscode) {
-            const auto job = [item, format = profile.outputFormat, bitrate = profile.transcodeBitrate] {
+        if (item.needsTranscode()) {
+            const Transcoder::Settings settings{item.action.format, item.action.bitrateKbps, coverPixels};
+            const auto job = [item, settings, cache, encoder = m_encoder] {
                 try {
-                    Transcoder::transcodeFile(item.track.url, item.destinationURL, format, bitrate, item.track);
+                    const Transcoder::Means means{cache ? &*cache : nullptr, encoder};
+                    Transcoder::transcodeFile(item.track.url, item.destinationURL, settings, item.track, means);
                     return std::exception_ptr();
                 } catch (...) {
                     return std::current_exception();
@@ -219,12 +257,26 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
             }
         }
         const QString source = item.track.path();
-        const auto copy = [source, root = profile.rootPath, destination] {
-            return DeviceFiles::copy(source, root, destination, true);
-        };
-        const std::optional<QString> reason = co_await Background::run(copy);
-        if (reason)
-            note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::copyFailed, source, *reason)));
+        if (coverPixels) {
+            const auto copy = [item, pixels = *coverPixels]() -> std::optional<Transcoder::TranscodeError> {
+                try {
+                    Transcoder::copyWithFittedCover(item.track.url, item.destinationURL, pixels, item.track);
+                    return std::nullopt;
+                } catch (const Transcoder::TranscodeError& error) {
+                    return error;
+                }
+            };
+            const std::optional<Transcoder::TranscodeError> error = co_await Background::run(copy);
+            if (error)
+                note(failure, j, std::make_exception_ptr(*error));
+        } else {
+            const auto copy = [source, root = profile.rootPath, destination] {
+                return DeviceFiles::copy(source, root, destination, true);
+            };
+            const std::optional<QString> reason = co_await Background::run(copy);
+            if (reason)
+                note(failure, j, std::make_exception_ptr(SyncError(SyncError::Kind::copyFailed, source, *reason)));
+        }
         collectFinished();
     }
     while (!running.empty()) {
@@ -234,6 +286,11 @@ QCoro::Task<> SyncEngine::sync(SyncDiff diff, DeviceProfile profile, QList<Playl
     }
     if (failure)
         std::rethrow_exception(failure->error);
+
+    if (profile.writeCoverFiles && profile.folderStructure != FolderStructure::flat) {
+        const auto covers = [profile, adds = diff.toAdd] { writeAlbumCovers(profile, adds); };
+        co_await Background::run(covers);
+    }
 
     if (profile.syncPlaylists) {
         const auto write = [profile, playlists, smartPlaylists, allTracks, libraryRoot] {

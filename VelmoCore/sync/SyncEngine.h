@@ -2,6 +2,8 @@
 
 #include "DeviceProfile.h"
 #include "SyncDiff.h"
+#include "TranscodeCache.h"
+#include "Transcoder.h"
 #include "library/Track.h"
 #include "playlists/Playlist.h"
 #include "playlists/SmartPlaylist.h"
@@ -15,6 +17,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 
 // Carries out a diff on a device: the identity file, the removals, the adds (copies and
@@ -77,6 +80,12 @@ public:
     // link below the root. Throws SyncError::needsRepair for a profile with a problem() and
     // SyncError::alreadySyncing while a run is under way, both before anything happens,
     // and the first failed add's error after the transcodes then running have finished.
+    // Where transcodes are kept for the next device, with the limit of the settings read at
+    // each run; none keeps nothing. The shared engine uses the user's cache folder.
+    void setTranscodeCacheFolder(std::optional<QString> folder) { m_cacheFolder = std::move(folder); }
+    // What encodes: FFmpeg unless set, for tests that count or fail encoder runs.
+    void setEncoder(Transcoder::Encoder encoder) { m_encoder = std::move(encoder); }
+
     QCoro::Task<> sync(SyncDiff diff, DeviceProfile profile, QList<Playlist> playlists,
                        QList<SmartPlaylist> smartPlaylists, QList<Track> allTracks, QUrl libraryRoot,
                        ProgressHandler onProgress);
@@ -84,4 +93,6 @@ public:
 private:
     bool m_isSyncing = false;
     QThreadPool m_transcodes; // its own, so that copies and other work never wait behind them
+    std::optional<QString> m_cacheFolder;
+    Transcoder::Encoder m_encoder;
 };

@@ -1,11 +1,13 @@
 #include "Transcoder.h"
 
+#include "TranscodeCache.h"
 #include "library/Background.h"
 #include "library/FilePaths.h"
 #include "library/ImageType.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
 #include "platform/AtomicFile.h"
+#include "platform/ImageScaling.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -15,7 +17,9 @@
 #include <QScopeGuard>
 
 #include <cerrno>
+#include <vector>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Qt::StringLiterals;
@@ -80,18 +84,90 @@ std::optional<int> syncToDisk(const QString& path)
     return std::nullopt;
 }
 
-void writeTags(const Track& track, const QUrl& source, const QString& path)
+// The file's pictures replaced by the one front cover, fitted when a size is given. A cover
+// that does not decode could not be fitted, and a player could not show it either: it goes.
+void writeCover(const QString& path, std::optional<QByteArray> cover, std::optional<int> coverPixels)
+{
+    if (!cover)
+        return;
+    const QUrl url = QUrl::fromLocalFile(path);
+    if (coverPixels)
+        cover = ImageScaling::fittedJpeg(*cover, *coverPixels);
+    if (cover)
+        TagWriter::writeArtwork(url, *cover, ImageType::mimeType(*cover));
+    else
+        TagWriter::removeArtwork(url);
+}
+
+void writeTags(const Track& track, const QUrl& source, const QString& path, std::optional<int> coverPixels)
 {
     Track tagged = track;
     tagged.url = QUrl::fromLocalFile(path);
     TagWriter::write(tagged);
-    std::optional<QByteArray> cover = track.artworkData;
-    if (!cover || cover->isEmpty()) {
-        if (const std::optional<TrackMetadata> metadata = TagReader::read(source))
-            cover = metadata->artworkData;
+    Track original = track;
+    original.url = source;
+    writeCover(path, frontCover(original), coverPixels);
+}
+
+// The key of a transcode's result in the cache: none when the source cannot be looked at,
+// which the encoder then reports.
+std::optional<QString> cacheKey(const Track& track, const QString& source, const Settings& settings)
+{
+    struct stat status {};
+    if (::stat(QFile::encodeName(source).constData(), &status) != 0)
+        return std::nullopt;
+    const qint64 modified = qint64(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+    return TranscodeCache::key(track.id.toString(QUuid::WithoutBraces), qint64(status.st_size), modified,
+                               settings.cacheText());
+}
+
+// A plain copy into the part file: it is hidden and named for its destination already, so a
+// kill leaves nothing that the next transcode or copy to that destination does not remove.
+std::optional<int> copyInto(const QString& source, const QString& partial)
+{
+    const int in = ::open(QFile::encodeName(source).constData(), O_RDONLY | O_CLOEXEC);
+    if (in < 0)
+        return errno;
+    const int out = ::open(QFile::encodeName(partial).constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (out < 0) {
+        const int error = errno;
+        ::close(in);
+        return error;
     }
-    if (cover && !cover->isEmpty())
-        TagWriter::writeArtwork(tagged.url, *cover, ImageType::mimeType(*cover));
+    std::optional<int> failure;
+    std::vector<char> buffer(1 << 20);
+    for (;;) {
+        const ssize_t got = ::read(in, buffer.data(), buffer.size());
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0) {
+            if (got < 0)
+                failure = errno;
+            break;
+        }
+        for (ssize_t written = 0; written < got && !failure;) {
+            const ssize_t put = ::write(out, buffer.data() + written, size_t(got - written));
+            if (put < 0 && errno != EINTR)
+                failure = errno;
+            written += std::max<ssize_t>(put, 0);
+        }
+        if (failure)
+            break;
+    }
+    ::close(in);
+    if (::close(out) != 0 && !failure)
+        failure = errno;
+    return failure;
+}
+
+// The file at `partial` made durable and renamed into place.
+void moveIntoPlace(const QString& partial, const QString& destination, const QString& source)
+{
+    using Kind = TranscodeError::Kind;
+    if (const std::optional<int> error = syncToDisk(partial))
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(*error));
+    if (::rename(QFile::encodeName(partial).constData(), QFile::encodeName(destination).constData()) != 0)
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(errno));
 }
 
 } // namespace
@@ -107,6 +183,27 @@ TranscodeError::TranscodeError(Kind kind, const QString& source, const QString& 
 QString TranscodeError::message() const
 {
     return QString::fromUtf8(what());
+}
+
+std::optional<QByteArray> frontCover(const Track& track)
+{
+    if (track.artworkData && !track.artworkData->isEmpty())
+        return track.artworkData;
+    if (const std::optional<TrackMetadata> metadata = TagReader::read(track.url)) {
+        if (metadata->artworkData && !metadata->artworkData->isEmpty())
+            return metadata->artworkData;
+    }
+    return std::nullopt;
+}
+
+QString Settings::cacheText() const
+{
+    const AudioTranscoding::Target target = encoderSettings(format, bitrateKbps);
+    return u"%1 %2 %3 Hz %4 ch %5 bit/s cover %6"_s.arg(target.container, target.encoder)
+        .arg(target.sampleRate)
+        .arg(target.channels)
+        .arg(target.bitRate)
+        .arg(coverPixels ? QString::number(*coverPixels) : u"original"_s);
 }
 
 AudioTranscoding::Target encoderSettings(OutputFormat format, qint64 bitrateKbps)
@@ -128,44 +225,84 @@ AudioTranscoding::Target encoderSettings(OutputFormat format, qint64 bitrateKbps
     return target;
 }
 
-void transcodeFile(const QUrl& from, const QUrl& to, OutputFormat format, qint64 bitrateKbps,
-                   const std::optional<Track>& tags)
+void transcodeFile(const QUrl& from, const QUrl& to, const Settings& settings, const std::optional<Track>& tags,
+                   const Means& means)
 {
     using Kind = TranscodeError::Kind;
     const QString source = from.toLocalFile();
     const QString destination = to.toLocalFile();
-    const AudioTranscoding::Target target = encoderSettings(format, bitrateKbps);
+    const AudioTranscoding::Target target = encoderSettings(settings.format, settings.bitrateKbps);
     removeLeftovers(destination);
     const QString partial = partialPath(destination);
     auto removePartial = qScopeGuard([&partial] { QFile::remove(partial); });
 
-    try {
-        AudioTranscoding::transcode(source, partial, target);
-    } catch (const AudioTranscoding::Failure& failure) {
-        switch (failure.stage()) {
-        case AudioTranscoding::Failure::Stage::noAudio: throw TranscodeError(Kind::noAudioTrack, source);
-        case AudioTranscoding::Failure::Stage::read: throw TranscodeError(Kind::readFailed, source, failure.detail());
-        case AudioTranscoding::Failure::Stage::write: throw TranscodeError(Kind::writeFailed, source, failure.detail());
-        }
-    }
-    if (tags) {
+    const QString extension = FilePaths::pathExtension(destination).toLower();
+    const std::optional<QString> key = means.cache && tags ? cacheKey(*tags, source, settings) : std::nullopt;
+    const auto fromCache = [&]() -> bool {
+        const std::optional<QString> kept = key ? means.cache->find(*key, extension) : std::nullopt;
+        if (kept && !copyInto(*kept, partial))
+            return true;
+        QFile::remove(partial);
+        return false;
+    };
+    if (!fromCache()) {
         try {
-            writeTags(*tags, from, partial);
-        } catch (const TagWriter::WriteError&) {
-            throw TranscodeError(Kind::writeFailed, source, u"its tags could not be written"_s);
+            if (means.encoder)
+                means.encoder(source, partial, target);
+            else
+                AudioTranscoding::transcode(source, partial, target);
+        } catch (const AudioTranscoding::Failure& failure) {
+            switch (failure.stage()) {
+            case AudioTranscoding::Failure::Stage::noAudio: throw TranscodeError(Kind::noAudioTrack, source);
+            case AudioTranscoding::Failure::Stage::read: throw TranscodeError(Kind::readFailed, source, failure.detail());
+            case AudioTranscoding::Failure::Stage::write: throw TranscodeError(Kind::writeFailed, source, failure.detail());
+            }
         }
+        if (tags) {
+            try {
+                writeTags(*tags, from, partial, settings.coverPixels);
+            } catch (const TagWriter::WriteError&) {
+                throw TranscodeError(Kind::writeFailed, source, u"its tags could not be written"_s);
+            }
+        }
+        if (key)
+            means.cache->store(*key, partial, extension);
     }
-    if (const std::optional<int> error = syncToDisk(partial))
-        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(*error));
-    if (::rename(QFile::encodeName(partial).constData(), QFile::encodeName(destination).constData()) != 0)
-        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(errno));
+    moveIntoPlace(partial, destination, source);
     removePartial.dismiss();
 }
 
-QCoro::Task<> transcode(QUrl from, QUrl to, OutputFormat format, qint64 bitrateKbps, std::optional<Track> tags)
+QCoro::Task<> transcode(QUrl from, QUrl to, Settings settings, std::optional<Track> tags)
 {
-    const auto job = [from, to, format, bitrateKbps, tags] { transcodeFile(from, to, format, bitrateKbps, tags); };
+    const auto job = [from, to, settings, tags] { transcodeFile(from, to, settings, tags); };
     co_await Background::run(job);
+}
+
+void copyWithFittedCover(const QUrl& from, const QUrl& to, int coverPixels, const Track& track)
+{
+    using Kind = TranscodeError::Kind;
+    const QString source = from.toLocalFile();
+    const QString destination = to.toLocalFile();
+    struct stat status {};
+    if (::stat(QFile::encodeName(source).constData(), &status) != 0)
+        throw TranscodeError(Kind::readFailed, source, AtomicFile::describe(errno));
+    removeLeftovers(destination);
+    const QString partial = partialPath(destination);
+    auto removePartial = qScopeGuard([&partial] { QFile::remove(partial); });
+    if (const std::optional<int> error = copyInto(source, partial))
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(*error));
+    try {
+        Track original = track;
+        original.url = from;
+        writeCover(partial, frontCover(original), coverPixels);
+    } catch (const TagWriter::WriteError&) {
+        throw TranscodeError(Kind::writeFailed, source, u"its cover could not be written"_s);
+    }
+    const struct timespec times[2] = {status.st_atim, status.st_mtim};
+    if (::utimensat(AT_FDCWD, QFile::encodeName(partial).constData(), times, 0) != 0)
+        throw TranscodeError(Kind::writeFailed, source, AtomicFile::describe(errno));
+    moveIntoPlace(partial, destination, source);
+    removePartial.dismiss();
 }
 
 } // namespace Transcoder

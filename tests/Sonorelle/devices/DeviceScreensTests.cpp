@@ -183,8 +183,8 @@ TEST_F(DeviceScreensTest, AConnectedDeviceShowsItsCountsAndTheChangesOnRequest)
     EXPECT_EQ(view->body()->changesToggle()->text(), u"Hide changes"_s);
     // A track without a title shows the name of its file on the device.
     EXPECT_EQ(view->body()->changeRows(),
-              (QStringList{u"Music to Add (2)"_s, u"plus.circle\tOne  —  Will transcode"_s,
-                           u"plus.circle\tnameless.mp3  —  Will transcode"_s, u"Music to Remove (1)"_s,
+              (QStringList{u"Music to Add (2)"_s, u"plus.circle\tOne  —  Will transcode to MP3 192 kbps"_s,
+                           u"plus.circle\tnameless.mp3  —  Will transcode to MP3 192 kbps"_s, u"Music to Remove (1)"_s,
                            u"minus.circle\told.mp3"_s}));
     view->body()->changesToggle()->click();
     EXPECT_TRUE(view->body()->changeRows().isEmpty());

@@ -159,7 +159,7 @@ TEST_F(DeviceConfinementTest, AFileOnTheWayThatIsALinkIsNeitherWrittenNorRemoved
 
     SyncDiff forced;
     forced.toRemove = {QUrl::fromLocalFile(device.filePath(u"Music/old.mp3"_s))};
-    forced.toAdd = {{song, QUrl::fromLocalFile(device.filePath(u"Music/Artist/Album/01 Song.flac"_s)), false}};
+    forced.toAdd = {{song, QUrl::fromLocalFile(device.filePath(u"Music/Artist/Album/01 Song.flac"_s)), {}}};
     const QString failure = sync(forced, {song});
     EXPECT_TRUE(failure.contains(u"is a symbolic link"_s)) << qPrintable(failure);
     EXPECT_TRUE(QFileInfo(device.filePath(u"Music/old.mp3"_s)).isSymLink()) << "a link is not deleted";
@@ -198,7 +198,7 @@ TEST_F(DeviceConfinementTest, AProfileThatNeedsRepairIsRefusedBeforeAnythingHapp
     const Track song = libraryTrack(u"Song"_s);
     SyncDiff plan;
     plan.toRemove = {QUrl::fromLocalFile(device.filePath(u"Documents/thesis.mp3"_s))};
-    plan.toAdd = {{song, QUrl::fromLocalFile(device.filePath(u"Music/Song.flac"_s)), false}};
+    plan.toAdd = {{song, QUrl::fromLocalFile(device.filePath(u"Music/Song.flac"_s)), {}}};
 
     profile.podcastsFolder = QString();
     EXPECT_EQ(sync(plan, {song}),

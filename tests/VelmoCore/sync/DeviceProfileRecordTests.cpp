@@ -25,16 +25,19 @@ DeviceProfile sampleProfile()
     profile.syncPodcasts = false;
     profile.podcastConfigs = {{QUuid::createUuid(), {false}}, {QUuid::createUuid(), {true}}};
     profile.musicFolder = u"MUSIC"_s;
+    profile.coverSize = CoverSize::px300;
+    profile.writeCoverFiles = true;
     return profile;
 }
 
 } // namespace
 
-TEST(DeviceProfileJson, RoundTripsAllSixteenKeys)
+TEST(DeviceProfileJson, RoundTripsAllEighteenKeys)
 {
     const DeviceProfile profile = sampleProfile();
     const QJsonObject o = toQt(profile);
-    EXPECT_EQ(o.keys().size(), 16);
+    EXPECT_EQ(o.keys().size(), 18);
+    EXPECT_EQ(o.value("coverSize"_L1).toString(), u"300px"_s);
     EXPECT_EQ(o.value("outputFormat"_L1).toString(), u"aac"_s);
     EXPECT_EQ(o.value("folderStructure"_L1).toString(), u"flat"_s);
     EXPECT_EQ(fromQt<DeviceProfile>(o), profile);
@@ -59,9 +62,17 @@ TEST(DeviceProfileJson, OlderFilesFillTheLaterKeysWithDefaults)
 {
     QJsonObject o = toQt(sampleProfile());
     for (const char* key : {"smartPlaylistIDs", "manualTrackIDs", "podcastConfigs", "musicFolder",
-                            "podcastsFolder", "playlistsFolder"})
+                            "podcastsFolder", "playlistsFolder", "coverSize", "writeCoverFiles"})
         o.remove(QLatin1StringView(key));
-    const DeviceProfile profile = fromQt<DeviceProfile>(o);
+    DeviceProfile profile = fromQt<DeviceProfile>(o);
+    EXPECT_FALSE(profile.coverSize);
+    EXPECT_FALSE(profile.writeCoverFiles);
+    // Covers fit a player's screen by default only where the files are made for the device.
+    EXPECT_EQ(profile.coverPixels(), 500);
+    profile.outputFormat = OutputFormat::keepSource;
+    EXPECT_EQ(profile.coverPixels(), std::nullopt);
+    profile.coverSize = CoverSize::px300;
+    EXPECT_EQ(profile.coverPixels(), 300);
     EXPECT_TRUE(profile.smartPlaylistIDs.isEmpty());
     EXPECT_TRUE(profile.manualTrackIDs.isEmpty());
     EXPECT_TRUE(profile.podcastConfigs.isEmpty());

@@ -222,7 +222,7 @@ TEST_F(SyncDiffTest, FreshnessAllowsTwoSecondsAndTranscodingFollowsTheProfile)
 
     SyncDiff result = diff({newer, exact, stale, missing}, p);
     EXPECT_EQ(destinations(result), (QStringList{destination(stale, p), destination(missing, p)}));
-    EXPECT_FALSE(result.toAdd.constFirst().needsTranscode);
+    EXPECT_FALSE(result.toAdd.constFirst().needsTranscode());
     EXPECT_EQ(result.unchanged, 2);
     EXPECT_TRUE(result.toRemove.isEmpty());
     EXPECT_FALSE(result.podcastChanges);
@@ -231,7 +231,7 @@ TEST_F(SyncDiffTest, FreshnessAllowsTwoSecondsAndTranscodingFollowsTheProfile)
     p.outputFormat = OutputFormat::mp3;
     result = diff({newer, exact, stale, missing}, p);
     EXPECT_EQ(result.toAdd.size(), 4);
-    EXPECT_TRUE(result.toAdd.constFirst().needsTranscode);
+    EXPECT_TRUE(result.toAdd.constFirst().needsTranscode());
     EXPECT_EQ(result.toRemove.size(), 3);
     EXPECT_EQ(result.unchanged, 0);
 }

@@ -71,7 +71,10 @@ protected:
 
     SyncDiff::AddItem add(const Track& track, bool transcode = false) const
     {
-        return {track, SyncDiff::destinationURL(track, profile, libraryRoot()), transcode};
+        const AddAction action = transcode
+            ? AddAction{AddAction::Kind::transcode, profile.outputFormat, profile.transcodeBitrate}
+            : AddAction();
+        return {track, SyncDiff::destinationURL(track, profile, libraryRoot()), action};
     }
 
     QUrl libraryRoot() const { return QUrl::fromLocalFile(library.path()); }

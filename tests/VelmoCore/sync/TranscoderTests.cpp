@@ -106,7 +106,7 @@ TEST_P(TranscoderFormatTest, EverySourceComesOutAt44kStereoWithTheBitRateLengthT
     Track track = makeFullTrack();
     track.url = QUrl::fromLocalFile(from);
     track.artworkData = AudioFixtures::pngBytes();
-    BlockingWait::wait(Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), format, kbps, track));
+    BlockingWait::wait(Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), {format, kbps}, track));
 
     const Probe result = probe(to);
     EXPECT_EQ(result.codec, format == OutputFormat::mp3 ? u"mp3"_s : u"aac"_s);
@@ -175,7 +175,7 @@ TEST(TranscoderTest, ASourceWithoutAudioFailsBeforeAnyFileIsMade)
     writeFile(from, "these are words, not sound");
     QDir().mkpath(folder.filePath(u"device"_s));
     const auto error = awaitFailure<Transcoder::TranscodeError>(Transcoder::transcode(
-        QUrl::fromLocalFile(from), QUrl::fromLocalFile(folder.filePath(u"device/notes.mp3"_s)), OutputFormat::mp3, 320));
+        QUrl::fromLocalFile(from), QUrl::fromLocalFile(folder.filePath(u"device/notes.mp3"_s)), {OutputFormat::mp3, 320}));
     EXPECT_EQ(error.kind(), Transcoder::TranscodeError::Kind::noAudioTrack);
     EXPECT_TRUE(filesIn(folder.filePath(u"device"_s)).isEmpty());
 }
@@ -192,7 +192,7 @@ TEST(TranscoderTest, ASourceCutShortFailsAndLeavesTheOldDestinationAlone)
     writeFile(to, "the earlier file");
 
     const auto error = awaitFailure<Transcoder::TranscodeError>(
-        Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), OutputFormat::mp3, 128));
+        Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), {OutputFormat::mp3, 128}));
     EXPECT_EQ(error.kind(), Transcoder::TranscodeError::Kind::readFailed);
     EXPECT_TRUE(error.message().startsWith(u"“%1” could not be read: "_s.arg(from))) << error.message().toStdString();
     EXPECT_EQ(filesIn(folder.filePath(u"device"_s)), QStringList{u"cut.mp3"_s});
@@ -208,7 +208,7 @@ TEST(TranscoderTest, ASourceWithACorruptFrameFailsWithWhereAndLeavesNothingOnThe
     const QString to = folder.filePath(u"device/damaged.mp3"_s);
 
     const auto error = awaitFailure<Transcoder::TranscodeError>(
-        Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), OutputFormat::mp3, 128));
+        Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), {OutputFormat::mp3, 128}));
     EXPECT_EQ(error.kind(), Transcoder::TranscodeError::Kind::readFailed);
     EXPECT_TRUE(error.message().contains(u"damaged"_s)) << error.message().toStdString();
     EXPECT_TRUE(error.message().contains(u"00:0"_s)) << error.message().toStdString();
@@ -221,7 +221,7 @@ TEST(TranscoderTest, AnExistingDestinationIsReplaced)
     const QString from = EncodedAudio::write(EncodedAudio::music(4, 2.0), folder.filePath(u"a.wav"_s));
     const QString to = folder.filePath(u"a.m4a"_s);
     writeFile(to, "old");
-    BlockingWait::wait(Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), OutputFormat::aac, 128));
+    BlockingWait::wait(Transcoder::transcode(QUrl::fromLocalFile(from), QUrl::fromLocalFile(to), {OutputFormat::aac, 128}));
     EXPECT_EQ(probe(to).codec, u"aac"_s);
     // Written for streaming: the index comes before the audio.
     const QByteArray head = readFile(to).left(4096);
@@ -233,7 +233,7 @@ TEST(TranscoderTest, AMissingSourceFailsInWords)
     QTemporaryDir folder;
     const QString from = folder.filePath(u"gone.flac"_s);
     const auto error = awaitFailure<Transcoder::TranscodeError>(Transcoder::transcode(
-        QUrl::fromLocalFile(from), QUrl::fromLocalFile(folder.filePath(u"gone.mp3"_s)), OutputFormat::mp3, 128));
+        QUrl::fromLocalFile(from), QUrl::fromLocalFile(folder.filePath(u"gone.mp3"_s)), {OutputFormat::mp3, 128}));
     EXPECT_EQ(error.kind(), Transcoder::TranscodeError::Kind::readFailed);
     EXPECT_EQ(error.message(), u"“%1” could not be read: the file is missing."_s.arg(from));
     EXPECT_TRUE(filesIn(folder.path()).isEmpty());

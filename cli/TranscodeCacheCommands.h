@@ -1,0 +1,6 @@
+#pragma once
+
+class CommandLine;
+
+// velmo device cache stats | clear
+void addTranscodeCacheCommands(CommandLine& commandLine);
