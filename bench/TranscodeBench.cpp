@@ -61,7 +61,7 @@ void engineToMp3(benchmark::State& state)
         profile.syncPlaylists = false;
         SyncDiff diff;
         for (const Track& track : tracks)
-            diff.toAdd.append({track, SyncDiff::destinationURL(track, profile, {}), true});
+            diff.toAdd.append({track, SyncDiff::destinationURL(track, profile, {}), AddAction::forTrack(track, profile)});
         BlockingWait::wait(engine.sync(diff, profile, {}, {}, tracks, {}, {}));
     }
     state.counters["files"] = benchmark::Counter(fileCount, benchmark::Counter::kIsIterationInvariantRate);
