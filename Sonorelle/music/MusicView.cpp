@@ -136,7 +136,7 @@ void MusicView::refilter()
     m_filtered = m_index.filter(m_search->text());
     QWidget* list = m_viewMode == MusicViewMode::songs ? static_cast<QWidget*>(m_songs) : m_albums;
     if (m_filtered.isEmpty()) {
-        m_noResults->setMessage(u"Nothing matches “"_s + m_search->text() + u"”."_s);
+        m_noResults->setMessage(u"No songs match “"_s + m_search->text() + u"”"_s);
         m_empty->setCurrentIndex(m_index.tracks().isEmpty() ? 0 : 1);
         list = m_empty;
     }
