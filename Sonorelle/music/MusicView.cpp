@@ -14,8 +14,11 @@
 #include <QIcon>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QStackedWidget>
 #include <QStyle>
+#include <QListView>
+#include <QTableView>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -88,6 +91,11 @@ MusicView::MusicView(Library& library, FolderPicker folderPicker, QWidget* paren
             m_refresh.start();
     });
     connect(m_search, &QLineEdit::textChanged, this, &MusicView::refilter);
+    auto* leaveSearch = new QShortcut(QKeySequence(Qt::Key_Escape), m_search, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(leaveSearch, &QShortcut::activated, this, [this] {
+        m_search->clear();
+        focusList();
+    });
     connect(m_songsButton, &QToolButton::clicked, this, [this] { setViewMode(MusicViewMode::songs); });
     connect(m_albumsButton, &QToolButton::clicked, this, [this] { setViewMode(MusicViewMode::albums); });
     connect(importButton, &QPushButton::clicked, this, [this] { m_importController.chooseFolder(m_library); });
@@ -112,6 +120,22 @@ void MusicView::setViewMode(MusicViewMode mode)
     m_songsButton->setChecked(mode == MusicViewMode::songs);
     m_albumsButton->setChecked(mode == MusicViewMode::albums);
     refilter();
+}
+
+void MusicView::focusSearch()
+{
+    m_search->setFocus(Qt::ShortcutFocusReason);
+    m_search->selectAll();
+}
+
+void MusicView::focusList()
+{
+    QAbstractItemView* list = m_viewMode == MusicViewMode::songs ? static_cast<QAbstractItemView*>(m_songs->table())
+                                                                 : m_albums->grid();
+    list->setFocus(Qt::OtherFocusReason);
+    // Arrows then move from the first row instead of nowhere; nothing is chosen by it.
+    if (!list->currentIndex().isValid() && list->model()->rowCount() > 0)
+        list->selectionModel()->setCurrentIndex(list->model()->index(0, 0), QItemSelectionModel::NoUpdate);
 }
 
 QString MusicView::searchText() const
