@@ -101,3 +101,22 @@ TEST_F(KeyboardTest, CtrlFFocusesTheSearchAndEscapeClearsItAndReturnsToTheList)
     press(Qt::Key_F, Qt::ControlModifier);
     EXPECT_EQ(QApplication::focusWidget(), sidebarRows) << "a screen without a search field keeps the focus";
 }
+
+TEST_F(KeyboardTest, TabLeavesTheSongsTableAndTheArrowsMoveWithinIt)
+{
+    music()->setViewMode(MusicViewMode::songs);
+    QTableView* table = music()->songsView()->table();
+    table->setFocus();
+    table->setCurrentIndex(table->model()->index(0, 0));
+    press(Qt::Key_Down);
+    EXPECT_EQ(table->currentIndex().row(), 1);
+    EXPECT_EQ(table->selectionModel()->selectedRows().size(), 1);
+    press(Qt::Key_Right);
+    EXPECT_EQ(table->currentIndex().row(), 1) << "sideways stays on the row";
+    press(Qt::Key_Tab);
+    EXPECT_NE(QApplication::focusWidget(), table) << "Tab goes on to the next control";
+    EXPECT_FALSE(table->isAncestorOf(QApplication::focusWidget()));
+    press(Qt::Key_Backtab, Qt::ShiftModifier);
+    EXPECT_EQ(QApplication::focusWidget(), table) << "and Shift+Tab comes back";
+    EXPECT_EQ(table->currentIndex().row(), 1);
+}
