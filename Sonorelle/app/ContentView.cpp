@@ -388,6 +388,12 @@ void ContentView::showDetail()
     m_detail->addWidget(detail);
 }
 
+void ContentView::focusSearch()
+{
+    if (m_content->currentWidget() == m_music)
+        m_music->focusSearch();
+}
+
 QWidget* ContentView::contentColumn() const
 {
     return m_content->currentWidget();

@@ -71,6 +71,9 @@ public:
     // Opens the device editor: for a new device without a profile. One at a time.
     DeviceProfileEditorSheet* showDeviceEditor(const std::optional<DeviceProfile>& profile);
     DeviceProfileEditorSheet* deviceEditor() const;
+    // Ctrl+F: the search field of the screen on show takes the focus; a screen without one
+    // keeps it where it is.
+    void focusSearch();
     // What the content and detail columns show now.
     QWidget* contentColumn() const;
     QWidget* detailColumn() const;

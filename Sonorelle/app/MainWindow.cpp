@@ -42,6 +42,12 @@ MainWindow::MainWindow(AppCoordinator& coordinator, QWidget* parent)
     quit->setShortcut(QKeySequence::Quit);
 
     QMenu* editMenu = menuBar()->addMenu(u"&Edit"_s);
+    QAction* find = editMenu->addAction(u"&Find"_s, this, [this] {
+        if (m_contentView)
+            m_contentView->focusSearch();
+    });
+    find->setShortcut(QKeySequence::Find);
+    editMenu->addSeparator();
     QAction* preferences = editMenu->addAction(u"Preferences…"_s, this, [this] { showPreferences(); });
     preferences->setShortcut(QKeySequence(u"Ctrl+,"_s));
     preferences->setMenuRole(QAction::PreferencesRole);

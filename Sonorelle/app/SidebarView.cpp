@@ -83,6 +83,8 @@ SidebarView::SidebarView(QWidget* parent)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(title);
     layout->addWidget(m_list, 1);
+    // Focus given to the sidebar (Ctrl+1…, a click on its title) lands on its rows.
+    setFocusProxy(m_list);
 
     using Kind = SidebarItem::Kind;
     addRow({Kind::music, {}}, u"Music"_s, u"music.note"_s);

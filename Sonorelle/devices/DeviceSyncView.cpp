@@ -6,6 +6,7 @@
 #include "sync/VolumeMonitor.h"
 #include "widgets/Icons.h"
 #include "widgets/PlaceholderView.h"
+#include "widgets/RowWidgets.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -158,6 +159,7 @@ void DeviceSyncView::fillList()
             item->setData(statusRole, status);
             item->setText(profile.name);
             QWidget* row = deviceRow(profile.name, status, syncing);
+            RowWidgets::keepOutOfTabChain(row);
             item->setSizeHint(row->sizeHint());
             // The row widget draws the name; the item keeps it for accessibility and search.
             item->setForeground(Qt::transparent);

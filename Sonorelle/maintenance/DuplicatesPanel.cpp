@@ -4,6 +4,7 @@
 #include "library/DisplayText.h"
 #include "library/RawValueEnum.h"
 #include "library/Settings.h"
+#include "widgets/RowWidgets.h"
 #include "widgets/VerdictSymbol.h"
 
 #include <QFileInfo>
@@ -13,6 +14,7 @@
 #include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSlider>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -22,6 +24,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 enum Column { titleColumn, artistColumn, albumColumn, formatColumn, bitRateColumn, lengthColumn, pathColumn, actionsColumn, columnCount };
+constexpr int trackIDRole = Qt::UserRole;
 
 } // namespace
 
@@ -66,6 +69,24 @@ DuplicatesPanel::DuplicatesPanel(Library& library, Confirmation confirm, QWidget
     connect(m_threshold, &QSlider::valueChanged, this, &DuplicatesPanel::setThresholdPercent);
     connect(m_find, &QPushButton::clicked, this, [this] { findDuplicates(); });
     connect(m_cancel, &QPushButton::clicked, this, &DuplicatesPanel::cancel);
+    // The row's buttons by key: Return shows the track in Songs, Delete moves it to the Trash.
+    connect(m_results, &QTreeWidget::itemActivated, this, [this](QTreeWidgetItem* item) {
+        const QUuid id = item->data(titleColumn, trackIDRole).toUuid();
+        for (const DuplicateFinder::Group& group : std::as_const(m_groups)) {
+            for (const Track& track : group) {
+                if (track.id == id && !id.isNull()) {
+                    emit showInSongs(track);
+                    return;
+                }
+            }
+        }
+    });
+    auto* trash = new QShortcut(QKeySequence::Delete, m_results, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(trash, &QShortcut::activated, this, [this] {
+        const QTreeWidgetItem* item = m_results->currentItem();
+        if (item && item->parent())
+            moveToTrash(item->data(titleColumn, trackIDRole).toUuid());
+    });
     setRunning(false);
     m_status->setVisible(false);
     m_results->setVisible(false);
@@ -182,6 +203,7 @@ void DuplicatesPanel::showGroups()
         parent->setFirstColumnSpanned(true);
         for (const Track& track : group) {
             auto* item = new QTreeWidgetItem(parent);
+            item->setData(titleColumn, trackIDRole, track.id);
             item->setText(titleColumn, track.title);
             item->setText(artistColumn, track.artist);
             item->setText(albumColumn, track.album);
@@ -200,6 +222,7 @@ void DuplicatesPanel::showGroups()
             connect(show, &QPushButton::clicked, this, [this, track] { emit showInSongs(track); });
             const QUuid id = track.id;
             connect(trash, &QPushButton::clicked, this, [this, id] { moveToTrash(id); });
+            RowWidgets::keepOutOfTabChain(buttons);
             m_results->setItemWidget(item, actionsColumn, buttons);
         }
     }

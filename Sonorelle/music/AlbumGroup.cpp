@@ -1,8 +1,50 @@
 #include "AlbumGroup.h"
 
+#include "LocaleCollation.h"
+
+#include <QCollatorSortKey>
 #include <QHash>
 
 #include <algorithm>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+void sortGroups(QList<AlbumGroup>& groups, AlbumSortOption sortOption)
+{
+    // Keys are made once per group: a comparison of keys is cheap, one of texts is not.
+    const QCollator collator = LocaleCollation::collator();
+    struct Keyed {
+        QCollatorSortKey first;
+        QCollatorSortKey second;
+        AlbumGroup group;
+    };
+    std::vector<Keyed> keyed;
+    keyed.reserve(groups.size());
+    for (AlbumGroup& group : groups) {
+        const QString& first = sortOption == AlbumSortOption::artist ? group.artist : group.album;
+        const QString& second = sortOption == AlbumSortOption::artist ? group.album : group.artist;
+        keyed.push_back({collator.sortKey(first), collator.sortKey(second), std::move(group)});
+    }
+    // Names equal to the collator ("duets" and "Duets") fall back to their code points, so
+    // that the order never depends on the order of the tracks.
+    const auto before = [sortOption](const Keyed& a, const Keyed& b) {
+        if (const int c = a.first.compare(b.first); c != 0)
+            return c < 0;
+        if (const int c = a.second.compare(b.second); c != 0)
+            return c < 0;
+        if (sortOption == AlbumSortOption::artist)
+            return std::tie(a.group.artist, a.group.album) < std::tie(b.group.artist, b.group.album);
+        return std::tie(a.group.album, a.group.artist) < std::tie(b.group.album, b.group.artist);
+    };
+    std::sort(keyed.begin(), keyed.end(), before);
+    groups.clear();
+    for (Keyed& entry : keyed)
+        groups.append(std::move(entry.group));
+}
+
+} // namespace
 
 bool AlbumGroup::inTrackOrder(const Track& a, const Track& b)
 {
@@ -30,15 +72,6 @@ QList<AlbumGroup> AlbumGroup::group(const QList<Track>& tracks, AlbumSortOption 
     }
     for (AlbumGroup& group : groups)
         std::stable_sort(group.tracks.begin(), group.tracks.end(), &AlbumGroup::inTrackOrder);
-    // Plain string order, case counting: a lower-case name sorts after every capital.
-    if (sortOption == AlbumSortOption::artist) {
-        std::sort(groups.begin(), groups.end(), [](const AlbumGroup& a, const AlbumGroup& b) {
-            return std::tie(a.artist, a.album) < std::tie(b.artist, b.album);
-        });
-    } else {
-        std::sort(groups.begin(), groups.end(), [](const AlbumGroup& a, const AlbumGroup& b) {
-            return std::tie(a.album, a.artist) < std::tie(b.album, b.artist);
-        });
-    }
+    sortGroups(groups, sortOption);
     return groups;
 }

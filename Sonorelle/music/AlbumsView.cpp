@@ -6,6 +6,7 @@
 #include "AlbumTile.h"
 #include "devices/DeviceMenuItems.h"
 #include "facade/Library.h"
+#include "library/Settings.h"
 #include "widgets/StatusToast.h"
 
 #include <QComboBox>
@@ -20,6 +21,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int coverSide = 160;
+// The order the user last chose, for the next launch.
+constexpr Settings::Key<AlbumSortOption> albumSortOption{"albumSortOption", AlbumSortOption::artist};
 // The sentences of a re-fetch are longer than most toasts.
 constexpr auto refetchToastDuration = std::chrono::seconds(4);
 
@@ -64,6 +67,8 @@ AlbumsView::AlbumsView(Library& library, QWidget* parent)
 {
     m_sortPicker->addItem(u"Artist"_s);
     m_sortPicker->addItem(u"Album"_s);
+    m_sortOption = Settings::value(albumSortOption);
+    m_sortPicker->setCurrentIndex(m_sortOption == AlbumSortOption::artist ? 0 : 1);
     auto* toolbar = new QHBoxLayout;
     toolbar->addStretch();
     toolbar->addWidget(new QLabel(u"Sort by"_s, this));
@@ -169,6 +174,7 @@ void AlbumsView::setTracks(const QList<Track>& tracks)
 void AlbumsView::setSortOption(AlbumSortOption option)
 {
     m_sortOption = option;
+    Settings::setValue(albumSortOption, option);
     m_sortPicker->setCurrentIndex(option == AlbumSortOption::artist ? 0 : 1);
     regroup();
 }

@@ -14,8 +14,11 @@
 #include <QIcon>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QStackedWidget>
 #include <QStyle>
+#include <QListView>
+#include <QTableView>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -88,6 +91,11 @@ MusicView::MusicView(Library& library, FolderPicker folderPicker, QWidget* paren
             m_refresh.start();
     });
     connect(m_search, &QLineEdit::textChanged, this, &MusicView::refilter);
+    auto* leaveSearch = new QShortcut(QKeySequence(Qt::Key_Escape), m_search, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(leaveSearch, &QShortcut::activated, this, [this] {
+        m_search->clear();
+        focusList();
+    });
     connect(m_songsButton, &QToolButton::clicked, this, [this] { setViewMode(MusicViewMode::songs); });
     connect(m_albumsButton, &QToolButton::clicked, this, [this] { setViewMode(MusicViewMode::albums); });
     connect(importButton, &QPushButton::clicked, this, [this] { m_importController.chooseFolder(m_library); });
@@ -114,6 +122,22 @@ void MusicView::setViewMode(MusicViewMode mode)
     refilter();
 }
 
+void MusicView::focusSearch()
+{
+    m_search->setFocus(Qt::ShortcutFocusReason);
+    m_search->selectAll();
+}
+
+void MusicView::focusList()
+{
+    QAbstractItemView* list = m_viewMode == MusicViewMode::songs ? static_cast<QAbstractItemView*>(m_songs->table())
+                                                                 : m_albums->grid();
+    list->setFocus(Qt::OtherFocusReason);
+    // Arrows then move from the first row instead of nowhere; nothing is chosen by it.
+    if (!list->currentIndex().isValid() && list->model()->rowCount() > 0)
+        list->selectionModel()->setCurrentIndex(list->model()->index(0, 0), QItemSelectionModel::NoUpdate);
+}
+
 QString MusicView::searchText() const
 {
     return m_search->text();
@@ -136,7 +160,7 @@ void MusicView::refilter()
     m_filtered = m_index.filter(m_search->text());
     QWidget* list = m_viewMode == MusicViewMode::songs ? static_cast<QWidget*>(m_songs) : m_albums;
     if (m_filtered.isEmpty()) {
-        m_noResults->setMessage(u"Nothing matches “"_s + m_search->text() + u"”."_s);
+        m_noResults->setMessage(u"No songs match “"_s + m_search->text() + u"”"_s);
         m_empty->setCurrentIndex(m_index.tracks().isEmpty() ? 0 : 1);
         list = m_empty;
     }

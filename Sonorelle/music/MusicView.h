@@ -32,9 +32,14 @@ public:
 
     MusicViewMode viewMode() const { return m_viewMode; }
     void setViewMode(MusicViewMode mode);
+    // Ctrl+F: the search field takes the focus with its text selected. Escape there clears
+    // it and hands the focus to the list on screen.
+    void focusSearch();
+    void focusList();
     QString searchText() const;
     void setSearchText(const QString& text);
 
+    QLineEdit* searchField() const { return m_search; }
     SongsView* songsView() const { return m_songs; }
     AlbumsView* albumsView() const { return m_albums; }
     ImportController& importController() { return m_importController; }

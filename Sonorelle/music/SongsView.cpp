@@ -20,6 +20,8 @@ SongsView::SongsView(Library& library, TextPrompt prompt, QWidget* parent)
     m_table->setSelectionMode(QAbstractItemView::ExtendedSelection);
     m_table->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_table->setShowGrid(false);
+    // Tab goes on to the next control; the arrows move between rows.
+    m_table->setTabKeyNavigation(false);
     m_table->setAlternatingRowColors(true);
     m_table->setWordWrap(false);
     m_table->verticalHeader()->setVisible(false);

@@ -1,18 +1,13 @@
 #include "TrackTextIndex.h"
 
+#include "LocaleCollation.h"
+#include "SearchText.h"
+
 #include <QCollator>
 #include <QHash>
 #include <QtConcurrent/QtConcurrentMap>
 
 namespace {
-
-// The "C" locale collates by code point, without natural numbers or case folding; a system
-// set to it (as bare sessions are) still gets the natural order of English.
-QLocale collationLocale()
-{
-    const QLocale system = QLocale::system();
-    return system.language() == QLocale::C ? QLocale(QLocale::English, QLocale::UnitedStates) : system;
-}
 
 // Work is handed to the thread pool in runs of this many tracks, each with its own collator:
 // a collator is not to be shared between threads.
@@ -26,18 +21,10 @@ QList<std::pair<qsizetype, qsizetype>> runs(qsizetype count)
     return result;
 }
 
-QCollator collatorFor(const QLocale& locale)
-{
-    QCollator collator(locale);
-    collator.setNumericMode(true);
-    collator.setCaseSensitivity(Qt::CaseInsensitive);
-    return collator;
-}
-
 } // namespace
 
 TrackTextIndex::TrackTextIndex()
-    : m_locale(collationLocale())
+    : m_locale(LocaleCollation::locale())
 {
 }
 
@@ -60,7 +47,8 @@ void TrackTextIndex::update(const QList<Track>& tracks)
         const auto old = previous.constFind(track.id);
         if (old != previous.cend()) {
             const Entry& entry = m_entries.at(*old);
-            if (entry.title == track.title && entry.artist == track.artist && entry.album == track.album) {
+            if (entry.title == track.title && entry.artist == track.artist && entry.album == track.album
+                && entry.albumArtist == track.albumArtist) {
                 entries[i] = entry;
                 continue;
             }
@@ -70,13 +58,20 @@ void TrackTextIndex::update(const QList<Track>& tracks)
 
     Entry* prepared = entries.data();
     const auto prepare = [&](const std::pair<qsizetype, qsizetype>& run) {
-        const QCollator collator = collatorFor(m_locale);
+        const QCollator collator = LocaleCollation::collator(m_locale);
         for (qsizetype n = run.first; n < run.second; ++n) {
             const qsizetype i = fresh.at(n);
             const Track& track = tracks.at(i);
             Entry& entry = prepared[i];
-            entry = {track.title, track.artist, track.album, track.title.toLower(), track.artist.toLower(),
-                     track.album.toLower(), {}};
+            entry = {track.title,
+                     track.artist,
+                     track.album,
+                     track.albumArtist,
+                     SearchText::fold(track.title),
+                     SearchText::fold(track.artist),
+                     SearchText::fold(track.album),
+                     SearchText::fold(track.albumArtist),
+                     {}};
             const QString* texts[3] = {&track.title, &track.artist, &track.album};
             for (int field = 0; field < 3; ++field) {
                 if (keysMade[field])
@@ -98,10 +93,11 @@ QList<qsizetype> TrackTextIndex::filter(const QString& searchText) const
             matches.append(i);
         return matches;
     }
-    const QString needle = searchText.toLower();
+    const QString needle = SearchText::fold(searchText);
     for (qsizetype i = 0; i < m_entries.size(); ++i) {
         const Entry& entry = m_entries.at(i);
-        if (entry.searchTitle.contains(needle) || entry.searchArtist.contains(needle) || entry.searchAlbum.contains(needle))
+        if (entry.searchTitle.contains(needle) || entry.searchArtist.contains(needle) || entry.searchAlbum.contains(needle)
+            || entry.searchAlbumArtist.contains(needle))
             matches.append(i);
     }
     return matches;
@@ -114,7 +110,7 @@ void TrackTextIndex::prepareSort(Field field)
         return;
     Entry* entries = m_entries.data();
     const auto prepare = [this, f, entries](const std::pair<qsizetype, qsizetype>& run) {
-        const QCollator collator = collatorFor(m_locale);
+        const QCollator collator = LocaleCollation::collator(m_locale);
         for (qsizetype i = run.first; i < run.second; ++i) {
             Entry& entry = entries[i];
             const QString& text = f == 0 ? entry.title : f == 1 ? entry.artist : entry.album;

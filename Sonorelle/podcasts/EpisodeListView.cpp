@@ -4,6 +4,7 @@
 #include "PodcastArtworkLoader.h"
 #include "facade/Library.h"
 #include "widgets/PlaceholderView.h"
+#include "widgets/RowWidgets.h"
 
 #include <QButtonGroup>
 #include <QHBoxLayout>
@@ -153,6 +154,7 @@ void EpisodeListView::fillList()
         auto* item = new QListWidgetItem(m_list);
         item->setData(idRole, episode.id);
         auto* row = new EpisodeRow(m_library, episode);
+        RowWidgets::keepOutOfTabChain(row);
         item->setSizeHint(row->sizeHint());
         m_list->setItemWidget(item, row);
         if (m_selectedEpisode && m_selectedEpisode->id == episode.id)

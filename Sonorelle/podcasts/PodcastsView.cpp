@@ -7,6 +7,7 @@
 #include "widgets/Icons.h"
 #include "widgets/ListDetailSplit.h"
 #include "widgets/PlaceholderView.h"
+#include "widgets/RowWidgets.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -167,6 +168,7 @@ void PodcastsView::fillList()
         const QImage cover = podcast.artworkURL ? m_artwork->cover(*podcast.artworkURL) : QImage();
         QWidget* row = podcastRow(cover, podcast.title,
                                   PodcastDisplay::episodeCount(m_library.episodes(podcast.id).size()), refresh);
+        RowWidgets::keepOutOfTabChain(row);
         item->setSizeHint(row->sizeHint());
         m_list->setItemWidget(item, row);
         if (podcast.id == m_selectedPodcastID)

@@ -1,6 +1,7 @@
 #include "TagWriter.h"
 
 #include "JsonCoding.h"
+#include "NumberParsing.h"
 #include "TagFile.h"
 #include "TagPictures.h"
 #include "TagProperties.h"
@@ -75,6 +76,39 @@ void setOrRemove(TagLib::PropertyMap& properties, const TagLib::String& name, co
         properties.erase(name);
 }
 
+// The count another program wrote after a number, as in "5/7"; none without one.
+std::optional<QString> totalOf(const std::optional<QString>& text)
+{
+    if (!text)
+        return std::nullopt;
+    const qsizetype slash = text->indexOf(u'/');
+    if (slash < 0)
+        return std::nullopt;
+    const QString total = text->mid(slash + 1).trimmed();
+    if (total.isEmpty())
+        return std::nullopt;
+    return total;
+}
+
+QString withTotal(qint64 number, const std::optional<QString>& total)
+{
+    return total ? QString::number(number) + u'/' + *total : QString::number(number);
+}
+
+const TagLib::String trackNumberProperty = "TRACKNUMBER";
+
+// A disc number is removed only when the file held one the reader understood: "1/2" reads as
+// no disc number, and writing that none back would drop what the file said.
+void writeDiscNumber(TagLib::PropertyMap& properties, const std::optional<QString>& before,
+                     const std::optional<qint64>& discNumber)
+{
+    if (discNumber)
+        properties.replace(TagProperties::discNumber,
+                           TagLib::StringList(TagProperties::toTagLib(withTotal(*discNumber, totalOf(before)))));
+    else if (before && NumberParsing::strictInteger(*before))
+        properties.erase(TagProperties::discNumber);
+}
+
 } // namespace
 
 void write(const Track& track)
@@ -85,6 +119,9 @@ void write(const Track& track)
     TagFile file(path, TagFile::Access::write);
     checkValid(file, path);
 
+    // Totals ride beside the numbers ("5/7"); setting a number through the tag interface
+    // drops them, so they are taken first and put back.
+    const TagLib::PropertyMap before = file.properties();
     TagLib::Tag& tag = file.tag();
     tag.setTitle(toTagLib(track.title));
     tag.setArtist(toTagLib(track.artist));
@@ -95,8 +132,11 @@ void write(const Track& track)
 
     TagLib::PropertyMap properties = file.properties();
     setOrRemove(properties, albumArtist, track.albumArtist);
-    setOrRemove(properties, discNumber,
-                track.discNumber ? std::optional<QString>(QString::number(*track.discNumber)) : std::nullopt);
+    if (const unsigned int number = tagNumber(track.trackNumber); number > 0) {
+        if (const auto total = totalOf(first(before, trackNumberProperty)))
+            properties.replace(trackNumberProperty, TagLib::StringList(toTagLib(withTotal(number, total))));
+    }
+    writeDiscNumber(properties, first(before, discNumber), track.discNumber);
     const QString idText = Uuid::text(track.id);
     setOrRemove(properties, velmoTrackID, idText);
     // Our own id comes back through externalID too; it must never pose as a MusicBrainz id.

@@ -8,6 +8,8 @@
 
 #include <QFileInfo>
 #include <QPushButton>
+#include <QApplication>
+#include <QTest>
 #include <QTreeWidget>
 
 #include <gtest/gtest.h>
@@ -153,4 +155,35 @@ TEST_F(DuplicatesPanelTest, AFileThatCannotBeListenedToIsListedWithTheReason)
     BlockingWait::wait(panel.findDuplicates());
     EXPECT_TRUE(panel.passedOver().isEmpty());
     EXPECT_EQ(panel.results()->topLevelItemCount(), 1);
+}
+
+TEST_F(DuplicatesPanelTest, TheKeyboardWalksTheRowsAndTabLeavesThemWithoutVisitingTheirButtons)
+{
+    DuplicatesPanel panel{library, confirm};
+    panel.resize(900, 500);
+    panel.show();
+    panel.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&panel));
+    BlockingWait::wait(panel.findDuplicates());
+    ASSERT_EQ(panel.groups().size(), 1);
+    QTreeWidget* results = panel.results();
+    results->setFocus();
+    results->setCurrentItem(results->topLevelItem(0));
+    QTest::keyClick(results, Qt::Key_Down);
+    EXPECT_EQ(results->currentItem(), results->topLevelItem(0)->child(0));
+    QTest::keyClick(results, Qt::Key_Down);
+    ASSERT_EQ(results->currentItem(), results->topLevelItem(0)->child(1));
+
+    std::optional<Track> shown;
+    QObject::connect(&panel, &DuplicatesPanel::showInSongs, [&shown](const Track& track) { shown = track; });
+    QTest::keyClick(results, Qt::Key_Return);
+    ASSERT_TRUE(shown) << "Return is the row's “Show in Songs”";
+    EXPECT_EQ(shown->id, panel.groups().first().at(1).id);
+    QTest::keyClick(results, Qt::Key_Delete);
+    ASSERT_TRUE(asked) << "Delete is the row's “Move to Trash…”";
+    EXPECT_TRUE(asked->message.contains(panel.groups().first().at(1).path()));
+
+    QTest::keyClick(results, Qt::Key_Tab);
+    EXPECT_FALSE(results->isAncestorOf(QApplication::focusWidget())) << "no row's button takes the focus";
+    EXPECT_NE(QApplication::focusWidget(), results);
 }

@@ -2,6 +2,7 @@
 #include "library/BlockingWait.h"
 #include "library/JsonCoding.h"
 #include "library/Settings.h"
+#include "library/TagFile.h"
 #include "library/TagReader.h"
 #include "library/TagWriter.h"
 #include "library/Uuid.h"
@@ -120,6 +121,40 @@ TEST_F(ImportTest, AnImportedFileIsPlacedStampedAndAddedAndASecondCopyIsAlreadyT
     EXPECT_EQ(library.tracks().at(1).url, added.url);
     EXPECT_NE(library.tracks().at(1).id, added.id);
     EXPECT_TRUE(QFileInfo::exists(source + u"/a.flac"_s)) << "the source stays where it is";
+}
+
+TEST_F(ImportTest, TrackAndDiscTotalsSurviveTheImportAndAnEdit)
+{
+    const QString path = sample(u"a.flac"_s);
+    const auto setTotals = [&path] {
+        TagFile file(path, TagFile::Access::write);
+        TagLib::PropertyMap properties = file.properties();
+        properties.replace("TRACKNUMBER", TagLib::StringList("5/7"));
+        properties.replace("DISCNUMBER", TagLib::StringList("1/2"));
+        file.setProperties(properties);
+        return file.save();
+    };
+    ASSERT_TRUE(setTotals());
+    const auto inFile = [](const Track& track, const char* name) {
+        const TagFile file(track.path(), TagFile::Access::read);
+        const TagLib::StringList values = file.properties()[name];
+        return values.isEmpty() ? std::string() : values.front().to8Bit(true);
+    };
+
+    const auto controller = scanned();
+    BlockingWait::wait(controller->importSelected());
+    ASSERT_EQ(library.tracks().size(), 1);
+    Track imported = library.tracks().constFirst();
+    EXPECT_EQ(imported.externalID, Uuid::text(imported.id)) << "the import wrote its id into the file";
+    EXPECT_EQ(inFile(imported, "TRACKNUMBER"), "5/7");
+    EXPECT_EQ(inFile(imported, "DISCNUMBER"), "1/2");
+
+    imported.title = u"Edited"_s;
+    imported.trackNumber = 4;
+    BlockingWait::wait(library.update(imported));
+    EXPECT_EQ(inFile(imported, "TITLE"), "Edited");
+    EXPECT_EQ(inFile(imported, "TRACKNUMBER"), "4/7");
+    EXPECT_EQ(inFile(imported, "DISCNUMBER"), "1/2");
 }
 
 TEST_F(ImportTest, CopyingLeavesTheSourceAndWavFilesAreNeverWritten)

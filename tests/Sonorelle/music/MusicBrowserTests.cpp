@@ -14,6 +14,7 @@
 #include "widgets/StatusToast.h"
 
 #include <QAbstractItemModelTester>
+#include <QComboBox>
 #include <QMenu>
 #include <QTableView>
 #include <QTest>
@@ -41,6 +42,30 @@ QStringList titlesAt(const TrackTextIndex& index, const QList<qsizetype>& rows)
 
 } // namespace
 
+TEST(TrackSearch, MatchesTitleArtistAlbumOrAlbumArtistWithoutRegardToCaseOrAccents)
+{
+    TrackTextIndex index;
+    index.update({track(u"Brûlé"_s, u"Élodie"_s, u"Çà et là"_s), track(u"Fade"_s, u"Röyksopp"_s, u"Melody A.M."_s),
+                  track(u"Straße"_s, u"Ærø"_s, u"ﬁnal"_s, u"Sigur Rós"_s), track(u"Plain"_s, u"Band"_s, u"Record"_s)});
+    const std::vector<std::pair<QString, QStringList>> cases{
+        {u"brule"_s, {u"Brûlé"_s}},
+        {u"BRÛLÉ"_s, {u"Brûlé"_s}},
+        {u"elodie"_s, {u"Brûlé"_s}},
+        {u"ca et la"_s, {u"Brûlé"_s}},
+        {u"royksopp"_s, {u"Fade"_s}},
+        {u"RÖYK"_s, {u"Fade"_s}},
+        {u"strasse"_s, {u"Straße"_s}},
+        {u"aero"_s, {u"Straße"_s}},
+        {u"final"_s, {u"Straße"_s}},
+        {u"sigur ros"_s, {u"Straße"_s}},
+        {u"melody a.m."_s, {u"Fade"_s}},
+        {u"ÉLO"_s, {u"Brûlé"_s, u"Fade"_s}},
+        {u"plainband"_s, {}},
+    };
+    for (const auto& [query, titles] : cases)
+        EXPECT_EQ(titlesAt(index, index.filter(query)), titles) << qPrintable(query);
+}
+
 TEST(TrackSearch, MatchesTitleArtistOrAlbumWithoutRegardToCaseAndFollowsUpdates)
 {
     TrackTextIndex index;
@@ -48,8 +73,9 @@ TEST(TrackSearch, MatchesTitleArtistOrAlbumWithoutRegardToCaseAndFollowsUpdates)
                         track(u"So What"_s, u"Miles Davis"_s, u"Kind of Blue"_s, u"Coltrane fans"_s),
                         track(u"Naima"_s, u"John Coltrane"_s, u"Giant Steps"_s)};
     index.update(tracks);
-    EXPECT_EQ(titlesAt(index, index.filter(u"COLTRANE"_s)), (QStringList{u"Blue Train"_s, u"Naima"_s}))
-        << "the album artist is not searched";
+    EXPECT_EQ(titlesAt(index, index.filter(u"COLTRANE"_s)),
+              (QStringList{u"Blue Train"_s, u"So What"_s, u"Naima"_s}))
+        << "the album artist is searched too";
     EXPECT_EQ(titlesAt(index, index.filter(u"blue"_s)), (QStringList{u"Blue Train"_s, u"So What"_s}));
     EXPECT_TRUE(index.filter(u"john naima"_s).isEmpty()) << "no tokenising across fields";
     EXPECT_TRUE(index.filter(u"naima "_s).isEmpty()) << "the text is not trimmed";
@@ -59,6 +85,9 @@ TEST(TrackSearch, MatchesTitleArtistOrAlbumWithoutRegardToCaseAndFollowsUpdates)
     index.update(tracks);
     EXPECT_EQ(titlesAt(index, index.filter(u"new"_s)), QStringList{u"New"_s});
     EXPECT_TRUE(index.filter(u"naima"_s).isEmpty());
+    tracks[1].albumArtist = u"Davis Quintet"_s;
+    index.update(tracks);
+    EXPECT_EQ(titlesAt(index, index.filter(u"quintet"_s)), QStringList{u"So What"_s}) << "a new album artist is seen";
 }
 
 TEST(AlbumGrouping, GroupsByAlbumArtistAndAlbumExactlyAndTheFirstTrackNamesTheGroup)
@@ -71,8 +100,9 @@ TEST(AlbumGrouping, GroupsByAlbumArtistAndAlbumExactlyAndTheFirstTrackNamesTheGr
     QStringList keys;
     for (const AlbumGroup& g : groups)
         keys.append(g.artist + u'/' + g.album + u'/' + QString::number(g.tracks.size()));
-    EXPECT_EQ(keys, (QStringList{u"Guest/Solo/1"_s, u"Star//1"_s, u"Star/Duets/2"_s, u"Star/Solo/1"_s,
-                                 u"Star/duets/1"_s}));
+    EXPECT_EQ(keys, (QStringList{u"Guest/Solo/1"_s, u"Star//1"_s, u"Star/Duets/2"_s, u"Star/duets/1"_s,
+                                 u"Star/Solo/1"_s}))
+        << "names that differ only in case stay apart, capitals first";
 
     // The first track names the group; tracks sort by disc and number.
     Track early = track(u"Intro"_s, u"Band"_s, u"Record"_s, u"Band"_s);
@@ -93,10 +123,32 @@ TEST(AlbumGrouping, GroupsByAlbumArtistAndAlbumExactlyAndTheFirstTrackNamesTheGr
     const QList<AlbumGroup> byAlbum = AlbumGroup::group(
         {second, track(u"x"_s, u"Y"_s, u"Zebra"_s), track(u"y"_s, u"A"_s, u"Apple"_s), first}, AlbumSortOption::album);
     ASSERT_EQ(byAlbum.size(), 3);
-    EXPECT_EQ(byAlbum.at(0).album, u"Apple"_s);
-    EXPECT_EQ(byAlbum.at(1).album, u"Zebra"_s);
-    EXPECT_EQ(byAlbum.at(2).album, u"album"_s) << "lower case sorts after every capital";
-    EXPECT_EQ(byAlbum.at(2).tracks.at(0).title, u"a"_s) << "no disc counts as 0";
+    EXPECT_EQ(byAlbum.at(0).album, u"album"_s) << "case does not count";
+    EXPECT_EQ(byAlbum.at(1).album, u"Apple"_s);
+    EXPECT_EQ(byAlbum.at(2).album, u"Zebra"_s);
+    EXPECT_EQ(byAlbum.at(0).tracks.at(0).title, u"a"_s) << "no disc counts as 0";
+}
+
+TEST(AlbumGrouping, SortsByTheLocaleWithNumbersByValueAndWithoutCase)
+{
+    const QStringList names{u"Zappa"_s, u"Élodie"_s, u"10cc"_s, u"abba"_s, u"Eagles"_s, u"2 Unlimited"_s,
+                            u"Fleetwood"_s, u"Disc 10"_s, u"Disc 9"_s, u"éclat"_s};
+    const QStringList sorted{u"2 Unlimited"_s, u"10cc"_s, u"abba"_s, u"Disc 9"_s, u"Disc 10"_s,
+                             u"Eagles"_s, u"éclat"_s, u"Élodie"_s, u"Fleetwood"_s, u"Zappa"_s};
+    QList<Track> byArtist;
+    QList<Track> byAlbum;
+    for (const QString& name : names) {
+        byArtist.append(track(u"t"_s, name, u"Same"_s));
+        byAlbum.append(track(u"t"_s, u"Same"_s, name));
+    }
+    QStringList artists;
+    for (const AlbumGroup& group : AlbumGroup::group(byArtist, AlbumSortOption::artist))
+        artists.append(group.artist);
+    EXPECT_EQ(artists, sorted);
+    QStringList albums;
+    for (const AlbumGroup& group : AlbumGroup::group(byAlbum, AlbumSortOption::album))
+        albums.append(group.album);
+    EXPECT_EQ(albums, sorted);
 }
 
 TEST(SongsTable, NumbersShowTheDiscOnlyWhenThereAreSeveralTitlesSortNaturallyAndYearDoesNotSort)
@@ -169,6 +221,32 @@ TEST_F(MusicViewTest, StartsOnAlbumsSaysWhenEmptyAndSearchNarrowsBothViews)
     view.setViewMode(MusicViewMode::albums);
     view.setSearchText(u"zzz"_s);
     EXPECT_EQ(shownTitle(), u"No Results"_s);
+    for (PlaceholderView* placeholder : view.findChildren<PlaceholderView*>()) {
+        if (placeholder->isVisible()) {
+            EXPECT_EQ(placeholder->message(), u"No songs match “zzz”"_s);
+        }
+    }
+    view.setSearchText(u"BÉTA"_s);
+    EXPECT_EQ(view.albumsView()->groups().size(), 1) << "case and accents do not count";
+}
+
+TEST_F(MusicViewTest, TheChosenAlbumOrderIsKeptForTheNextWindow)
+{
+    TestEnvironment::clearSettings();
+    library.add(track(u"1"_s, u"Beta"_s, u"Alpha"_s));
+    library.add(track(u"2"_s, u"Alpha"_s, u"Beta"_s));
+    {
+        MusicView first(library);
+        EXPECT_EQ(first.albumsView()->sortOption(), AlbumSortOption::artist);
+        auto* picker = first.albumsView()->findChild<QComboBox*>();
+        ASSERT_NE(picker, nullptr);
+        picker->setCurrentIndex(1);
+        EXPECT_EQ(first.albumsView()->groups().constFirst().album, u"Alpha"_s);
+    }
+    MusicView second(library);
+    EXPECT_EQ(second.albumsView()->sortOption(), AlbumSortOption::album);
+    EXPECT_EQ(second.albumsView()->groups().constFirst().album, u"Alpha"_s);
+    TestEnvironment::clearSettings();
 }
 
 TEST_F(MusicViewTest, TheFirstSelectedRowInTableOrderIsTheSelectedTrackAndARefreshKeepsItSilently)

@@ -179,6 +179,38 @@ TEST_P(TagFileTest, OurOwnIdIsNoMusicBrainzIdAndArtworkReplacesEveryPicture)
     EXPECT_EQ(TagReader::read(url)->artworkData, jpeg);
 }
 
+TEST_P(TagFileTest, TotalsBesideTrackAndDiscNumbersOutliveEveryWrite)
+{
+    const QString path = sample();
+    setProperty(path, "TRACKNUMBER", u"5/7"_s);
+    setProperty(path, "DISCNUMBER", u"1/2"_s);
+    if (firstValue(path, "TRACKNUMBER") != "5/7" || firstValue(path, "DISCNUMBER") != "1/2")
+        GTEST_SKIP() << "this container's tag holds no totals";
+    const auto read = TagReader::read(QUrl::fromLocalFile(path));
+    ASSERT_TRUE(read.has_value());
+    Track track = Track::fromFile(QUrl::fromLocalFile(path), *read);
+    ASSERT_EQ(track.trackNumber, 5);
+    ASSERT_EQ(track.discNumber, std::nullopt) << "\"1/2\" is no disc number to the reader";
+
+    track.title = u"Retitled"_s;
+    TagWriter::write(track);
+    EXPECT_EQ(firstValue(path, "TRACKNUMBER"), "5/7");
+    EXPECT_EQ(firstValue(path, "DISCNUMBER"), "1/2") << "a disc number the reader did not take stays";
+
+    track.trackNumber = 6;
+    track.discNumber = 2;
+    TagWriter::write(track);
+    EXPECT_EQ(firstValue(path, "TRACKNUMBER"), "6/7");
+    EXPECT_EQ(firstValue(path, "DISCNUMBER"), "2/2");
+    EXPECT_EQ(TagReader::read(track.url)->trackNumber, 6);
+
+    track.trackNumber = std::nullopt;
+    track.discNumber = std::nullopt;
+    TagWriter::write(track);
+    EXPECT_FALSE(hasProperty(path, "TRACKNUMBER")) << "a number the user cleared goes, total and all";
+    EXPECT_EQ(firstValue(path, "DISCNUMBER"), "2/2") << "the reader still takes no disc number from it";
+}
+
 INSTANTIATE_TEST_SUITE_P(Containers, TagFileTest,
                          ::testing::Values(u"flac"_s, u"mp3"_s, u"m4a"_s, u"ogg"_s, u"opus"_s, u"opus-in-ogg"_s,
                                            u"wav"_s, u"aiff"_s, u"aif"_s),
