@@ -113,12 +113,17 @@ QCoro::Task<DiscRipStrategy::RippedTrack> RipAudit::check(qint64 trackIndex, Dis
         const QUrl again = QUrl::fromLocalFile(QDir(folder).filePath(u"reread"_s));
         verdict.reread = true;
         try {
-            const DiscRipStrategy::RippedTrack second =
+            DiscRipStrategy::RippedTrack second =
                 co_await paranoia->ripTrackChecked(m_source, m_toc, trackIndex, again, onProgress);
             AccurateRip::Verdict secondVerdict = accurateRip(*second.checksums);
             const std::optional<CTDB::Verdict> secondCTDB = checkCTDB(trackIndex, second);
             if (secondVerdict.matched() || (secondCTDB && secondCTDB->matched())) {
                 secondVerdict.reread = true;
+                // The log still lists the reads that came before the one kept.
+                if (!ripped.readCRCs.isEmpty()) {
+                    second.readCRCs = ripped.readCRCs;
+                    second.readCRCs.append(second.checksums->crc32);
+                }
                 verdict = secondVerdict;
                 ctdb = secondCTDB;
                 ripped = second;

@@ -1,5 +1,6 @@
 #include "disc/AccurateRipID.h"
 #include "disc/CDImporter.h"
+#include "disc/RipAudit.h"
 #include "library/BlockingWait.h"
 #include "library/Settings.h"
 #include "support/DiscImages.h"
@@ -134,4 +135,27 @@ TEST_F(RipAuditTest, AnAnswerForAnotherDiscLeavesTheTracksUnchecked)
     EXPECT_TRUE(results.at(0).verdict->text().startsWith(u"not checked: The AccurateRip answer is for disc "_s));
     EXPECT_EQ(CDImporter::verdictSummary(results), QString());
     EXPECT_TRUE(QString::fromUtf8(readFile(albumFile(u"Plates.log"_s))).contains(u"Result:          not checked"_s));
+}
+
+TEST_F(RipAuditTest, AReReadThatIsKeptFollowsTheReadsBeforeIt)
+{
+    const AccurateRip::Pressing pressing{
+        3, id.id1, id.id2, id.cddb, {{7, sumsOf(0).v2, 0}, {5, sumsOf(1).v2, 0}, {9, sumsOf(2).v2, 0}}};
+    services.accurateRip.route(answerPath(), FakeResponse::ok(DiscImages::accurateRipAnswer({pressing})));
+    const std::unique_ptr<DiscRipStrategy> strategy = makeStrategy(RipStrategyKind::secure, 0);
+    RipAudit audit(sheet, toc, *strategy);
+
+    // Two reads that agreed with each other, and both wrong in the same way.
+    TrackChecksums misread = sumsOf(1);
+    misread.v1 ^= 1;
+    misread.v2 ^= 1;
+    misread.crc32 ^= 1;
+    const DiscRipStrategy::RippedTrack first{.checksums = misread, .readCRCs = {misread.crc32, misread.crc32}};
+    const DiscRipStrategy::RippedTrack kept =
+        BlockingWait::wait(audit.check(1, first, folder.filePath(u"audit"_s), {}));
+
+    ASSERT_TRUE(audit.verdict(1));
+    EXPECT_TRUE(audit.verdict(1)->matched()) << "the paranoia read is the one the database confirms";
+    EXPECT_TRUE(audit.verdict(1)->reread);
+    EXPECT_EQ(kept.readCRCs, (QList<quint32>{misread.crc32, misread.crc32, sumsOf(1).crc32}));
 }
