@@ -21,6 +21,8 @@ packages=(
     libchromaprint-tools
     # the transcode benchmark measures against the command-line converter
     ffmpeg
+    # device names are checked by a real FAT driver on an image
+    dosfstools mtools
     # the eject adapter is tested against a fake disk service on a bus of its own
     dbus-daemon
     # running the application

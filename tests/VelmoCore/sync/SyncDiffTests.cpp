@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -563,6 +565,74 @@ TEST_F(SyncDiffTest, OnFatNamesAreMadeSafeAndCollisionsKeptApart)
     result = diff({first}, p, {}, {}, {}, fat);
     EXPECT_TRUE(result.toAdd.isEmpty());
     EXPECT_TRUE(result.toRemove.isEmpty());
+}
+
+// The names are checked by a real FAT driver rather than by our own rules: mtools writes them
+// into a FAT32 image and lists them back. It refuses a name FAT forbids, changes one that FAT
+// would change (trailing full stops, blanks), and meets a name that differs only in case.
+TEST_F(SyncDiffTest, OnARealFatImageEveryNameArrivesAsItIs)
+{
+    for (const char* tool : {"mkfs.fat", "mcopy", "mdir"}) {
+        if (QStandardPaths::findExecutable(QString::fromLatin1(tool)).isEmpty()
+            && QStandardPaths::findExecutable(QString::fromLatin1(tool), {u"/usr/sbin"_s, u"/sbin"_s}).isEmpty())
+            GTEST_SKIP() << tool << " is not installed";
+    }
+    DeviceProfile p = profile();
+    p.folderStructure = FolderStructure::flat;
+    // mtools keeps only the Basic Multilingual Plane, so no emoji here; FAT itself takes them.
+    const QList<Track> tracks{
+        libraryTrack(u"Song"_s, u"Band"_s, u"One"_s),
+        libraryTrack(u"SONG"_s, u"band"_s, u"Two"_s),
+        libraryTrack(u"What? Now. "_s, u"Band"_s, u"Three"_s),
+        libraryTrack(u"Live: \"Best\" <1> | *"_s, u"Band"_s, u"Four"_s),
+        libraryTrack(u"Café Brûlé..."_s, u"Émilie"_s, u"Five"_s),
+        libraryTrack(QString(250, u'x'), u"Band"_s, u"Six"_s),
+        libraryTrack(u"song"_s, u"BAND"_s, u"Seven"_s),
+    };
+    const SyncDiff result = diff(tracks, p, {}, {}, {}, SyncDiff::NameRules::fat);
+    ASSERT_EQ(result.toAdd.size(), tracks.size());
+
+    QTemporaryDir tree;
+    QStringList names;
+    QStringList arguments{u"-i"_s, tree.filePath(u"fat.img"_s), u"-D"_s, u"s"_s};
+    for (const SyncDiff::AddItem& item : result.toAdd) {
+        const QString name = QFileInfo(item.destinationURL.toLocalFile()).fileName();
+        names.append(name);
+        QFile file(tree.filePath(u"files/"_s + name));
+        ASSERT_TRUE(QDir().mkpath(tree.filePath(u"files"_s)));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << name.toStdString();
+        arguments.append(file.fileName());
+    }
+    arguments.append(u"::/"_s);
+
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+    environment.insert(u"MTOOLS_SKIP_CHECK"_s, u"1"_s);
+    const auto run = [&environment](const QString& program, const QStringList& args) {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.setStandardInputFile(QProcess::nullDevice());
+        const QString found = QStandardPaths::findExecutable(program).isEmpty()
+                                  ? QStandardPaths::findExecutable(program, {u"/usr/sbin"_s, u"/sbin"_s})
+                                  : QStandardPaths::findExecutable(program);
+        process.start(found, args);
+        process.waitForFinished(30'000);
+        return std::pair{process.exitCode(), QString::fromUtf8(process.readAllStandardOutput())};
+    };
+    // 4 KiB clusters, as on a real card: with the smallest ones mtools finds no room for long names.
+    ASSERT_EQ(run(u"mkfs.fat"_s, {u"-F"_s, u"32"_s, u"-s"_s, u"8"_s, u"-C"_s, tree.filePath(u"fat.img"_s), u"300000"_s})
+                  .first,
+              0);
+    EXPECT_EQ(run(u"mcopy"_s, arguments).first, 0) << "a name was refused or met another";
+
+    QStringList listed;
+    for (const QString& line : run(u"mdir"_s, {u"-i"_s, tree.filePath(u"fat.img"_s), u"-b"_s, u"::/"_s}).second.split(u'\n')) {
+        if (line.startsWith(u"::/"_s))
+            listed.append(line.mid(3));
+    }
+    names.sort();
+    listed.sort();
+    EXPECT_EQ(listed, names);
 }
 
 TEST(SyncDiffNameRules, FromTheFileSystemType)
