@@ -51,14 +51,7 @@ AccurateRipID AccurateRipID::fromFullTOC(const QByteArray& fullTOC)
     // Parsing first rejects the bytes that hold no audio, with the usual sentence.
     MusicBrainzDiscLookup::parseDiscTOC(fullTOC);
 
-    std::map<int, FullTOC::Descriptor> tracks; // by track number, a repeated point once
-    qint64 leadOut = 0;
-    for (const FullTOC::Descriptor& descriptor : FullTOC::descriptors(fullTOC)) {
-        if (descriptor.isTrack())
-            tracks.emplace(descriptor.point, descriptor);
-        else if (descriptor.point == FullTOC::leadOutPoint)
-            leadOut = std::max(leadOut, descriptor.address());
-    }
+    const auto [tracks, leadOut] = FullTOC::tracks(fullTOC);
 
     AccurateRipID id;
     quint32 cddbSum = 0;

@@ -42,6 +42,18 @@ QList<Descriptor> descriptors(const QByteArray& data)
     return result;
 }
 
+Tracks tracks(const QByteArray& data)
+{
+    Tracks result;
+    for (const Descriptor& descriptor : descriptors(data)) {
+        if (descriptor.isTrack())
+            result.byNumber.emplace(descriptor.point, descriptor);
+        else if (descriptor.point == leadOutPoint)
+            result.leadOut = std::max(result.leadOut, descriptor.address());
+    }
+    return result;
+}
+
 } // namespace FullTOC
 
 namespace MusicBrainzDiscLookup {

@@ -4,6 +4,8 @@
 #include <QList>
 #include <QString>
 
+#include <map>
+
 // The audio of a disc as the rest of the ripping path sees it. Offsets keep the table of
 // contents' own scale: the first frame of a disc is 150, and a reader of device sectors
 // subtracts that.
@@ -51,6 +53,13 @@ int headerLength(const QByteArray& data);
 
 // The whole descriptors that `length` announces, as far as the data holds them.
 QList<Descriptor> descriptors(const QByteArray& data);
+
+// The track descriptors in track order, a repeated point once, and the last session's lead-out.
+struct Tracks {
+    std::map<int, Descriptor> byNumber;
+    qint64 leadOut = 0;
+};
+Tracks tracks(const QByteArray& data);
 
 } // namespace FullTOC
 
