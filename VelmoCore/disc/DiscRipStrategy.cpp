@@ -6,6 +6,26 @@
 
 using namespace Qt::StringLiterals;
 
+QCoro::Task<QList<QUrl>> DiscRipStrategy::rip(QString source, DiscTOC toc, QUrl outputDirectory,
+                                              CDRipper::ProgressHandler onProgress)
+{
+    if (toc.trackCount < 1)
+        throw CDRipper::RipError::noAudioTracks();
+    QList<QUrl> files;
+    for (qint64 index = 0; index < toc.trackCount; ++index) {
+        const RippedTrack ripped = co_await ripTrackChecked(source, toc, index, outputDirectory, onProgress);
+        files.append(ripped.file);
+    }
+    co_return files;
+}
+
+QCoro::Task<QUrl> DiscRipStrategy::ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
+                                            CDRipper::ProgressHandler onProgress)
+{
+    const RippedTrack ripped = co_await ripTrackChecked(source, toc, trackIndex, outputDirectory, onProgress);
+    co_return ripped.file;
+}
+
 QCoro::Task<DiscRipStrategy::RippedTrack> DiscRipStrategy::ripTrackChecked(QString source, DiscTOC toc,
                                                                            qint64 trackIndex, QUrl outputDirectory,
                                                                            CDRipper::ProgressHandler onProgress)

@@ -29,12 +29,15 @@ public:
 
     virtual ~DiscRipStrategy() = default;
 
+    // A strategy overrides ripTrack or ripTrackChecked (each defaults to the other) and may
+    // override rip, which by default rips the tracks one after another.
+
     // Every track in order; the files' URLs in track order.
     virtual QCoro::Task<QList<QUrl>> rip(QString source, DiscTOC toc, QUrl outputDirectory,
-                                         CDRipper::ProgressHandler onProgress) = 0;
+                                         CDRipper::ProgressHandler onProgress);
     // One track, `trackIndex` from 0.
     virtual QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
-                                       CDRipper::ProgressHandler onProgress) = 0;
+                                       CDRipper::ProgressHandler onProgress);
     // ripTrack with its checksums, summed while reading.
     virtual QCoro::Task<RippedTrack> ripTrackChecked(QString source, DiscTOC toc, qint64 trackIndex,
                                                      QUrl outputDirectory, CDRipper::ProgressHandler onProgress);

@@ -55,13 +55,6 @@ QCoro::Task<QList<QUrl>> SectorRipStrategy::rip(QString source, DiscTOC toc, QUr
     co_return files;
 }
 
-QCoro::Task<QUrl> SectorRipStrategy::ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
-                                              CDRipper::ProgressHandler onProgress)
-{
-    const RippedTrack ripped = co_await ripTrackChecked(source, toc, trackIndex, outputDirectory, onProgress);
-    co_return ripped.file;
-}
-
 QCoro::Task<DiscRipStrategy::RippedTrack> SectorRipStrategy::ripTrackChecked(QString source, DiscTOC toc,
                                                                              qint64 trackIndex, QUrl outputDirectory,
                                                                              CDRipper::ProgressHandler onProgress)

@@ -22,8 +22,6 @@ public:
 
     QCoro::Task<QList<QUrl>> rip(QString source, DiscTOC toc, QUrl outputDirectory,
                                  CDRipper::ProgressHandler onProgress) override;
-    QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
-                               CDRipper::ProgressHandler onProgress) override;
     QCoro::Task<RippedTrack> ripTrackChecked(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
                                              CDRipper::ProgressHandler onProgress) override;
     QString name() const override;

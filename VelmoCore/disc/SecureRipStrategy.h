@@ -16,10 +16,6 @@ public:
     // Tests give scripted strategies: `reader` for the first two reads, `confirmer` for the rest.
     SecureRipStrategy(std::unique_ptr<SectorRipStrategy> reader, std::unique_ptr<SectorRipStrategy> confirmer);
 
-    QCoro::Task<QList<QUrl>> rip(QString source, DiscTOC toc, QUrl outputDirectory,
-                                 CDRipper::ProgressHandler onProgress) override;
-    QCoro::Task<QUrl> ripTrack(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
-                               CDRipper::ProgressHandler onProgress) override;
     QCoro::Task<RippedTrack> ripTrackChecked(QString source, DiscTOC toc, qint64 trackIndex, QUrl outputDirectory,
                                              CDRipper::ProgressHandler onProgress) override;
     QString name() const override;
