@@ -53,25 +53,11 @@ protected:
     // The release on MusicBrainz, for an import.
     void serveRelease()
     {
-        const DiscTOC disc = MusicBrainzDiscLookup::readDiscTOC(sheet);
-        QJsonArray tracks;
-        for (int n = 1; n <= 3; ++n) {
-            tracks.append(QJsonObject{{"number"_L1, QString::number(n)},
-                                      {"position"_L1, n},
-                                      {"title"_L1, u"Movement %1"_s.arg(n)},
-                                      {"length"_L1, 6000}});
-        }
-        const QJsonObject medium{
-            {"position"_L1, 1}, {"discs"_L1, QJsonArray{QJsonObject{{"id"_L1, disc.discID}}}}, {"tracks"_L1, tracks}};
-        const QJsonObject release{
-            {"id"_L1, u"release-1"_s},
-            {"title"_L1, u"Plates"_s},
-            {"artist-credit"_L1, QJsonArray{QJsonObject{{"artist"_L1, QJsonObject{{"name"_L1, u"Band"_s}}}}}},
-            {"media"_L1, QJsonArray{medium}}};
+        const QString discID = MusicBrainzDiscLookup::readDiscTOC(sheet).discID;
+        const QJsonArray releases{DiscImages::musicBrainzRelease(u"release-1"_s, u"Plates"_s, discID, 3)};
         services.musicBrainz.route(
-            u"/ws/2/discid/"_s + disc.discID,
-            FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, QJsonArray{release}}}).toJson(),
-                             "application/json"));
+            u"/ws/2/discid/"_s + discID,
+            FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, releases}}).toJson(), "application/json"));
     }
 
     // The tracks of `stream` as WAV files, in order.
@@ -203,7 +189,7 @@ TEST_F(CTDBCommandTest, ImportAndVerifyPrintBothVerdicts)
 
     const VelmoResult verified = velmo({u"disc"_s, u"verify"_s, sheet});
     ASSERT_EQ(verified.status, 0) << verified.err.toStdString() << verified.out.toStdString();
-    EXPECT_TRUE(verified.out.contains(u"02 Movement 2.flac — not in the database; CTDB: accurately ripped "
+    EXPECT_TRUE(verified.out.contains(u"02 Song 2.flac — not in the database; CTDB: accurately ripped "
                                       "(confidence 5 of 5)\n"_s))
         << verified.out.toStdString();
     EXPECT_TRUE(verified.out.endsWith(u"3 of 3 tracks verified by CTDB.\n0 of 3 tracks verified by AccurateRip.\n"_s))

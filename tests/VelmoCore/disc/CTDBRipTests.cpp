@@ -18,6 +18,7 @@ using Status = CTDB::Verdict::Status;
 namespace {
 
 constexpr qint64 trackFrames = 500;
+constexpr int pcmSeed = 5;
 
 // A three-track image ripped into a library folder against fake AccurateRip and CTDB services.
 class CTDBRipTest : public ::testing::Test {
@@ -25,13 +26,7 @@ protected:
     void SetUp() override
     {
         TestEnvironment::clearSettings();
-        writeFile(folder.filePath(u"disc.bin"_s), pcm);
-        sheet = folder.filePath(u"disc.cue"_s);
-        writeFile(sheet,
-                  "FILE \"disc.bin\" BINARY\n"
-                  "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                  "  TRACK 02 AUDIO\n    INDEX 01 00:06:50\n"
-                  "  TRACK 03 AUDIO\n    INDEX 01 00:13:25\n");
+        sheet = DiscImages::writeImage(folder.path(), 3, trackFrames, pcmSeed).sheet;
         toc = MusicBrainzDiscLookup::readDiscTOC(sheet);
         ctdbTOC = CTDBTOC::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(sheet));
     }
@@ -93,7 +88,7 @@ protected:
     QTemporaryDir folder;
     QTemporaryDir root;
     FakeServices services;
-    const QByteArray pcm = DiscImages::pcm(3 * trackFrames, 5);
+    const QByteArray pcm = DiscImages::pcm(3 * trackFrames, pcmSeed);
     QString sheet;
     DiscTOC toc;
     CTDBTOC ctdbTOC;
