@@ -57,25 +57,11 @@ protected:
     // `trackTwo` (the image's own checksum unless given).
     AccurateRipID serve(const QString& sheet, std::optional<quint32> trackTwo = std::nullopt)
     {
-        const DiscTOC toc = MusicBrainzDiscLookup::readDiscTOC(sheet);
-        QJsonArray tracks;
-        for (int n = 1; n <= 3; ++n) {
-            tracks.append(QJsonObject{{"number"_L1, QString::number(n)},
-                                      {"position"_L1, n},
-                                      {"title"_L1, u"Movement %1"_s.arg(n)},
-                                      {"length"_L1, 6000}});
-        }
-        const QJsonObject medium{
-            {"position"_L1, 1}, {"discs"_L1, QJsonArray{QJsonObject{{"id"_L1, toc.discID}}}}, {"tracks"_L1, tracks}};
-        const QJsonObject release{
-            {"id"_L1, u"release-1"_s},
-            {"title"_L1, u"Plates"_s},
-            {"artist-credit"_L1, QJsonArray{QJsonObject{{"artist"_L1, QJsonObject{{"name"_L1, u"Band"_s}}}}}},
-            {"media"_L1, QJsonArray{medium}}};
+        const QString discID = MusicBrainzDiscLookup::readDiscTOC(sheet).discID;
+        const QJsonArray releases{DiscImages::musicBrainzRelease(u"release-1"_s, u"Plates"_s, discID, 3)};
         services.musicBrainz.route(
-            u"/ws/2/discid/"_s + toc.discID,
-            FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, QJsonArray{release}}}).toJson(),
-                             "application/json"));
+            u"/ws/2/discid/"_s + discID,
+            FakeResponse::ok(QJsonDocument(QJsonObject{{"releases"_L1, releases}}).toJson(), "application/json"));
         const AccurateRipID id = AccurateRipID::fromFullTOC(MusicBrainzDiscLookup::rawTOCData(sheet));
         const AccurateRip::Pressing pressing{
             3,
@@ -205,7 +191,7 @@ TEST_F(AccurateRipCommandTest, ImportSaysEachMatchingTrackIsAccurateAndVerifyChe
 
     const VelmoResult verified = velmo({u"disc"_s, u"verify"_s, sheet});
     ASSERT_EQ(verified.status, 0) << verified.err.toStdString();
-    EXPECT_TRUE(verified.out.contains(u"Track 2: "_s + root() + u"/Band/Plates/02 Movement 2.flac — accurately ripped"_s))
+    EXPECT_TRUE(verified.out.contains(u"Track 2: "_s + root() + u"/Band/Plates/02 Song 2.flac — accurately ripped"_s))
         << verified.out.toStdString();
     EXPECT_TRUE(verified.out.endsWith(u"3 of 3 tracks verified by AccurateRip.\n"_s));
 
@@ -213,12 +199,12 @@ TEST_F(AccurateRipCommandTest, ImportSaysEachMatchingTrackIsAccurateAndVerifyChe
     const VelmoResult changed = velmo({u"disc"_s, u"verify"_s, sheet});
     EXPECT_EQ(changed.status, 1);
     EXPECT_TRUE(changed.out.contains(u"Track 2: "_s + root()
-                                     + u"/Band/Plates/02 Movement 2.flac — does not match (1 pressing known)"_s))
+                                     + u"/Band/Plates/02 Song 2.flac — does not match (1 pressing known)"_s))
         << changed.out.toStdString();
     EXPECT_TRUE(changed.out.endsWith(u"2 of 3 tracks verified by AccurateRip.\n"_s));
 
     serve(sheet);
-    const QString third = root() + u"/Band/Plates/03 Movement 3.flac"_s;
+    const QString third = root() + u"/Band/Plates/03 Song 3.flac"_s;
     ASSERT_TRUE(QFileInfo::exists(third));
     EncodedAudio::damageMiddleFrame(third);
     const VelmoResult damaged = velmo({u"disc"_s, u"verify"_s, sheet});
